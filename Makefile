@@ -1,0 +1,60 @@
+# Two commands do everything on a fresh Debian machine (as root):
+#   make demo   installs what is missing, builds, and runs the main job on data it makes
+#   make test   installs what is missing, builds, and runs every test: a plain build, a build
+#               with the address and undefined-behaviour sanitizers, and a thread-sanitizer
+#               build of the suites that run threads
+SHELL := /bin/bash
+JOBS  ?= $(shell nproc)
+DEPS  := cmake make g++ clang libclang-rt-14-dev pkg-config libsqlite3-dev libgtest-dev libgmock-dev \
+         libbenchmark-dev libpng-dev sox libsndfile1-dev ffmpeg
+# Test folders that run threads, built again under the thread sanitizer.
+TSAN_SUITES := Sys
+
+.PHONY: demo test deps build build-asan build-tsan fuzz-smoke bench clean
+
+deps:
+	@missing=""; for p in $(DEPS); do dpkg -s $$p >/dev/null 2>&1 || missing="$$missing $$p"; done; \
+	if [ -n "$$missing" ]; then \
+	  echo "installing:$$missing"; \
+	  apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $$missing; \
+	fi
+
+build: deps
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+	cmake --build build -j$(JOBS)
+
+build-asan: deps
+	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DMIRAFILE_SANITIZE=address,undefined \
+	      -DMIRAFILE_BENCH=OFF >/dev/null
+	cmake --build build-asan -j$(JOBS)
+
+build-tsan: deps
+	cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=Debug -DMIRAFILE_SANITIZE=thread \
+	      -DMIRAFILE_BENCH=OFF -DMIRAFILE_FUZZ=OFF "-DMIRAFILE_SUITES=$(TSAN_SUITES)" >/dev/null
+	cmake --build build-tsan -j$(JOBS)
+
+# libFuzzer builds of the fuzz targets, each run for a short while from its seeds.
+fuzz-smoke: deps
+	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	      -DMIRAFILE_SANITIZE=address,undefined -DMIRAFILE_BENCH=OFF "-DMIRAFILE_SUITES=none" >/dev/null
+	cmake --build build-fuzz -j$(JOBS)
+	@for f in build-fuzz/*Fuzz; do \
+	  name=$$(basename $$f); seeds=fuzz/seeds/$$name; mkdir -p build-fuzz/corpus-$$name; \
+	  echo "fuzzing $$name"; \
+	  $$f -max_total_time=20 -rss_limit_mb=1024 -max_len=65536 build-fuzz/corpus-$$name $$( [ -d $$seeds ] && echo $$seeds ) 2>&1 | tail -n 2 || exit 1; \
+	done
+
+test: build build-asan build-tsan
+	cd build && ctest --output-on-failure -j$(JOBS)
+	cd build-asan && ctest --output-on-failure -j$(JOBS)
+	cd build-tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j$(JOBS)
+	$(MAKE) --no-print-directory fuzz-smoke
+
+bench: build
+	bash bench/run.sh
+
+demo: build
+	bash tools/demo.sh build/mirafile
+
+clean:
+	rm -rf build build-asan build-tsan build-fuzz demo-out

@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# The main job on data the demo makes itself. Later commands add their steps here.
+set -euo pipefail
+tool=${1:-build/mirafile}
+out=demo-out
+rm -rf "$out" && mkdir -p "$out"
+echo "== mirafile $("$tool" --version)"
+echo "== message table"
+"$tool" message 7 12
+"$tool" message 2 64 7
+"$tool" message 0 39 take1.wav take1-48k.wav
