@@ -50,7 +50,7 @@ test: build build-asan build-tsan
 	cd build-tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j$(JOBS)
 	$(MAKE) --no-print-directory fuzz-smoke
 
-bench: build
+bench: deps
 	bash bench/run.sh
 
 demo: build
