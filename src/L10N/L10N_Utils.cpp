@@ -7,7 +7,6 @@
 #include <memory>
 #include <stdexcept>
 
-#include "Sys_Paths.h"
 
 namespace
 {
@@ -151,9 +150,4 @@ void L10N_Utils::UnloadLocalizedTable()
 {
     delete sLocalizedP;
     sLocalizedP = nullptr;
-}
-
-bool L10N_Utils::LoadLocalizedTableFromDataFolder()
-{
-    return LoadLocalizedTable(Sys_Paths::GetDataFolder() + "/" + cResourceLibraryName + ".txt");
 }

@@ -2,7 +2,7 @@
 //
 // Texts are looked up by resource id (package x 100 + id): first in a localized table when
 // one is loaded, then in the table compiled into the library. A localized table is a text
-// file named "File_Resource.txt" in the data folder (or given to LoadLocalizedTable): one
+// file (I18N_Utils finds "File_Resource.txt" in the data folder): one
 // entry a line, "<resource id><TAB><text>", with \n, \r and \\ standing for a newline, a
 // carriage return and a backslash; lines starting with '#' and blank lines are skipped.
 #pragma once
@@ -34,8 +34,6 @@ public:
     // one) when the file cannot be read. Not synchronised: call it at start-up.
     static bool LoadLocalizedTable(const std::string& iPath);
     static void UnloadLocalizedTable();
-    // Loads "File_Resource.txt" from the data folder when it is there.
-    static bool LoadLocalizedTableFromDataFolder();
 
     static constexpr const char* cResourceLibraryName = "File_Resource";
 };

@@ -107,3 +107,24 @@ TEST(L10N_ExceptionData, CarriesPackageIdAndInserts)
         EXPECT_TRUE(e.GetExceptionCode() == L10N_GetExceptionCode());
     }
 }
+
+#include "I18N_Utils.h"
+
+TEST(I18N_Utils, LanguageTableWinsOverPlainTable)
+{
+    Test_TempDir dir;
+    ::setenv("MIRAFILE_DATA_DIR", dir.Path().c_str(), 1);
+    ::setenv("MIRAFILE_LANGUAGE", "de", 1);
+    EXPECT_EQ(I18N_Utils::GetLanguage(), "de");
+    EXPECT_EQ(I18N_Utils::LoadLocalizedResources(), "") << "no table: the built-in texts serve";
+    std::ofstream(dir.Path() + "/File_Resource.txt") << "712\tplain\n";
+    std::ofstream(dir.Path() + "/File_Resource.de.txt") << "712\tDateiende\n";
+    EXPECT_EQ(I18N_Utils::LoadLocalizedResources(), dir.Path() + "/File_Resource.de.txt");
+    EXPECT_EQ(L10N_Utils::GetText(7, 12), "Dateiende");
+    ::setenv("MIRAFILE_LANGUAGE", "fr", 1);
+    EXPECT_EQ(I18N_Utils::LoadLocalizedResources(), dir.Path() + "/File_Resource.txt");
+    EXPECT_EQ(L10N_Utils::GetText(7, 12), "plain");
+    L10N_Utils::UnloadLocalizedTable();
+    ::unsetenv("MIRAFILE_LANGUAGE");
+    ::unsetenv("MIRAFILE_DATA_DIR");
+}

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "Cmn_Exception.h"
-#include "L10N_Utils.h"
+#include "I18N_Utils.h"
 #include "Sys_StackDumpPosix.h"
 #include "Tool.h"
 
@@ -46,7 +46,7 @@ int main(int argc, char** argv)
     try
     {
         Sys_StackDumpPosix::SetPlatformDependentMethods();
-        L10N_Utils::LoadLocalizedTableFromDataFolder();
+        I18N_Utils::LoadLocalizedResources();
         if (args.empty())
         {
             PrintHelp(std::cerr);
