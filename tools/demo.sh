@@ -9,3 +9,4 @@ echo "== message table"
 "$tool" message 7 12
 "$tool" message 2 64 7
 "$tool" message 0 39 take1.wav take1-48k.wav
+"$tool" time 17982 --from frames --to smpte --fps 29.97df

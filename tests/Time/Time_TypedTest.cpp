@@ -1,0 +1,203 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "Cmn_Exception.h"
+#include "Time/Time_Typed.h"
+#include "Time_TestSupport.h"
+
+namespace
+{
+std::vector<int32_t> gMismatchLines;
+void RecordMismatch(const char* iFile, int32_t iLine)
+{
+    EXPECT_NE(iFile, nullptr);
+    gMismatchLines.push_back(iLine);
+}
+} // namespace
+
+using Time_SampleTest = Time_StaticsFixture;
+using Time_TickTest = Time_StaticsFixture;
+using Time_TypedTest = Time_StaticsFixture;
+
+TEST_F(Time_SampleTest, PinToValidRangeClampsToThirtyTwoBitPositions)
+{
+    EXPECT_EQ(Time_Sample(-5).PinToValidRange().AsInt64(), 0);
+    EXPECT_EQ(Time_Sample(int64_t(1) << 40).PinToValidRange().AsInt64(), 0x7FFFFFFF);
+    EXPECT_EQ(Time_Sample(123).PinToValidRange().AsInt64(), 123);
+}
+
+TEST_F(Time_SampleTest, FromStringReadsThroughTheThirtyTwoBitHelper)
+{
+    Time_Sample s;
+    s.FromString("  -42xyz");
+    EXPECT_EQ(s.AsInt64(), -42);
+    s.FromString("99999999999");
+    EXPECT_EQ(s.AsInt64(), 0x7FFFFFFF);
+    s.FromString("-99999999999");
+    EXPECT_EQ(s.AsInt64(), -int64_t(0x80000000));
+    s.FromString("abc");
+    EXPECT_EQ(s.AsInt64(), 0);
+    s.FromString("");
+    EXPECT_EQ(s.AsInt64(), 0);
+    EXPECT_EQ(Time_Sample(int64_t(1) << 33).ToString(), "8589934592");
+}
+
+TEST_F(Time_TickTest, PinToValidRangeMakesNegativeTicksZero)
+{
+    EXPECT_EQ(Time_Tick(-1).PinToValidRange().AsInt64(), 0);
+    EXPECT_EQ(Time_Tick(INT64_MAX).PinToValidRange().AsInt64(), 0x07FFFFFFFFFFFFFF);
+}
+
+TEST_F(Time_TickTest, ArithmeticWithSixtyFourBitOperands)
+{
+    Time_Tick t(10);
+    t *= 960000;
+    t /= 3;
+    t += 5;
+    t -= 2;
+    ++t;
+    EXPECT_EQ(t.AsInt64(), 3200004);
+    EXPECT_EQ(Time_Tick(int64_t(1) << 33).AsInt32(), 0);
+}
+
+TEST_F(Time_TypedTest, DefaultIsZeroSamples)
+{
+    Time_Typed t;
+    EXPECT_EQ(t.AsInt64(), 0);
+    EXPECT_EQ(t.GetType(), Time_eType_Samples);
+}
+
+TEST_F(Time_TypedTest, MismatchCallsHandlerAndKeepsLeftType)
+{
+    gMismatchLines.clear();
+    Time_Typed::SetTypeMismatchHandler(RecordMismatch);
+    const Time_Typed samples(Time_Sample(100));
+    const Time_Typed ticks(Time_Tick(30));
+    const Time_Typed sum = samples + ticks;
+    EXPECT_EQ(sum.AsInt64(), 130);
+    EXPECT_EQ(sum.GetType(), Time_eType_Samples);
+    EXPECT_EQ((ticks - samples).GetType(), Time_eType_Ticks);
+    EXPECT_EQ(samples / ticks, 3);
+    EXPECT_TRUE(ticks < samples);
+    EXPECT_EQ(gMismatchLines.size(), 4u);
+
+    gMismatchLines.clear();
+    EXPECT_EQ((samples + samples).AsInt64(), 200);
+    EXPECT_TRUE(samples == samples);
+    EXPECT_TRUE(gMismatchLines.empty());
+}
+
+TEST_F(Time_TypedTest, MismatchWithoutHandlerGoesOnQuietly)
+{
+    Time_Typed::SetTypeMismatchHandler(nullptr);
+    const Time_TypedLength a(5, Time_eType_Ticks);
+    const Time_TypedLength b(7, Time_eType_Frames);
+    EXPECT_EQ((a | b).AsInt64(), 7);
+    EXPECT_EQ((a | b).GetType(), Time_eType_Ticks);
+}
+
+TEST_F(Time_TypedTest, OperatorsKeepTypeAndGiveBareQuotient)
+{
+    const Time_TypedLocal a(13, Time_eType_Ticks);
+    const Time_TypedLocal b(4, Time_eType_Ticks);
+    EXPECT_EQ((a % b).AsInt64(), 1);
+    EXPECT_EQ((a & b).AsInt64(), 4);
+    EXPECT_EQ((a ^ b).AsInt64(), 9);
+    EXPECT_EQ(a / b, 3);
+    EXPECT_EQ((a * 3).AsInt64(), 39);
+    EXPECT_EQ((a / 2).AsInt64(), 6);
+    EXPECT_EQ((a % 5).AsInt64(), 3);
+    EXPECT_EQ((a * 3).GetType(), Time_eType_Ticks);
+    EXPECT_EQ((-a).AsInt64(), -13);
+    EXPECT_EQ((~a).AsInt64(), ~int64_t(13));
+    EXPECT_FALSE(!a);
+    EXPECT_TRUE(!Time_TypedLocal(0, Time_eType_Ticks));
+    EXPECT_EQ(Time_Typed(-8, Time_eType_Ticks).AbsoluteValue(), Time_Typed(8, Time_eType_Ticks));
+}
+
+TEST_F(Time_TypedTest, ConvertsOnlyThroughNamedConstructors)
+{
+    const Time_Typed begin(Time_Tick(100));
+    const Time_Typed end(Time_Tick(350));
+    const Time_TypedLength length = Time_TypedLength::GetLength(begin, end);
+    EXPECT_EQ(length.AsInt64(), 250);
+    EXPECT_EQ(length.GetType(), Time_eType_Ticks);
+    const Time_TypedLocal local(length);
+    EXPECT_EQ(local.AsTimeTyped(), Time_Typed(250, Time_eType_Ticks));
+    EXPECT_EQ(Time_TypedLength::cOneTick.GetType(), Time_eType_Ticks);
+    EXPECT_EQ(Time_TypedLength::cOneSample.AsInt64(), 1);
+}
+
+TEST_F(Time_TypedTest, AsSampleAndAsTickAssertTheType)
+{
+    const Time_Typed ticks(Time_Tick(5));
+    EXPECT_EQ(ticks.AsTick().AsInt64(), 5);
+    EXPECT_THROW(ticks.AsSample(), Cmn_AssertException);
+    EXPECT_THROW(Time_Typed(Time_Sample(1)).AsTick(), Cmn_AssertException);
+}
+
+TEST_F(Time_TypedTest, LimitsAndPinning)
+{
+    EXPECT_EQ(Time_Typed::MaxTime(Time_eType_Samples), cMaxSampleTime_Typed);
+    EXPECT_EQ(Time_Typed::MaxTime(Time_eType_Ticks), cMaxTickTime_Typed);
+    EXPECT_EQ(Time_Typed::MinTime(Time_eType_Ticks).AsInt64(),
+              static_cast<int64_t>(0xF800000000000001ull));
+    EXPECT_EQ(Time_Typed::MinTime(Time_eType_Samples).AsInt64(), 0);
+    EXPECT_THROW(Time_Typed::MaxTime(Time_eType_Frames), Cmn_AssertException);
+    // A tick may stay negative, unlike Time_Tick::PinToValidRange.
+    EXPECT_EQ(Time_Typed(-7, Time_eType_Ticks).PinToValidRange().AsInt64(), -7);
+    EXPECT_EQ(Time_Typed(-7, Time_eType_Samples).PinToValidRange().AsInt64(), 0);
+    EXPECT_EQ(Time_Typed(INT64_MIN, Time_eType_Ticks).PinToValidRange(),
+              Time_Typed::MinTime(Time_eType_Ticks));
+}
+
+TEST_F(Time_TypedTest, RawSavedFormRoundTripsSignAndType)
+{
+    const Time_Typed values[] = {Time_Typed(-1, Time_eType_Samples),
+                                 Time_Typed(-1, Time_eType_Ticks),
+                                 Time_Typed(0, Time_eType_Samples),
+                                 Time_Typed(0, Time_eType_Ticks),
+                                 Time_Typed(-1, Time_eType_Frames),
+                                 Time_Typed(1234, Time_eType_Frames),
+                                 Time_Typed((int64_t(1) << 59) + 3, Time_eType_Ticks),
+                                 Time_Typed(-(int64_t(1) << 59), Time_eType_Samples),
+                                 Time_Typed(Time_cDefaultOriginTick, Time_eType_Ticks)};
+    for (const Time_Typed& value : values)
+    {
+        Time_Typed back(77, Time_eType_Frames);
+        back.SetFromRawSavedData(value.GetRawDataForSave());
+        EXPECT_EQ(back.AsInt64(), value.AsInt64());
+        EXPECT_EQ(back.GetType(), value.GetType());
+    }
+}
+
+TEST_F(Time_TypedTest, RawSavedFormTags)
+{
+    auto tagOf = [](const Time_Typed& t)
+    { return (static_cast<uint64_t>(t.GetRawDataForSave()) >> 60) & 7; };
+    EXPECT_EQ(tagOf(Time_Typed(5, Time_eType_Samples)), 0u);
+    EXPECT_EQ(tagOf(Time_Typed(-5, Time_eType_Samples)), 3u);
+    EXPECT_EQ(tagOf(Time_Typed(5, Time_eType_Ticks)), 4u);
+    EXPECT_EQ(tagOf(Time_Typed(-5, Time_eType_Ticks)), 7u);
+    EXPECT_EQ(tagOf(Time_Typed(5, Time_eType_Frames)), 1u);
+    EXPECT_EQ(tagOf(Time_Typed(-5, Time_eType_Frames)), 1u);
+}
+
+TEST_F(Time_TypedTest, UnknownRawTagAssertsAndKeepsType)
+{
+    Time_Typed t(3, Time_eType_Ticks);
+    const int64_t raw = static_cast<int64_t>((uint64_t(2) << 60) | 9); // tag 010
+    EXPECT_THROW(t.SetFromRawSavedData(raw), Cmn_AssertException);
+    EXPECT_EQ(t.GetType(), Time_eType_Ticks);
+    EXPECT_EQ(t.AsInt64(), 9);
+}
+
+TEST_F(Time_TypedTest, TypeNamesComeFromTheMessageTable)
+{
+    EXPECT_EQ(Time_Typed::GetTimeTypedString(Time_eType_Samples), "Samples");
+    EXPECT_EQ(Time_Typed::GetTimeTypedString(Time_eType_Ticks), "Ticks");
+    EXPECT_EQ(Time_Typed::GetTimeTypedString(Time_eType_Frames), "Frames");
+    EXPECT_THROW(Time_Typed::GetTimeTypedString(static_cast<Time_EType>(3)), Cmn_AssertException);
+}

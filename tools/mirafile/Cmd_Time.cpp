@@ -1,0 +1,335 @@
+// mirafile time VALUE --from KIND --to KIND: one session position converted between scales.
+//
+// KIND is samples (session-relative sample position), frames (total frames from midnight at
+// the timecode rate), smpte (a timecode label), feet (feet+frames[.subframes] of film) or
+// minsec (minutes:seconds[.milliseconds]). Every conversion goes through the library's own
+// types and their rounding: a position given in frames or timecode stays exact between those
+// two; anything else passes through its sample position. --offset sets the session start
+// label, which samples, feet and minsec count from.
+#include <cctype>
+#include <iostream>
+#include <map>
+#include <sstream>
+
+#include "Time/Time_FeetFrame.h"
+#include "Time/Time_Globals.h"
+#include "Time/Time_MinSec.h"
+#include "Time/Time_SMPTE.h"
+#include "Tool.h"
+
+namespace
+{
+const char* const cUsage = "time VALUE --from KIND [--to KIND | --table] [--rate HZ] "
+                           "[--fps 23.976|24|25|29.97|29.97df|30|30df] [--offset TIMECODE] "
+                           "[--feet-rate 23.976|24|25] [--pull COMBO] [--json]";
+
+const std::map<std::string, ETimeCodeFormat> cFpsNames = {{"23.976", eTimeCodeFormat_23976},
+                                                          {"24", eTimeCodeFormat_24},
+                                                          {"25", eTimeCodeFormat_25},
+                                                          {"29.97", eTimeCodeFormat_2997NonDrop},
+                                                          {"29.97df", eTimeCodeFormat_2997Drop},
+                                                          {"30", eTimeCodeFormat_30NonDrop},
+                                                          {"30df", eTimeCodeFormat_30Drop}};
+
+const std::map<std::string, Time_FeetFrame::EFeetFramesRate> cFeetRateNames = {
+    {"23.976", Time_FeetFrame::eFeetFramesRate_23976},
+    {"24", Time_FeetFrame::eFeetFramesRate_24},
+    {"25", Time_FeetFrame::eFeetFramesRate_25}};
+
+const char* const cKinds[] = {"samples", "frames", "smpte", "feet", "minsec"};
+
+bool IsKind(const std::string& iKind)
+{
+    for (const char* kind : cKinds)
+        if (iKind == kind)
+            return true;
+    return false;
+}
+
+bool AllDigits(const std::string& iText)
+{
+    if (iText.empty())
+        return false;
+    for (unsigned char c : iText)
+        if (!std::isdigit(c))
+            return false;
+    return true;
+}
+
+std::string FpsName(ETimeCodeFormat iFormat)
+{
+    for (const auto& [name, format] : cFpsNames)
+        if (format == iFormat)
+            return name;
+    return "?";
+}
+
+// "HH:MM:SS:FF" (any separator before the frames) with optional ".SS" subframes, valid at the
+// global format.
+Time_SMPTE ParseTimecode(const std::string& iText, const std::string& iWhat)
+{
+    const bool shapeOk =
+        (iText.size() == 11 || iText.size() == 14) && AllDigits(iText.substr(0, 2)) &&
+        iText[2] == ':' && AllDigits(iText.substr(3, 2)) && iText[5] == ':' &&
+        AllDigits(iText.substr(6, 2)) && (iText[8] == ':' || iText[8] == ';' || iText[8] == '.') &&
+        AllDigits(iText.substr(9, 2)) &&
+        (iText.size() == 11 || (iText[11] == '.' && AllDigits(iText.substr(12, 2))));
+    if (!shapeOk)
+        throw Tool_UsageError(iWhat + " must be a timecode HH:MM:SS:FF, not \"" + iText + "\"");
+    Time_SMPTE tc;
+    tc.FromString(iText);
+    if (!tc.IsValidTimeCode())
+        throw Tool_UsageError(iWhat + " \"" + iText + "\" is not a timecode at " +
+                              FpsName(Time_SMPTE::GetGlobalTimeCodeFormat()) + " fps");
+    return tc;
+}
+
+// "F+FF" or "F+FF.SS", feet up to five digits, in the fixed columns of Time_FeetFrame.
+Time_FeetFrame ParseFeet(const std::string& iText)
+{
+    const size_t plus = iText.find('+');
+    const std::string feet = iText.substr(0, plus);
+    const std::string rest = plus == std::string::npos ? "" : iText.substr(plus + 1);
+    const bool shapeOk = plus != std::string::npos && AllDigits(feet) && feet.size() <= 5 &&
+                         (rest.size() == 2 || rest.size() == 5) && AllDigits(rest.substr(0, 2)) &&
+                         (rest.size() == 2 || (rest[2] == '.' && AllDigits(rest.substr(3, 2))));
+    if (!shapeOk)
+        throw Tool_UsageError("feet must be FEET+FF or FEET+FF.SS, not \"" + iText + "\"");
+    if (std::stoi(rest.substr(0, 2)) >= Time_FeetFrame::kFramesPerFoot)
+        throw Tool_UsageError("a foot has 16 frames (0 to 15): \"" + iText + "\"");
+    Time_FeetFrame value;
+    value.FromString(std::string(5 - feet.size(), ' ') + feet + "+" + rest);
+    return value;
+}
+
+// "M:SS" or "M:SS.mmm" (one to three digits of milliseconds), minutes up to three digits.
+Time_MinSec ParseMinSec(const std::string& iText)
+{
+    const size_t colon = iText.find(':');
+    const std::string minutes = iText.substr(0, colon);
+    const std::string rest = colon == std::string::npos ? "" : iText.substr(colon + 1);
+    const std::string millis = rest.size() > 3 ? rest.substr(3) : "";
+    const bool shapeOk =
+        colon != std::string::npos && AllDigits(minutes) && minutes.size() <= 3 &&
+        rest.size() >= 2 && AllDigits(rest.substr(0, 2)) &&
+        (rest.size() == 2 || (rest[2] == '.' && AllDigits(millis) && millis.size() <= 3));
+    if (!shapeOk)
+        throw Tool_UsageError("minsec must be MIN:SS or MIN:SS.mmm, not \"" + iText + "\"");
+    if (std::stoi(rest.substr(0, 2)) >= 60)
+        throw Tool_UsageError("seconds must be below 60: \"" + iText + "\"");
+    if (std::stoi(minutes) > Time_MinSec::kMaxMinutes)
+        throw Tool_UsageError("minutes must not pass 800: \"" + iText + "\"");
+    const std::string text = std::string(3 - minutes.size(), ' ') + minutes + ":" +
+                             rest.substr(0, 2) + "." + (millis + "000").substr(0, 3);
+    Time_MinSec value;
+    value.FromString(text);
+    return value;
+}
+
+// One position: its sample position from the session start, and its timecode when it was
+// given as frames or timecode (so that those two stay exact between each other).
+struct Position
+{
+    Time_Sample mSamples;
+    bool mHasTimecode = false;
+    Time_SMPTE mTimecode;
+};
+
+Position ReadPosition(const std::string& iValue, const std::string& iKind)
+{
+    Position pos;
+    if (iKind == "samples")
+    {
+        pos.mSamples = Time_Sample(Tool_ParseInt(iValue, "VALUE (samples)"));
+    }
+    else if (iKind == "frames")
+    {
+        const int64_t frames = Tool_ParseInt(iValue, "VALUE (frames)");
+        if (frames < 0 || frames > INT32_MAX)
+            throw Tool_UsageError("frames must lie within one day, not " + iValue);
+        pos.mTimecode.SetFromTotalFrames(static_cast<int32_t>(frames), true);
+        if (pos.mTimecode.GetTotalFrames() != frames || !pos.mTimecode.IsValidTimeCode())
+            throw Tool_UsageError("frames must lie within one day at " +
+                                  FpsName(Time_SMPTE::GetGlobalTimeCodeFormat()) + " fps, not " +
+                                  iValue);
+        pos.mHasTimecode = true;
+        pos.mSamples = pos.mTimecode.GetSamplesFromStartFrame(false);
+    }
+    else if (iKind == "smpte")
+    {
+        pos.mTimecode = ParseTimecode(iValue, "VALUE");
+        pos.mHasTimecode = true;
+        pos.mSamples = pos.mTimecode.GetSamplesFromStartFrame(false);
+    }
+    else if (iKind == "feet")
+    {
+        pos.mSamples = ParseFeet(iValue).GetSamplesFromStartFrame();
+    }
+    else
+    {
+        pos.mSamples = ParseMinSec(iValue).GetSamples();
+    }
+    return pos;
+}
+
+Time_SMPTE TimecodeOf(const Position& iPos)
+{
+    if (iPos.mHasTimecode)
+        return iPos.mTimecode;
+    Time_SMPTE tc;
+    tc.SetFromSamplesFromStartFrame(iPos.mSamples, false);
+    return tc;
+}
+
+// The position in one scale's display form; iNumber tells whether it is a bare number.
+std::string Show(const Position& iPos, const std::string& iKind, bool& oNumber)
+{
+    oNumber = iKind == "samples" || iKind == "frames";
+    if (iKind == "samples")
+        return iPos.mSamples.ToString();
+    if (iKind == "frames")
+        return std::to_string(TimecodeOf(iPos).GetTotalFrames());
+    if (iKind == "smpte")
+        return TimecodeOf(iPos).ToString(false);
+    if (iKind == "feet")
+    {
+        Time_FeetFrame feet;
+        feet.SetFromSamplesFromStartFrame(iPos.mSamples);
+        return feet.ToString(true, false);
+    }
+    Time_MinSec minsec;
+    minsec.SetFromSamples(iPos.mSamples);
+    return minsec.ToString(false);
+}
+
+void ApplySettings(const Tool_Args& iArgs)
+{
+    if (iArgs.Has("rate"))
+    {
+        const double rate = Tool_ParseDouble(iArgs.Get("rate"), "--rate");
+        if (rate < 1.0 || rate > 10000000.0)
+            throw Tool_UsageError("--rate must lie from 1 to 10000000 Hz");
+        Time_Globals::SetSampleRate(rate);
+    }
+    if (iArgs.Has("fps"))
+    {
+        const auto it = cFpsNames.find(iArgs.Get("fps"));
+        if (it == cFpsNames.end())
+            throw Tool_UsageError(
+                "--fps must be one of 23.976, 24, 25, 29.97, 29.97df, 30, 30df, not \"" +
+                iArgs.Get("fps") + "\"");
+        Time_SMPTE::SetGlobalTimeCodeFormat(it->second);
+    }
+    if (iArgs.Has("feet-rate"))
+    {
+        const auto it = cFeetRateNames.find(iArgs.Get("feet-rate"));
+        if (it == cFeetRateNames.end())
+            throw Tool_UsageError("--feet-rate must be one of 23.976, 24, 25, not \"" +
+                                  iArgs.Get("feet-rate") + "\"");
+        Time_FeetFrame::SetGlobalFeetFramesRate(it->second);
+    }
+    if (iArgs.Has("pull"))
+    {
+        const std::string text = iArgs.Get("pull");
+        if (!AllDigits(text) || text.size() != 1 || text[0] > '8')
+        {
+            std::ostringstream list;
+            for (int32_t combo = 0; combo < Time_Globals::eComboPullFactor_Count; ++combo)
+                list << (combo ? ", " : "") << combo << " "
+                     << Time_Globals::GetComboString(
+                            static_cast<Time_Globals::EComboPullFactor>(combo), false);
+            throw Tool_UsageError("--pull must be a combination number (" + list.str() +
+                                  "), not \"" + text + "\"");
+        }
+        Time_Globals::EPullFactor factor01 = Time_Globals::ePullFactor_None;
+        Time_Globals::EPullFactor factor4 = Time_Globals::ePullFactor_None;
+        Time_Globals::ComboToPullFactors(static_cast<Time_Globals::EComboPullFactor>(text[0] - '0'),
+                                         &factor01, &factor4);
+        Time_Globals::SetPullFactor(Time_Globals::ePullMedia_Audio,
+                                    Time_Globals::ePullType_PointOnePercent, factor01);
+        Time_Globals::SetPullFactor(Time_Globals::ePullMedia_Audio,
+                                    Time_Globals::ePullType_FourPercent, factor4);
+    }
+    if (iArgs.Has("offset"))
+        Time_SMPTE::SetFrameOffset(ParseTimecode(iArgs.Get("offset"), "--offset").GetTotalFrames());
+}
+
+std::string PullText()
+{
+    return Time_Globals::GetComboString(
+        Time_Globals::GetComboPullFactor(
+            Time_Globals::GetPullFactor(Time_Globals::ePullMedia_Audio,
+                                        Time_Globals::ePullType_PointOnePercent),
+            Time_Globals::GetPullFactor(Time_Globals::ePullMedia_Audio,
+                                        Time_Globals::ePullType_FourPercent)),
+        true);
+}
+
+int Run(const std::vector<std::string>& iArgs)
+{
+    Tool_Args args(iArgs, {"from", "to", "rate", "fps", "offset", "feet-rate", "pull"},
+                   {"json", "table"});
+    const auto& pos = args.Positional();
+    if (pos.size() != 1)
+        throw Tool_UsageError(std::string("usage: mirafile ") + cUsage);
+    const std::string from = args.Get("from");
+    const std::string to = args.Get("to");
+    const bool table = args.Flag("table");
+    if (!IsKind(from))
+        throw Tool_UsageError("--from must be one of samples, frames, smpte, feet, minsec" +
+                              (from.empty() ? std::string() : ", not \"" + from + "\""));
+    if (!table && !IsKind(to))
+        throw Tool_UsageError("--to must be one of samples, frames, smpte, feet, minsec" +
+                              (to.empty() ? std::string() : ", not \"" + to + "\""));
+    if (table && !to.empty() && !IsKind(to))
+        throw Tool_UsageError("--to must be one of samples, frames, smpte, feet, minsec, not \"" +
+                              to + "\"");
+    ApplySettings(args);
+
+    const Position position = ReadPosition(pos[0], from);
+    const bool json = args.Flag("json");
+    bool number = false;
+    if (!table)
+    {
+        const std::string result = Show(position, to, number);
+        if (json)
+            std::cout << "{\"value\": " << Tool_JsonString(pos[0])
+                      << ", \"from\": " << Tool_JsonString(from)
+                      << ", \"to\": " << Tool_JsonString(to)
+                      << ", \"result\": " << (number ? result : Tool_JsonString(result)) << "}\n";
+        else
+            std::cout << result << "\n";
+        return 0;
+    }
+
+    if (json)
+    {
+        std::cout << "{\"value\": " << Tool_JsonString(pos[0])
+                  << ", \"from\": " << Tool_JsonString(from)
+                  << ", \"rate\": " << Time_Globals::GetSampleRate()
+                  << ", \"pull_rate\": " << Time_Globals::GetPullSampleRate() << ", \"fps\": "
+                  << Tool_JsonString(FpsName(Time_SMPTE::GetGlobalTimeCodeFormat()))
+                  << ", \"pull\": " << Tool_JsonString(PullText());
+        for (const char* kind : cKinds)
+        {
+            const std::string shown = Show(position, kind, number);
+            std::cout << ", \"" << kind << "\": " << (number ? shown : Tool_JsonString(shown));
+        }
+        std::cout << "}\n";
+        return 0;
+    }
+    std::cout << "rate     " << Time_Globals::GetSampleRate() << " Hz (pull " << PullText() << ")\n"
+              << "fps      " << FpsName(Time_SMPTE::GetGlobalTimeCodeFormat()) << "\n";
+    for (const char* kind : cKinds)
+    {
+        std::string label = kind;
+        label.resize(9, ' ');
+        std::cout << label << Show(position, kind, number) << "\n";
+    }
+    return 0;
+}
+
+Tool_Registrar sRegistrar{
+    {"time", cUsage, "convert one position between samples, frames, timecode, feet and minutes",
+     Run}};
+} // namespace
