@@ -39,6 +39,9 @@ public:
 };
 } // namespace
 
+// The replacement pair below is malloc/free on purpose; GCC cannot see that they match.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+
 void* operator new(std::size_t iSize)
 {
     if (gTrackAllocations)
