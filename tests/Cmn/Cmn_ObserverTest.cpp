@@ -2,14 +2,13 @@
 
 #include <functional>
 #include <memory>
-#include <string>
 #include <vector>
 
-#include "Cmn_Assert.h"
 #include "Cmn_DisclosureTree.h"
 #include "Cmn_Leash.h"
 #include "Cmn_Observable.h"
 #include "Cmn_SafeDispatchList.h"
+#include "TestSupport.h"
 
 namespace
 {
@@ -30,29 +29,11 @@ public:
     std::vector<int> mSeen;
     std::function<void()> mOnNotify;
 };
-
-std::string AssertionText(const std::function<void()>& iCall)
-{
-    try
-    {
-        iCall();
-    }
-    catch (const Cmn_AssertException& e)
-    {
-        return e.what();
-    }
-    return "";
-}
-
-bool Mentions(const std::string& iText, const std::string& iExpr)
-{
-    return iText.find("Assertion in \"" + iExpr + "\"") != std::string::npos;
-}
 } // namespace
 
 // ---- Cmn_Observable --------------------------------------------------------------------------
 
-TEST(Cmn_Observable, NotifiesEachObserverOnce)
+TEST(Cmn_Observable, NotifiesEachObserverOnceUntilRemoved)
 {
     Cmn_Observable<Message> observable;
     Recorder a, b;
@@ -61,9 +42,6 @@ TEST(Cmn_Observable, NotifiesEachObserverOnce)
     observable.AddObserver(b);
     Message m{7};
     observable.NotifyObservers(m);
-    EXPECT_EQ(a.mSeen, std::vector<int>{7});
-    EXPECT_EQ(b.mSeen, std::vector<int>{7});
-
     observable.RemoveObserver(a);
     observable.RemoveObserver(a); // unknown now: nothing happens
     m.mValue = 8;
@@ -110,7 +88,7 @@ TEST(Cmn_Observable, CopyDoesNotCopyObservers)
 
     Cmn_Observable<Message> target;
     target.AddObserver(b);
-    target = original;
+    target = original; // keeps its own observers
     EXPECT_TRUE(target.HasObserver(b));
     EXPECT_FALSE(target.HasObserver(a));
     EXPECT_TRUE(original.HasObserver(a));
@@ -122,6 +100,11 @@ namespace
 {
 int gItems[8];
 
+int IndexOf(void* iP)
+{
+    return static_cast<int>(static_cast<int*>(iP) - gItems);
+}
+
 // Visits the whole list, calling iVisit(index of the item) before moving on.
 std::vector<int> Visit(Cmn_SafeDispatchListBase& ioList,
                        const std::function<void(int)>& iVisit = {})
@@ -129,12 +112,10 @@ std::vector<int> Visit(Cmn_SafeDispatchListBase& ioList,
     std::vector<int> seen;
     for (Cmn_SafeDispatchListBase::Iterator it(ioList); !it.IsDone(); it.Next())
     {
-        int* p = static_cast<int*>(it.Get());
-        EXPECT_NE(p, nullptr);
-        int index = static_cast<int>(p - gItems);
-        seen.push_back(index);
+        EXPECT_NE(it.Get(), nullptr);
+        seen.push_back(IndexOf(it.Get()));
         if (iVisit)
-            iVisit(index);
+            iVisit(seen.back());
     }
     return seen;
 }
@@ -146,24 +127,19 @@ void Fill(Cmn_SafeDispatchListBase& ioList, int iCount)
 }
 } // namespace
 
-TEST(Cmn_SafeDispatchList, AddPushesAtTheHead)
+TEST(Cmn_SafeDispatchList, AddPushesAtTheHeadAndRemoveWithoutIteratorsFreesAtOnce)
 {
     Cmn_SafeDispatchListBase list;
     Fill(list, 4);
     EXPECT_EQ(Visit(list), (std::vector<int>{3, 2, 1, 0}));
-    EXPECT_TRUE(Mentions(AssertionText([&] { list.Add(nullptr); }), "iDataP != 0"));
+    EXPECT_TRUE(Test_Asserts([&] { list.Add(nullptr); }, "iDataP != 0"));
     EXPECT_EQ(list.GetCount(), 4u);
-}
 
-TEST(Cmn_SafeDispatchList, RemoveWithoutIteratorsFreesAtOnce)
-{
-    Cmn_SafeDispatchListBase list;
-    Fill(list, 3);
     EXPECT_TRUE(list.Remove(&gItems[1]));
     EXPECT_FALSE(list.Remove(&gItems[1]));
-    EXPECT_EQ(list.GetNodeCount(), 2u);
-    EXPECT_TRUE(list.Remove(&gItems[2])); // the head
-    EXPECT_EQ(Visit(list), std::vector<int>{0});
+    EXPECT_EQ(list.GetNodeCount(), 3u);
+    EXPECT_TRUE(list.Remove(&gItems[3])); // the head
+    EXPECT_EQ(Visit(list), (std::vector<int>{2, 0}));
 }
 
 TEST(Cmn_SafeDispatchList, RemovingCurrentAndNextDuringIteration)
@@ -175,16 +151,14 @@ TEST(Cmn_SafeDispatchList, RemovingCurrentAndNextDuringIteration)
         Cmn_SafeDispatchListBase::Iterator it(list);
         for (; !it.IsDone(); it.Next())
         {
-            int index = static_cast<int>(static_cast<int*>(it.Get()) - gItems);
-            seen.push_back(index);
-            if (index == 4)
-            {
-                list.Remove(&gItems[4]); // the current one
-                EXPECT_EQ(it.Get(), nullptr);
-                list.Remove(&gItems[3]);            // the next one
-                list.Remove(&gItems[5]);            // one already visited
-                EXPECT_EQ(list.GetNodeCount(), 6u); // only marked while iterating
-            }
+            seen.push_back(IndexOf(it.Get()));
+            if (seen.back() != 4)
+                continue;
+            list.Remove(&gItems[4]); // the current one
+            EXPECT_EQ(it.Get(), nullptr);
+            list.Remove(&gItems[3]);            // the next one
+            list.Remove(&gItems[5]);            // one already visited
+            EXPECT_EQ(list.GetNodeCount(), 6u); // only marked while iterating
         }
         // The lone iterator unlinked the removed nodes it walked over (4 and 3), not 5.
         EXPECT_EQ(list.GetNodeCount(), 4u);
@@ -203,23 +177,28 @@ TEST(Cmn_SafeDispatchList, NestedIteratorsOnlyMarkUntilAlone)
         Cmn_SafeDispatchListBase::Iterator outer(list);
         for (; !outer.IsDone(); outer.Next())
         {
-            int index = static_cast<int>(static_cast<int*>(outer.Get()) - gItems);
-            outerSeen.push_back(index);
-            if (index != 3)
+            outerSeen.push_back(IndexOf(outer.Get()));
+            if (outerSeen.back() != 3)
                 continue;
             EXPECT_EQ(list.GetIteratorCount(), 1);
+            // The inner one removes 3 (the outer's current) and 2 (its own next), then 0.
             innerSeen = Visit(list,
                               [&](int iInner)
                               {
-                                  if (iInner == 3 || iInner == 2 || iInner == 0)
-                                      list.Remove(&gItems[iInner]);
+                                  if (iInner == 3)
+                                  {
+                                      list.Remove(&gItems[3]);
+                                      list.Remove(&gItems[2]);
+                                  }
+                                  else if (iInner == 0)
+                                      list.Remove(&gItems[0]);
                               });
             // Two iterators were alive: nothing was unlinked; the inner one was not the last.
             EXPECT_EQ(list.GetNodeCount(), 5u);
             EXPECT_EQ(outer.Get(), nullptr);
         }
     }
-    EXPECT_EQ(innerSeen, (std::vector<int>{4, 3, 2, 1, 0}));
+    EXPECT_EQ(innerSeen, (std::vector<int>{4, 3, 1, 0}));
     EXPECT_EQ(outerSeen, (std::vector<int>{4, 3, 1}));
     EXPECT_EQ(list.GetNodeCount(), 2u);
     EXPECT_EQ(list.GetIteratorCount(), 0);
@@ -230,7 +209,6 @@ TEST(Cmn_SafeDispatchList, AddDuringIterationThenRemoveTheOldHead)
 {
     Cmn_SafeDispatchListBase list;
     list.Add(&gItems[0]);
-    std::vector<int> seen;
     {
         Cmn_SafeDispatchListBase::Iterator it(list);
         ASSERT_FALSE(it.IsDone());
@@ -252,7 +230,7 @@ TEST(Cmn_SafeDispatchList, TypedForEachSurvivesSelfRemoval)
     list.ForEach(
         [&](int* iP)
         {
-            seen.push_back(static_cast<int>(iP - gItems));
+            seen.push_back(IndexOf(iP));
             list.Remove(iP);
             if (iP == &gItems[3])
                 list.Remove(&gItems[2]);
@@ -265,15 +243,14 @@ TEST(Cmn_SafeDispatchList, TypedForEachSurvivesSelfRemoval)
 
 namespace
 {
-class Target
+struct Target
 {
-public:
     Cmn_LeashTie mTie{this};
     int mValue = 42;
 };
 } // namespace
 
-TEST(Cmn_Leash, CutWhenTargetIsDestroyed)
+TEST(Cmn_Leash, CutWhenTargetIsDestroyedOrCutEarly)
 {
     auto target = std::make_unique<Target>();
     Cmn_TypedLeash<Target> leash(target->mTie);
@@ -281,24 +258,23 @@ TEST(Cmn_Leash, CutWhenTargetIsDestroyed)
     ASSERT_EQ(leash.Get(), target.get());
     EXPECT_EQ(leash.Get()->mValue, 42);
     EXPECT_EQ(leash.GetLeash()->GetRefCount(), 3); // the tie and two holders
-
     target.reset();
     EXPECT_EQ(leash.Get(), nullptr);
     EXPECT_FALSE(copy);
     EXPECT_TRUE(leash.GetLeash()->IsCut());
     EXPECT_EQ(leash.GetLeash()->GetRefCount(), 2); // the block outlives its target
+
+    Target other;
+    Cmn_TypedLeash<Target> early(other.mTie);
+    other.mTie.Cut();
+    EXPECT_TRUE(early.IsNull());
 }
 
-TEST(Cmn_Leash, EarlyCutAndNullLeash)
+TEST(Cmn_Leash, EmptyLeashesShareTheNullLeash)
 {
-    Target target;
-    Cmn_TypedLeash<Target> leash(target.mTie);
-    target.mTie.Cut();
-    EXPECT_TRUE(leash.IsNull());
-
     Cmn_TypedLeash<Target> empty;
+    EXPECT_NE(Cmn_Leash::GetNullLeashPtr(), nullptr);
     EXPECT_EQ(empty.GetLeash().Get(), Cmn_Leash::GetNullLeashPtr());
-    EXPECT_EQ(Cmn_Leash::GetNullLeashPtr(), Cmn_Leash::GetNullLeashPtr());
     EXPECT_EQ(empty.Get(), nullptr);
     Cmn_TypedLeash<Target> fromNull{Cmn_LeashPtr()};
     EXPECT_EQ(fromNull.GetLeash().Get(), Cmn_Leash::GetNullLeashPtr());
@@ -319,17 +295,12 @@ public:
     std::vector<Cmn_DisclosureTreeMessage> mMessages;
     std::vector<Cmn_DisclosureTreeNode*> mParentAtNotify;
 };
-} // namespace
 
-TEST(Cmn_DisclosureTree, TopLevelNodeIsSetOnce)
+Cmn_DisclosureTreeNode* AddChild(Cmn_DisclosureTreeNode* ioParent, bool iOpen = false)
 {
-    Cmn_DisclosureTree tree;
-    tree.SetTopLevelNode(std::make_unique<Cmn_DisclosureTreeNode>());
-    EXPECT_EQ(tree.GetTopLevelNode()->GetTree(), &tree);
-    EXPECT_TRUE(Mentions(
-        AssertionText([&] { tree.SetTopLevelNode(std::make_unique<Cmn_DisclosureTreeNode>()); }),
-        "!mTopLevelNode"));
+    return ioParent->AddChild(std::make_unique<Cmn_DisclosureTreeNode>(iOpen));
 }
+} // namespace
 
 TEST(Cmn_DisclosureTree, ObserversHearOfChanges)
 {
@@ -338,10 +309,13 @@ TEST(Cmn_DisclosureTree, ObserversHearOfChanges)
     tree.AddObserver(recorder);
     tree.SetTopLevelNode(std::make_unique<Cmn_DisclosureTreeNode>(true));
     Cmn_DisclosureTreeNode* top = tree.GetTopLevelNode();
-    Cmn_DisclosureTreeNode* a = top->AddChild(std::make_unique<Cmn_DisclosureTreeNode>());
-    Cmn_DisclosureTreeNode* a1 = a->AddChild(std::make_unique<Cmn_DisclosureTreeNode>());
-    Cmn_DisclosureTreeNode* b = top->AddChild(std::make_unique<Cmn_DisclosureTreeNode>());
-
+    EXPECT_EQ(top->GetTree(), &tree);
+    EXPECT_TRUE(Test_Asserts([&]
+                             { tree.SetTopLevelNode(std::make_unique<Cmn_DisclosureTreeNode>()); },
+                             "!mTopLevelNode"));
+    Cmn_DisclosureTreeNode* a = AddChild(top);
+    Cmn_DisclosureTreeNode* a1 = AddChild(a);
+    Cmn_DisclosureTreeNode* b = AddChild(top);
     a->SetOpen(true);
     a->SetOpen(true); // no change, no message
     a->Toggle();
@@ -365,9 +339,7 @@ TEST(Cmn_DisclosureTree, ObserversHearOfChanges)
     EXPECT_EQ(recorder.mParentAtNotify.back(), top);
     EXPECT_EQ(removed->GetParent(), nullptr);
     EXPECT_EQ(removed->GetTree(), nullptr);
-
-    // A detached node changes silently.
-    removed->SetOpen(true);
+    removed->SetOpen(true); // a detached node changes silently
     EXPECT_EQ(recorder.mMessages.size(), 6u);
 }
 
@@ -376,11 +348,11 @@ TEST(Cmn_DisclosureTree, VisibleNodesFollowOpenState)
     Cmn_DisclosureTree tree;
     tree.SetTopLevelNode(std::make_unique<Cmn_DisclosureTreeNode>(true));
     Cmn_DisclosureTreeNode* top = tree.GetTopLevelNode();
-    Cmn_DisclosureTreeNode* a = top->AddChild(std::make_unique<Cmn_DisclosureTreeNode>());
-    Cmn_DisclosureTreeNode* a1 = a->AddChild(std::make_unique<Cmn_DisclosureTreeNode>());
-    Cmn_DisclosureTreeNode* a2 = a->AddChild(std::make_unique<Cmn_DisclosureTreeNode>(true));
-    Cmn_DisclosureTreeNode* a2x = a2->AddChild(std::make_unique<Cmn_DisclosureTreeNode>());
-    Cmn_DisclosureTreeNode* b = top->AddChild(std::make_unique<Cmn_DisclosureTreeNode>());
+    Cmn_DisclosureTreeNode* a = AddChild(top);
+    Cmn_DisclosureTreeNode* a1 = AddChild(a);
+    Cmn_DisclosureTreeNode* a2 = AddChild(a, true);
+    Cmn_DisclosureTreeNode* a2x = AddChild(a2);
+    Cmn_DisclosureTreeNode* b = AddChild(top);
 
     using Nodes = std::vector<Cmn_DisclosureTreeNode*>;
     EXPECT_EQ(tree.GetVisibleNodes(), (Nodes{top, a, b}));

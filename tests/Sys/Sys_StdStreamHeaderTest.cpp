@@ -2,7 +2,6 @@
 // fuzz/StreamHeaderFuzz.cpp, which these tests write.
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -10,59 +9,18 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "Cmn_Assert.h"
 #include "Cmn_MemBufferStream.h"
-#include "L10N_ExceptionData.h"
 #include "Sys_StdStreamHeader.h"
 #include "Sys_TypedStream.h"
+#include "TestSupport.h"
 
 namespace
 {
-
 using Bytes = std::vector<unsigned char>;
-
-template <class F> testing::AssertionResult ThrowsL10N(F iAction, int32_t iPackage, int32_t iID)
-{
-    try
-    {
-        iAction();
-    }
-    catch (const std::exception& e)
-    {
-        if (L10N_IsException(e, iPackage, iID))
-            return ::testing::AssertionSuccess();
-        return ::testing::AssertionFailure() << "threw another exception: " << e.what();
-    }
-    return ::testing::AssertionFailure() << "threw nothing";
-}
-
-template <class F> testing::AssertionResult Asserts(F iAction, const std::string& iExpr)
-{
-    try
-    {
-        iAction();
-    }
-    catch (const Cmn_AssertException& e)
-    {
-        if (std::string(e.what()).find("\"" + iExpr + "\"") != std::string::npos)
-            return ::testing::AssertionSuccess();
-        return ::testing::AssertionFailure() << "another assertion: " << e.what();
-    }
-    catch (const std::exception& e)
-    {
-        return ::testing::AssertionFailure() << "threw another exception: " << e.what();
-    }
-    return ::testing::AssertionFailure() << "threw nothing";
-}
-
-Bytes Contents(const Cmn_MemBufferOutStream& iOut)
-{
-    return Bytes(iOut.GetBuffer(), iOut.GetBuffer() + iOut.GetEndPos());
-}
+using Check = std::function<void(Sys_StdStreamHeaderReader&, Sys_TypedInStream&)>;
 
 // A header with magic "MAGI", version iVersion and the data bytes iData, in big-endian order.
 Bytes BigEndianHeader(int16_t iVersion, const Bytes& iData)
@@ -72,64 +30,60 @@ Bytes BigEndianHeader(int16_t iVersion, const Bytes& iData)
     Sys_StdStreamHeaderWriter writer(out, "MAGI", iVersion);
     out.WriteBlock(iData.data(), static_cast<int32_t>(iData.size()));
     writer.PatchSize();
-    return Contents(mem);
+    return Test_Contents(mem);
 }
 
-// Reads a header from iBytes with magic iMagic, then runs iCheck with it and the stream.
-void WithReader(const Bytes& iBytes, const char* iMagic,
-                const std::function<void(Sys_StdStreamHeaderReader&, Sys_TypedInStream&)>& iCheck)
+// Reads a big-endian header from iBytes with magic iMagic, then runs iCheck with it.
+void WithReader(const Bytes& iBytes, const char* iMagic, const Check& iCheck = {})
 {
     Cmn_MemBufferInStream mem(iBytes.data(), iBytes.data() + iBytes.size());
     Sys_BigEndianInStream in(&mem);
     Sys_StdStreamHeaderReader reader(in, iMagic);
-    iCheck(reader, in);
+    if (iCheck)
+        iCheck(reader, in);
 }
-
 } // namespace
 
 // ---- the writer --------------------------------------------------------------------------
 
-TEST(Sys_StdStreamHeaderWriter, WritesMagicVersionAndPatchedSizeBigEndian)
+TEST(Sys_StdStreamHeaderWriter, WritesMagicVersionAndPatchedSizeInItsByteOrder)
 {
-    EXPECT_EQ(BigEndianHeader(0x0102, {0xAA, 0xBB, 0xCC}),
-              (Bytes{'M', 'A', 'G', 'I', 0x01, 0x02, 0x00, 0x00, 0x00, 0x03, 0xAA, 0xBB, 0xCC}));
-}
-
-TEST(Sys_StdStreamHeaderWriter, WritesMagicVersionAndPatchedSizeLittleEndian)
-{
-    Cmn_MemBufferOutStream mem;
-    Sys_LittleEndianOutStream out(&mem);
-    Sys_StdStreamHeaderWriter writer(out, "MAGI", 0x0102);
-    EXPECT_EQ(writer.GetHeaderStartPos(), 0);
-    EXPECT_EQ(writer.GetDataStartPos(), 10);
-    out.Write(static_cast<uint16_t>(0xBEEF));
-    writer.PatchSize();
-    EXPECT_EQ(out.GetPos(), 12); // back where it was
-    EXPECT_EQ(Contents(mem),
-              (Bytes{'M', 'A', 'G', 'I', 0x02, 0x01, 0x02, 0x00, 0x00, 0x00, 0xEF, 0xBE}));
-}
-
-TEST(Sys_StdStreamHeaderWriter, UnpatchedWriterLeavesSizeZero)
-{
-    Cmn_MemBufferOutStream mem;
-    Sys_CrossPlatformOutStream out(&mem);
+    // A header written after iBefore, with iData inside; the size stays 0 unless patched.
+    const struct
     {
-        Sys_StdStreamHeaderWriter writer(out, "AB", 7);
-        out.Write(static_cast<int32_t>(5));
+        int mOrder; // index into Test_ByteOrders()
+        const char* mMagic;
+        int16_t mVersion;
+        Bytes mBefore, mData;
+        bool mPatch;
+        Bytes mExpected;
+    } rows[] = {
+        // clang-format off
+        {2, "MAGI", 0x0102, {}, {0xAA, 0xBB, 0xCC}, true,
+         {'M', 'A', 'G', 'I', 0x01, 0x02, 0x00, 0x00, 0x00, 0x03, 0xAA, 0xBB, 0xCC}},
+        {1, "MAGI", 0x0102, {}, {0xEF, 0xBE}, true,
+         {'M', 'A', 'G', 'I', 0x02, 0x01, 0x02, 0x00, 0x00, 0x00, 0xEF, 0xBE}},
+        {3, "AB", 7, {}, {0, 0, 0, 5}, false, {'A', 'B', 0, 7, 0, 0, 0, 0, 0, 0, 0, 5}},
+        {2, "XY", 1, {0xFF, 0xFF}, {1}, true, {0xFF, 0xFF, 'X', 'Y', 0, 1, 0, 0, 0, 1, 1}},
+        // clang-format on
+    };
+    for (const auto& row : rows)
+    {
+        Cmn_MemBufferOutStream mem;
+        auto out = Test_ByteOrders()[static_cast<size_t>(row.mOrder)].mMakeOut(&mem);
+        out->WriteBlock(row.mBefore.data(), static_cast<int32_t>(row.mBefore.size()));
+        {
+            Sys_StdStreamHeaderWriter writer(*out, row.mMagic, row.mVersion);
+            const int64_t start = static_cast<int64_t>(row.mBefore.size());
+            EXPECT_EQ(writer.GetHeaderStartPos(), start);
+            EXPECT_EQ(writer.GetDataStartPos(), start + int64_t(std::strlen(row.mMagic)) + 6);
+            out->WriteBlock(row.mData.data(), static_cast<int32_t>(row.mData.size()));
+            if (row.mPatch)
+                writer.PatchSize();
+            EXPECT_EQ(out->GetPos(), static_cast<int64_t>(row.mExpected.size())); // back there
+        }
+        EXPECT_EQ(Test_Contents(mem), row.mExpected) << row.mMagic;
     }
-    EXPECT_EQ(Contents(mem), (Bytes{'A', 'B', 0, 7, 0, 0, 0, 0, 0, 0, 0, 5}));
-}
-
-TEST(Sys_StdStreamHeaderWriter, HeaderInsideAStreamStartsAtThePosition)
-{
-    Cmn_MemBufferOutStream mem;
-    Sys_BigEndianOutStream out(&mem);
-    out.Write(static_cast<int32_t>(-1));
-    Sys_StdStreamHeaderWriter writer(out, "XY", 1);
-    EXPECT_EQ(writer.GetHeaderStartPos(), 4);
-    out.Write(true);
-    writer.PatchSize();
-    EXPECT_EQ(Contents(mem), (Bytes{0xFF, 0xFF, 0xFF, 0xFF, 'X', 'Y', 0, 1, 0, 0, 0, 1, 1}));
 }
 
 TEST(Sys_StdStreamHeaderWriter, PatchSizeTwiceFailsTheAssertion)
@@ -138,64 +92,48 @@ TEST(Sys_StdStreamHeaderWriter, PatchSizeTwiceFailsTheAssertion)
     Sys_NativeOutStream out(&mem);
     Sys_StdStreamHeaderWriter writer(out, "M", 1);
     writer.PatchSize();
-    EXPECT_TRUE(Asserts([&] { writer.PatchSize(); }, "!mPatched"));
+    EXPECT_TRUE(Test_Asserts([&] { writer.PatchSize(); }, "!mPatched"));
 }
 
 TEST(Sys_StdStreamHeaderWriter, MagicOf128BytesIsAcceptedAnd129FailsTheAssertion)
 {
-    const std::string magic128(128, 'm');
-    const std::string magic129(129, 'm');
+    const std::string magic128(128, 'm'), magic129(129, 'm');
     Cmn_MemBufferOutStream mem;
     Sys_BigEndianOutStream out(&mem);
-    {
-        Sys_StdStreamHeaderWriter writer(out, magic128.c_str(), 3);
-        writer.PatchSize();
-    }
+    Sys_StdStreamHeaderWriter(out, magic128.c_str(), 3).PatchSize();
     EXPECT_EQ(mem.GetEndPos(), 128 + 2 + 4);
-    EXPECT_TRUE(Asserts([&] { Sys_StdStreamHeaderWriter writer(out, magic129.c_str(), 3); },
-                        "magicLen <= kMaxMagicLen"));
+    EXPECT_TRUE(Test_Asserts([&] { Sys_StdStreamHeaderWriter writer(out, magic129.c_str(), 3); },
+                             "magicLen <= kMaxMagicLen"));
     EXPECT_EQ(mem.GetEndPos(), 128 + 2 + 4); // nothing written
 
-    const Bytes bytes = Contents(mem);
+    const Bytes bytes = Test_Contents(mem);
     WithReader(bytes, magic128.c_str(),
                [](Sys_StdStreamHeaderReader& r, Sys_TypedInStream&)
                { EXPECT_EQ(r.GetVersion(), 3); });
-    EXPECT_TRUE(Asserts([&] { WithReader(bytes, magic129.c_str(), {}); },
-                        "magicLen <= Sys_StdStreamHeaderWriter::kMaxMagicLen"));
+    EXPECT_TRUE(Test_Asserts([&] { WithReader(bytes, magic129.c_str()); },
+                             "magicLen <= Sys_StdStreamHeaderWriter::kMaxMagicLen"));
 }
 
 // ---- the reader --------------------------------------------------------------------------
 
 TEST(Sys_StdStreamHeaderReader, ReadsWhatTheWriterWroteInEveryByteOrder)
 {
-    using MakeOut = std::function<std::unique_ptr<Sys_TypedOutStream>(Cmn_OutStream*)>;
-    using MakeIn = std::function<std::unique_ptr<Sys_TypedInStream>(Cmn_InStream*)>;
-    const std::vector<std::pair<MakeOut, MakeIn>> orders = {
-        {[](Cmn_OutStream* s) { return std::make_unique<Sys_NativeOutStream>(s); },
-         [](Cmn_InStream* s) { return std::make_unique<Sys_NativeInStream>(s); }},
-        {[](Cmn_OutStream* s) { return std::make_unique<Sys_LittleEndianOutStream>(s); },
-         [](Cmn_InStream* s) { return std::make_unique<Sys_LittleEndianInStream>(s); }},
-        {[](Cmn_OutStream* s) { return std::make_unique<Sys_BigEndianOutStream>(s); },
-         [](Cmn_InStream* s) { return std::make_unique<Sys_BigEndianInStream>(s); }},
-        {[](Cmn_OutStream* s) { return std::make_unique<Sys_CrossPlatformOutStream>(s); },
-         [](Cmn_InStream* s) { return std::make_unique<Sys_CrossPlatformInStream>(s); }},
-    };
-    for (const auto& [makeOut, makeIn] : orders)
+    for (const Test_ByteOrder& order : Test_ByteOrders())
     {
+        SCOPED_TRACE(order.mName);
         Cmn_MemBufferOutStream mem;
-        auto out = makeOut(&mem);
+        auto out = order.mMakeOut(&mem);
         out->Write(static_cast<unsigned char>(0x55)); // something before the header
         {
             Sys_StdStreamHeaderWriter writer(*out, "Track", -300);
-            out->Write(std::string("name"));
-            out->Write(3.25);
+            *out << std::string("name") << 3.25;
             writer.PatchSize();
         }
         out->Write(static_cast<int16_t>(9)); // something after it
 
-        const Bytes bytes = Contents(mem);
+        const Bytes bytes = Test_Contents(mem);
         Cmn_MemBufferInStream memIn(bytes.data(), bytes.data() + bytes.size());
-        auto in = makeIn(&memIn);
+        auto in = order.mMakeIn(&memIn);
         EXPECT_EQ(in->Read<unsigned char>(), 0x55);
         Sys_StdStreamHeaderReader reader(*in, "Track");
         EXPECT_EQ(reader.GetHeaderStartPos(), 1);
@@ -218,14 +156,14 @@ TEST(Sys_StdStreamHeaderReader, ReadsWhatTheWriterWroteInEveryByteOrder)
 TEST(Sys_StdStreamHeaderReader, WrongMagicThrows2_28)
 {
     const Bytes bytes = BigEndianHeader(1, {});
-    EXPECT_TRUE(ThrowsL10N([&] { WithReader(bytes, "MAGX", {}); }, 2, 28));
-    EXPECT_TRUE(ThrowsL10N([&] { WithReader(bytes, "magi", {}); }, 2, 28));
+    EXPECT_TRUE(Test_ThrowsL10N([&] { WithReader(bytes, "MAGX"); }, 2, 28));
+    EXPECT_TRUE(Test_ThrowsL10N([&] { WithReader(bytes, "magi"); }, 2, 28));
     // A shorter magic that is a prefix matches its own length only: the rest is read as
     // version and size, here "GI" and the version, and that size lies.
-    EXPECT_TRUE(ThrowsL10N([&] { WithReader(bytes, "MA", {}); }, 2, 29));
+    EXPECT_TRUE(Test_ThrowsL10N([&] { WithReader(bytes, "MA"); }, 2, 29));
 }
 
-TEST(Sys_StdStreamHeaderReader, SkipTheRestMovesToTheDataEnd)
+TEST(Sys_StdStreamHeaderReader, SkipTheRestMovesToTheDataEndOrThrows2_29PastIt)
 {
     Bytes bytes = BigEndianHeader(1, {1, 2, 3, 4, 5});
     bytes.push_back(0x77);
@@ -237,11 +175,7 @@ TEST(Sys_StdStreamHeaderReader, SkipTheRestMovesToTheDataEnd)
                    EXPECT_EQ(in.GetPos(), r.GetDataEndPos());
                    EXPECT_EQ(in.Read<unsigned char>(), 0x77);
                });
-}
-
-TEST(Sys_StdStreamHeaderReader, ReadingPastTheDataEndMakesSkipTheRestThrow2_29)
-{
-    Bytes bytes = BigEndianHeader(1, {1, 2});
+    bytes = BigEndianHeader(1, {1, 2});
     bytes.push_back(3);
     WithReader(bytes, "MAGI",
                [](Sys_StdStreamHeaderReader& r, Sys_TypedInStream& in)
@@ -249,62 +183,61 @@ TEST(Sys_StdStreamHeaderReader, ReadingPastTheDataEndMakesSkipTheRestThrow2_29)
                    in.Read<unsigned char>();
                    in.Read<uint16_t>(); // one byte more than the header holds
                    EXPECT_FALSE(r.IsMoreLeft());
-                   EXPECT_TRUE(ThrowsL10N([&] { r.SkipTheRest(); }, 2, 29));
+                   EXPECT_TRUE(Test_ThrowsL10N([&] { r.SkipTheRest(); }, 2, 29));
                    EXPECT_TRUE(r.IsFinished());
                });
 }
 
-TEST(Sys_StdStreamHeaderReader, VersionAtMinOrMaxIsAccepted)
+TEST(Sys_StdStreamHeaderReader, CheckVersionAcceptsMinToMaxAndThrows2_30Below2_31Above)
 {
-    for (int16_t version : {int16_t(3), int16_t(5), int16_t(7)})
-        WithReader(BigEndianHeader(version, {}), "MAGI",
-                   [](Sys_StdStreamHeaderReader& r, Sys_TypedInStream&)
-                   {
-                       r.CheckVersion(3, 7);
-                       EXPECT_FALSE(r.IsFinished());
-                   });
-    WithReader(BigEndianHeader(INT16_MIN, {}), "MAGI",
-               [](Sys_StdStreamHeaderReader& r, Sys_TypedInStream&)
-               { r.CheckVersion(INT16_MIN, INT16_MAX); });
+    // {version, min, max, id thrown or 0}
+    // clang-format off
+    const int rows[][4] = {{3, 3, 7, 0}, {5, 3, 7, 0}, {7, 3, 7, 0}, {2, 3, 7, 30}, {8, 3, 7, 31},
+                           {INT16_MIN, INT16_MIN, INT16_MAX, 0}, {INT16_MAX, INT16_MIN, INT16_MAX, 0}};
+    // clang-format on
+    for (const auto& row : rows)
+        WithReader(
+            BigEndianHeader(static_cast<int16_t>(row[0]), {}), "MAGI",
+            [&](Sys_StdStreamHeaderReader& r, Sys_TypedInStream&)
+            {
+                const int16_t min = static_cast<int16_t>(row[1]);
+                const int16_t max = static_cast<int16_t>(row[2]);
+                if (row[3] == 0)
+                    r.CheckVersion(min, max);
+                else
+                    EXPECT_TRUE(Test_ThrowsL10N([&] { r.CheckVersion(min, max); }, 2, row[3]))
+                        << row[0];
+                EXPECT_EQ(r.IsFinished(), row[3] != 0) << row[0];
+            });
 }
 
-TEST(Sys_StdStreamHeaderReader, VersionBelowMinThrows2_30AndAboveMaxThrows2_31)
+TEST(Sys_StdStreamHeaderReader, SizePastTheStreamEndOrNegativeThrows2_29AtConstruction)
 {
-    WithReader(BigEndianHeader(2, {}), "MAGI",
-               [](Sys_StdStreamHeaderReader& r, Sys_TypedInStream&)
-               {
-                   EXPECT_TRUE(ThrowsL10N([&] { r.CheckVersion(3, 7); }, 2, 30));
-                   EXPECT_TRUE(r.IsFinished());
-               });
-    WithReader(BigEndianHeader(8, {}), "MAGI",
-               [](Sys_StdStreamHeaderReader& r, Sys_TypedInStream&)
-               {
-                   EXPECT_TRUE(ThrowsL10N([&] { r.CheckVersion(3, 7); }, 2, 31));
-                   EXPECT_TRUE(r.IsFinished());
-               });
-}
-
-TEST(Sys_StdStreamHeaderReader, SizePastTheStreamEndThrows2_29AtConstruction)
-{
-    // Size 3 with two data bytes: one past the end.
-    const Bytes shortBy1 = {'M', 'A', 'G', 'I', 0, 1, 0, 0, 0, 3, 0xAA, 0xBB};
-    EXPECT_TRUE(ThrowsL10N([&] { WithReader(shortBy1, "MAGI", {}); }, 2, 29));
-    // Size 2 with two data bytes: exactly to the end is fine.
-    const Bytes exact = {'M', 'A', 'G', 'I', 0, 1, 0, 0, 0, 2, 0xAA, 0xBB};
-    WithReader(exact, "MAGI",
-               [](Sys_StdStreamHeaderReader& r, Sys_TypedInStream& in)
-               { EXPECT_EQ(r.GetDataEndPos(), in.GetEndPos()); });
-    // The largest size there is.
-    const Bytes huge = {'M', 'A', 'G', 'I', 0, 1, 0x7F, 0xFF, 0xFF, 0xFF, 0xAA};
-    EXPECT_TRUE(ThrowsL10N([&] { WithReader(huge, "MAGI", {}); }, 2, 29));
-}
-
-TEST(Sys_StdStreamHeaderReader, NegativeSizeThrows2_29AtConstruction)
-{
-    const Bytes minusOne = {'M', 'A', 'G', 'I', 0, 1, 0xFF, 0xFF, 0xFF, 0xFF, 0xAA};
-    EXPECT_TRUE(ThrowsL10N([&] { WithReader(minusOne, "MAGI", {}); }, 2, 29));
-    const Bytes intMin = {'M', 'A', 'G', 'I', 0, 1, 0x80, 0x00, 0x00, 0x00};
-    EXPECT_TRUE(ThrowsL10N([&] { WithReader(intMin, "MAGI", {}); }, 2, 29));
+    const Bytes magicVersion = {'M', 'A', 'G', 'I', 0, 1};
+    // {size field, data after it, throws}
+    const struct
+    {
+        Bytes mSize, mData;
+        bool mThrows;
+    } rows[] = {
+        {{0, 0, 0, 3}, {0xAA, 0xBB}, true},       // one past the end
+        {{0, 0, 0, 2}, {0xAA, 0xBB}, false},      // exactly to the end
+        {{0x7F, 0xFF, 0xFF, 0xFF}, {0xAA}, true}, // the largest size there is
+        {{0xFF, 0xFF, 0xFF, 0xFF}, {0xAA}, true}, // -1
+        {{0x80, 0x00, 0x00, 0x00}, {}, true},     // INT32_MIN
+    };
+    for (const auto& row : rows)
+    {
+        Bytes bytes = magicVersion;
+        bytes.insert(bytes.end(), row.mSize.begin(), row.mSize.end());
+        bytes.insert(bytes.end(), row.mData.begin(), row.mData.end());
+        if (row.mThrows)
+            EXPECT_TRUE(Test_ThrowsL10N([&] { WithReader(bytes, "MAGI"); }, 2, 29));
+        else
+            WithReader(bytes, "MAGI",
+                       [](Sys_StdStreamHeaderReader& r, Sys_TypedInStream& in)
+                       { EXPECT_EQ(r.GetDataEndPos(), in.GetEndPos()); });
+    }
 }
 
 TEST(Sys_StdStreamHeaderReader, TruncatedHeaderThrowsTheStreamsEndOfStream)
@@ -313,7 +246,7 @@ TEST(Sys_StdStreamHeaderReader, TruncatedHeaderThrowsTheStreamsEndOfStream)
     for (size_t len = 0; len < full.size(); ++len)
     {
         const Bytes cut(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(len));
-        EXPECT_TRUE(ThrowsL10N([&] { WithReader(cut, "MAGI", {}); }, 7, 8)) << len;
+        EXPECT_TRUE(Test_ThrowsL10N([&] { WithReader(cut, "MAGI"); }, 7, 8)) << len;
     }
 }
 
@@ -323,17 +256,16 @@ TEST(Sys_StdStreamHeaderReader, NestedHeadersEachFrameTheirOwnData)
     Sys_CrossPlatformOutStream out(&mem);
     {
         Sys_StdStreamHeaderWriter outer(out, "Outer", 2);
-        out.Write(static_cast<int32_t>(11));
+        out << 11;
         {
             Sys_StdStreamHeaderWriter inner(out, "Inner", 1);
-            out.Write(static_cast<int32_t>(22));
-            out.Write(static_cast<int32_t>(33)); // a newer field an older reader skips
+            out << 22 << 33; // 33: a newer field an older reader skips
             inner.PatchSize();
         }
-        out.Write(static_cast<int32_t>(44));
+        out << 44;
         outer.PatchSize();
     }
-    const Bytes bytes = Contents(mem);
+    const Bytes bytes = Test_Contents(mem);
     Cmn_MemBufferInStream memIn(bytes.data(), bytes.data() + bytes.size());
     Sys_CrossPlatformInStream in(&memIn);
     Sys_StdStreamHeaderReader outer(in, "Outer");
@@ -364,49 +296,23 @@ TEST(Sys_StdStreamHeaderReader, NestedHeadersEachFrameTheirOwnData)
 
 namespace
 {
-
-// The operation bytes (written as unsigned char, as the target reads them).
-constexpr unsigned char eOp_Char = 0;
-constexpr unsigned char eOp_UChar = 1;
-constexpr unsigned char eOp_Int16 = 2;
-constexpr unsigned char eOp_UInt16 = 3;
-constexpr unsigned char eOp_Int32 = 4;
-constexpr unsigned char eOp_UInt32 = 5;
-constexpr unsigned char eOp_Int64 = 6;
-constexpr unsigned char eOp_UInt64 = 7;
-constexpr unsigned char eOp_Float = 8;
-constexpr unsigned char eOp_Double = 9;
-constexpr unsigned char eOp_Bool = 10;
-constexpr unsigned char eOp_String = 11;
-constexpr unsigned char eOp_Block = 12;  // a length byte, then that many raw bytes
-constexpr unsigned char eOp_Nested = 13; // a nested header: same magic, its own operations
-
-std::unique_ptr<Sys_TypedOutStream> MakeFuzzOut(unsigned char iOrder, Cmn_OutStream* iStreamP)
-{
-    switch (iOrder & 3)
-    {
-    case 0:
-        return std::make_unique<Sys_NativeOutStream>(iStreamP);
-    case 1:
-        return std::make_unique<Sys_LittleEndianOutStream>(iStreamP);
-    case 2:
-        return std::make_unique<Sys_BigEndianOutStream>(iStreamP);
-    default:
-        return std::make_unique<Sys_CrossPlatformOutStream>(iStreamP);
-    }
-}
+// The operation bytes (written as unsigned char, as the target reads them). Block: a length
+// byte, then that many raw bytes; Nested: a nested header, same magic, its own operations.
+constexpr unsigned char eOp_Char = 0, eOp_UChar = 1, eOp_Int16 = 2, eOp_UInt16 = 3, eOp_Int32 = 4,
+                        eOp_UInt32 = 5, eOp_Int64 = 6, eOp_UInt64 = 7, eOp_Float = 8,
+                        eOp_Double = 9, eOp_Bool = 10, eOp_String = 11, eOp_Block = 12,
+                        eOp_Nested = 13;
 
 Bytes MakeFuzzSeed(unsigned char iOrder, int16_t iVersion,
                    const std::function<void(Sys_TypedOutStream&)>& iOps)
 {
     Cmn_MemBufferOutStream mem;
-    auto out = MakeFuzzOut(iOrder, &mem);
+    auto out = Test_ByteOrders()[iOrder & 3].mMakeOut(&mem);
     Sys_StdStreamHeaderWriter writer(*out, "MiraFuzz", iVersion);
     iOps(*out);
     writer.PatchSize();
-    Bytes seed = {iOrder};
-    const Bytes body = Contents(mem);
-    seed.insert(seed.end(), body.begin(), body.end());
+    Bytes seed = Test_Contents(mem);
+    seed.insert(seed.begin(), iOrder);
     return seed;
 }
 
@@ -448,8 +354,7 @@ std::vector<std::pair<std::string, Bytes>> MakeFuzzSeeds()
     // Lying numbers: a string length past the data, and a header size past the stream.
     Bytes lyingString = MakeFuzzSeed(
         2, 1, [](Sys_TypedOutStream& out) { out << eOp_String << std::string("abcd"); });
-    const size_t lengthAt = 1 + 8 + 2 + 4 + 1;
-    lyingString[lengthAt] = 0x7F; // 0x7F000004 bytes claimed
+    lyingString[1 + 8 + 2 + 4 + 1] = 0x7F; // 0x7F000004 bytes claimed
     seeds.emplace_back("lying_string_length", lyingString);
     Bytes lyingSize = MakeFuzzSeed(
         2, 1, [](Sys_TypedOutStream& out) { out << eOp_Int16 << static_cast<int16_t>(1); });
@@ -457,7 +362,6 @@ std::vector<std::pair<std::string, Bytes>> MakeFuzzSeeds()
     seeds.emplace_back("lying_header_size", lyingSize);
     return seeds;
 }
-
 } // namespace
 
 TEST(Sys_StdStreamHeaderReader, FuzzSeedsAreWellFormedAndUpToDate)
@@ -466,26 +370,21 @@ TEST(Sys_StdStreamHeaderReader, FuzzSeedsAreWellFormedAndUpToDate)
     for (const auto& [name, bytes] : seeds)
     {
         // Each well-formed seed reads back as one header that ends where the input ends.
-        const bool lying = name.rfind("lying", 0) == 0;
         Cmn_MemBufferInStream mem(bytes.data() + 1, bytes.data() + bytes.size());
-        const bool bigEndian =
-            (bytes[0] & 3) >= 2 || ((bytes[0] & 3) == 0 && std::endian::native == std::endian::big);
-        Sys_TypedInStream in(&mem, bigEndian == (std::endian::native == std::endian::little));
+        auto in = Test_ByteOrders()[bytes[0] & 3].mMakeIn(&mem);
         if (name == "lying_header_size")
         {
             EXPECT_TRUE(
-                ThrowsL10N([&] { Sys_StdStreamHeaderReader reader(in, "MiraFuzz"); }, 2, 29));
+                Test_ThrowsL10N([&] { Sys_StdStreamHeaderReader reader(*in, "MiraFuzz"); }, 2, 29));
+            continue;
         }
-        else
+        Sys_StdStreamHeaderReader reader(*in, "MiraFuzz");
+        reader.CheckVersion(1, 3);
+        EXPECT_EQ(reader.GetDataEndPos(), in->GetEndPos()) << name;
+        if (name == "lying_string_length")
         {
-            Sys_StdStreamHeaderReader reader(in, "MiraFuzz");
-            reader.CheckVersion(1, 3);
-            EXPECT_EQ(reader.GetDataEndPos(), in.GetEndPos()) << name;
-            if (lying)
-            {
-                in.Read<unsigned char>();
-                EXPECT_TRUE(ThrowsL10N([&] { in.Read<std::string>(); }, 7, 8));
-            }
+            in->Read<unsigned char>();
+            EXPECT_TRUE(Test_ThrowsL10N([&] { in->Read<std::string>(); }, 7, 8));
         }
     }
 
@@ -493,11 +392,9 @@ TEST(Sys_StdStreamHeaderReader, FuzzSeedsAreWellFormedAndUpToDate)
     {
         std::filesystem::create_directories(dir);
         for (const auto& [name, bytes] : seeds)
-        {
-            std::ofstream file(std::filesystem::path(dir) / name, std::ios::binary);
-            file.write(reinterpret_cast<const char*>(bytes.data()),
+            std::ofstream(std::filesystem::path(dir) / name, std::ios::binary)
+                .write(reinterpret_cast<const char*>(bytes.data()),
                        static_cast<std::streamsize>(bytes.size()));
-        }
     }
     if (const char* source = std::getenv("MIRAFILE_SOURCE_DIR"))
     {
