@@ -1,0 +1,434 @@
+// Sys_FileLoc (paths, components, the "SFL" stream form), Sys_Volume over an installed mount
+// table, Sys_RelativeFileLoc, Sys_FileLocIterator and Sys_FileLocUtils; also the seeds of
+// fuzz/FileLocStreamFuzz.cpp.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Cmn_MemBufferStream.h"
+#include "Sys_FileLoc.h"
+#include "Sys_FileLocIterator.h"
+#include "Sys_FileLocUtils.h"
+#include "Sys_FileType.h"
+#include "Sys_FileUtils.h"
+#include "Sys_RelativeFileLoc.h"
+#include "Sys_TypedStream.h"
+#include "Sys_Volume.h"
+#include "Sys_VolumePosix.h"
+#include "TestSupport.h"
+
+namespace
+{
+constexpr uint32_t kMovedID = 0x4D495241; // the volume that changes its mount point
+constexpr uint32_t kRootID = 0x524F4F54;
+
+Sys_VolumePosix::MountEntry Entry(uint32_t iID, const std::string& iMountPoint,
+                                  const std::string& iRoot = "/", const std::string& iFS = "ext4")
+{
+    Sys_VolumePosix::MountEntry entry;
+    entry.mID = iID;
+    entry.mMountPoint = iMountPoint;
+    entry.mRoot = iRoot;
+    entry.mFileSystemName = iFS;
+    entry.mSource = "/dev/test";
+    return entry;
+}
+
+// Installs a mount table for the test's duration.
+class Sys_FileLocStream : public testing::Test
+{
+protected:
+    void Mount(const Sys_VolumePosix::MountTable& iTable)
+    {
+        Sys_VolumePosix::SetMountTable(iTable);
+    }
+    void TearDown() override { Sys_VolumePosix::ClearMountTable(); }
+
+    static std::vector<unsigned char> Out(const Sys_FileLoc& iLoc)
+    {
+        Cmn_MemBufferOutStream mem;
+        Sys_CrossPlatformOutStream out(&mem);
+        out << iLoc;
+        return Test_Contents(mem);
+    }
+    static Sys_FileLoc In(const std::vector<unsigned char>& iBytes)
+    {
+        Cmn_MemBufferInStream mem(iBytes.data(), iBytes.data() + iBytes.size());
+        Sys_CrossPlatformInStream in(&mem);
+        Sys_FileLoc loc;
+        in >> loc;
+        EXPECT_EQ(in.GetPos(), in.GetEndPos());
+        return loc;
+    }
+    // A stream form written by hand: folder flag, identifier, count, components.
+    static std::vector<unsigned char> Forge(uint32_t iID, int32_t iCount,
+                                            const std::vector<std::string>& iComponents)
+    {
+        Cmn_MemBufferOutStream mem;
+        Sys_CrossPlatformOutStream out(&mem);
+        out.WriteBlock("SFL", 3);
+        out.Write(int16_t(1));
+        const int64_t sizePos = out.GetPos();
+        out.Write(int32_t(0));
+        out.Write(false);
+        out.Write(iID);
+        out.Write(iCount);
+        for (const std::string& component : iComponents)
+            out.Write(component);
+        const int64_t end = out.GetPos();
+        out.SetPos(sizePos);
+        out.Write(int32_t(end - sizePos - 4));
+        return Test_Contents(mem);
+    }
+};
+} // namespace
+
+// ---- paths ---------------------------------------------------------------------------------
+
+TEST(Sys_FileLoc, KeepsPathsInCanonicalForm)
+{
+    struct Case
+    {
+        const char* mGiven;
+        const char* mPath;
+        const char* mName;
+        const char* mExtension;
+        const char* mParent;
+    };
+    const Case cases[] = {
+        {"/a//b/./take.wav/", "/a/b/take.wav", "take.wav", "wav", "/a/b"},
+        {"/", "/", "", "", ""},
+        {"/.hidden", "/.hidden", ".hidden", "", "/"},
+        {"rel/x.tar.gz", "rel/x.tar.gz", "x.tar.gz", "gz", "rel"},
+        {"/a/../b", "/a/../b", "b", "", "/a/.."},
+        {"", "", "", "", ""},
+    };
+    for (const Case& c : cases)
+    {
+        const Sys_FileLoc loc{std::string(c.mGiven)};
+        EXPECT_EQ(loc.GetFullPath(), c.mPath) << c.mGiven;
+        EXPECT_EQ(loc.GetName(), c.mName) << c.mGiven;
+        EXPECT_EQ(loc.GetExtension(), c.mExtension) << c.mGiven;
+        EXPECT_EQ(loc.GetParentFolder().GetFullPath(), c.mParent) << c.mGiven;
+    }
+    EXPECT_EQ(Sys_FileLoc("/p/\xC3\xA9").GetUTF16FullPath(), u"/p/\u00E9");
+    EXPECT_TRUE(
+        Test_Asserts([] { Sys_FileLoc loc(static_cast<Sys_FileLocImpl*>(nullptr)); }, "mImpl"));
+}
+
+TEST(Sys_FileLoc, TypeAddsItsExtensionOnce)
+{
+    const Sys_FileType type =
+        Sys_FileType::RegisterType({Sys_FileType::MakeOSType("tLoc")}, {"tloc"}, "test", 0);
+    const Sys_FileLoc folder("/data");
+    EXPECT_EQ(Sys_FileLoc(folder, "take", type).GetFullPath(), "/data/take.tloc");
+    EXPECT_EQ(Sys_FileLoc(folder, "take.TLOC", type).GetFullPath(), "/data/take.TLOC");
+    EXPECT_EQ(Sys_FileLoc(folder, "v1.0", Sys_FileType::cFolder).GetExtension(), "");
+}
+
+// ---- the stream form and changing mount points ---------------------------------------------
+
+TEST_F(Sys_FileLocStream, WritesVolumeByIdentifierAndPathByComponents)
+{
+    Mount({Entry(kRootID, "/"), Entry(kMovedID, "/mnt/a")});
+    const Sys_FileLoc loc("/mnt/a/takes/one.wav");
+    const std::vector<unsigned char> bytes = Out(loc);
+    const std::vector<unsigned char> expected = Forge(kMovedID, 2, {"takes", "one.wav"});
+    EXPECT_EQ(bytes, expected);
+    EXPECT_EQ(In(bytes), loc);
+    EXPECT_EQ(loc.GetPathComponents(), (std::vector<std::string>{"/mnt/a", "takes", "one.wav"}));
+    EXPECT_EQ(Sys_FileLoc(loc.GetPathComponents()), loc);
+    EXPECT_EQ(In(Out(Sys_FileLoc())), Sys_FileLoc());
+}
+
+TEST_F(Sys_FileLocStream, ReadsBackWhereTheVolumeIsMountedNow)
+{
+    Mount({Entry(kRootID, "/"), Entry(kMovedID, "/mnt/a")});
+    const std::vector<unsigned char> bytes = Out(Sys_FileLoc("/mnt/a/takes/one.wav"));
+    const std::vector<unsigned char> root = Out(Sys_FileLoc("/mnt/a"));
+
+    Mount({Entry(kRootID, "/"), Entry(kMovedID, "/media/disk b")});
+    EXPECT_EQ(In(bytes).GetFullPath(), "/media/disk b/takes/one.wav");
+    EXPECT_TRUE(In(root).IsVolumeRoot());
+
+    // A bind mount of the folder "takes" of that file system.
+    Mount({Entry(kRootID, "/"), Entry(kMovedID, "/srv/t", "/takes")});
+    EXPECT_EQ(In(bytes).GetFullPath(), "/srv/t/one.wav");
+}
+
+TEST_F(Sys_FileLocStream, UnmountedVolumeThrowsAfterTheWholeBlock)
+{
+    Mount({Entry(kRootID, "/"), Entry(kMovedID, "/mnt/a")});
+    std::vector<unsigned char> bytes = Out(Sys_FileLoc("/mnt/a/x"));
+    const std::vector<unsigned char> second = Out(Sys_FileLoc("/y"));
+    bytes.insert(bytes.end(), second.begin(), second.end());
+    Mount({Entry(kRootID, "/")});
+
+    Cmn_MemBufferInStream mem(bytes.data(), bytes.data() + bytes.size());
+    Sys_CrossPlatformInStream in(&mem);
+    Sys_FileLoc loc;
+    EXPECT_TRUE(Test_ThrowsL10N([&] { loc.StreamIn(in); }, 1, 1));
+    loc.StreamIn(in); // the next block reads on
+    EXPECT_EQ(loc.GetFullPath(), "/y");
+}
+
+TEST_F(Sys_FileLocStream, RefusesBadCountsAndComponents)
+{
+    Mount({Entry(kRootID, "/")});
+    EXPECT_TRUE(Test_ThrowsL10N([&] { In(Forge(kRootID, 0x7fffffff, {"a"})); }, 2, 29));
+    EXPECT_TRUE(Test_ThrowsL10N([&] { In(Forge(kRootID, -1, {})); }, 2, 29));
+    for (const char* bad : {"..", ".", "", "a/b"})
+        EXPECT_TRUE(Test_ThrowsL10N([&] { In(Forge(kRootID, 1, {bad})); }, 3, 1)) << bad;
+    std::vector<unsigned char> cut = Forge(kRootID, 1, {"abc"});
+    cut.resize(cut.size() - 2);
+    EXPECT_THROW(In(cut), Cmn_Exception);
+}
+
+TEST_F(Sys_FileLocStream, VolumesComeFromTheInstalledTable)
+{
+    Sys_VolumePosix::MountEntry proc = Entry(7, "/proc", "/", "proc");
+    Mount({Entry(kRootID, "/"), Entry(kMovedID, "/mnt/a"), Entry(kMovedID, "/mnt/again"), proc});
+    const Sys_Volume volume = Sys_FileLoc("/mnt/a/deep/er").GetVolume();
+    EXPECT_EQ(volume.GetID(), kMovedID);
+    EXPECT_TRUE(volume.IsMounted());
+    EXPECT_EQ(Sys_Volume(volume.GetVRefNum()), volume);
+    EXPECT_EQ(Sys_FileLoc(volume).GetFullPath(), "/mnt/a");
+    EXPECT_EQ(Sys_FileLoc(Sys_Volume("/"), Sys_FileLoc("/mnt/a/x/y")).GetFullPath(), "/x/y");
+    EXPECT_EQ(Sys_FileLoc("/mnt/another").GetVolume().GetID(), kRootID);
+
+    const std::vector<Sys_Volume> mounted = Sys_Volume::GetMountedVolumes();
+    ASSERT_EQ(mounted.size(), 2u); // no pseudo file system, the bind mount once
+    EXPECT_EQ(mounted[1].GetCachedName(), "/mnt/a");
+
+    const Sys_Volume gone(0x1111, "Old Disk");
+    EXPECT_FALSE(gone.IsMounted());
+    EXPECT_EQ(gone.GetCachedName(), "Old Disk");
+    EXPECT_EQ(gone.GetVRefNum(), 0);
+    EXPECT_EQ(Sys_Volume("/").GetEncodedName(), "lW"); // 001011 11(0000)
+}
+
+TEST(Sys_VolumePosix, ParsesMountInfo)
+{
+    const std::string text =
+        "22 1 0:21 / /proc rw - proc proc rw\n"
+        "27 1 254:0 / / rw,relatime shared:1 - ext4 /dev/vda rw\n"
+        "30 27 8:17 /music /media/My\\040Disk ro master:2 - vfat /dev/sdb1 ro\n"
+        "garbage\n"
+        "31 27 0:5 / /media/My\\040Disk rw - tmpfs tmpfs rw\n";
+    const Sys_VolumePosix::MountTable table = Sys_VolumePosix::ParseMountInfo(text);
+    ASSERT_EQ(table.size(), 3u); // the later mount hides the vfat one
+    EXPECT_EQ(table[1].mFileSystemName, "ext4");
+    EXPECT_EQ(table[1].mDevMajor, 254u);
+    EXPECT_EQ(table[2].mMountPoint, "/media/My Disk");
+    EXPECT_EQ(table[2].mFileSystemName, "tmpfs");
+    EXPECT_FALSE(table[2].mReadOnly);
+    EXPECT_EQ(Sys_VolumePosix::FindEntryForPath(table, "/media/My Disk/x"), &table[2]);
+    EXPECT_EQ(Sys_VolumePosix::FindEntryForPath(table, "/media/My Diskette"), &table[1]);
+
+    const Sys_VolumePosix::MountTable ro =
+        Sys_VolumePosix::ParseMountInfo(text.substr(0, text.rfind("31 ")));
+    EXPECT_TRUE(ro.back().mReadOnly);
+    EXPECT_EQ(ro.back().mRoot, "/music");
+    EXPECT_EQ(Sys_Volume::FileSystemTypeFromName(ro.back().mFileSystemName),
+              Sys_Volume::eFileSystemType_FAT);
+
+    EXPECT_EQ(Sys_VolumePosix::IDFromUUID("0A1B-2C3D"), Sys_VolumePosix::IDFromUUID("0a1b2c3d"));
+    EXPECT_NE(Sys_VolumePosix::IDFromUUID("0a1b2c3d"), Sys_VolumePosix::IDFromUUID("0a1b2c3e"));
+}
+
+TEST(Sys_VolumePosix, RealVolumesHaveStableIdentifiers)
+{
+    Test_TempDir dir;
+    const Sys_Volume volume = Sys_FileLoc(dir.Path()).GetVolume();
+    ASSERT_TRUE(volume.IsMounted());
+    EXPECT_NE(volume.GetID(), 0u);
+    Sys_Volume::RescanVolumes();
+    EXPECT_EQ(Sys_FileLoc(dir.Path()).GetVolume().GetID(), volume.GetID());
+    EXPECT_GT(volume.GetMaxFileNameComponentLength(), 8);
+    Sys_VolumeAttr attr;
+    ASSERT_TRUE(volume.GetAttr(&attr));
+    EXPECT_GT(attr.GetSize(), 0);
+    EXPECT_LE(attr.GetFreeSpace(), attr.GetSize());
+    // Stored on the real volume, read back on it.
+    Cmn_MemBufferOutStream mem;
+    Sys_BigEndianOutStream out(&mem);
+    const Sys_FileLoc loc(dir.Path() + "/a.wav");
+    out << loc;
+    Cmn_MemBufferInStream inMem(mem.GetBuffer(), mem.GetBuffer() + mem.GetEndPos());
+    Sys_BigEndianInStream in(&inMem);
+    Sys_FileLoc back;
+    in >> back;
+    EXPECT_EQ(back, loc);
+}
+
+// ---- relative locations ----------------------------------------------------------------------
+
+TEST(Sys_RelativeFileLoc, LeadsFromBaseToLocationOnAnyBase)
+{
+    const Sys_RelativeFileLoc down(Sys_FileLoc("/s/song"), Sys_FileLoc("/s/song/Audio/a.wav"));
+    EXPECT_EQ(down.ToString(), "Audio:a.wav");
+    EXPECT_EQ(down.GetFileLoc(Sys_FileLoc("/backup/song")).GetFullPath(),
+              "/backup/song/Audio/a.wav");
+
+    const Sys_RelativeFileLoc across(Sys_FileLoc("/s/song"), Sys_FileLoc("/s/shared/b.wav"));
+    EXPECT_EQ(across.ToString(), "..:shared:b.wav");
+    EXPECT_EQ(across.GetFileLoc(Sys_FileLoc("/t/song")).GetFullPath(), "/t/shared/b.wav");
+    EXPECT_EQ(Sys_RelativeFileLoc::FromString(across.ToString()), across);
+
+    EXPECT_TRUE(
+        Test_ThrowsL10N([] { Sys_RelativeFileLoc(Sys_FileLoc("/a"), Sys_FileLoc("b")); }, 3, 1));
+    EXPECT_TRUE(Test_ThrowsL10N([&] { across.GetFileLoc(Sys_FileLoc("/")); }, 3, 1));
+    EXPECT_TRUE(Test_ThrowsL10N([] { Sys_RelativeFileLoc({"a/b"}); }, 3, 1));
+}
+
+// ---- the tree walk ---------------------------------------------------------------------------
+
+namespace
+{
+void Touch(const std::string& iPath)
+{
+    std::filesystem::create_directories(std::filesystem::path(iPath).parent_path());
+    std::ofstream(iPath) << "x";
+}
+} // namespace
+
+TEST(Sys_FileLocIterator, FindsMatchesDepthFirstAndResumesAfterItsBudget)
+{
+    const Sys_FileType type = Sys_FileType::RegisterType({}, {"itk"}, "iterator test", 0);
+    Test_TempDir dir;
+    const std::string root = dir.Path();
+    for (const char* name : {"a.itk", "b.txt", "sub/c.itk", "sub/._c.itk", "sub/deeper/d.ITK",
+                             "sub/deeper/e.txt", "z.itk"})
+        Touch(root + "/" + name);
+    for (int i = 0; i < 20; ++i)
+        Touch(root + "/sub/noise" + std::to_string(i));
+    const std::vector<std::string> expected = {root + "/a.itk", root + "/sub/c.itk",
+                                               root + "/sub/deeper/d.ITK", root + "/z.itk"};
+
+    std::vector<std::string> found;
+    for (Sys_FileLocIterator it(Sys_FileLoc(root), std::vector<Sys_FileType>{type}); it.Next();)
+        found.push_back(it->GetFullPath());
+    EXPECT_EQ(found, expected);
+
+    // A budget of nothing looks at one entry a call: the same matches, in slices.
+    found.clear();
+    int32_t emptySlices = 0;
+    Sys_FileLocIterator it(Sys_FileLoc(root), std::vector<Sys_FileType>{type});
+    while (!it.IsDone())
+    {
+        if (it.Next(0))
+            found.push_back((*it).GetFullPath());
+        else
+        {
+            EXPECT_FALSE(it);
+            ++emptySlices;
+        }
+    }
+    EXPECT_EQ(found, expected);
+    EXPECT_GT(emptySlices, 20);
+}
+
+TEST(Sys_FileLocIterator, MatchesNamePatternsAndStops)
+{
+    Test_TempDir dir;
+    for (const char* name : {"one.txt", "f/two.txt", "f/three.wav"})
+        Touch(dir.Path() + "/" + name);
+    Sys_FileLocIterator it(Sys_FileLoc(dir.Path()), std::string("*.txt"));
+    ASSERT_TRUE(it.Next());
+    EXPECT_EQ(it->GetName(), "two.txt");
+    EXPECT_EQ(it.GetCurrentSearchPath().GetFullPath(), dir.Path() + "/f");
+    it.Abort();
+    EXPECT_FALSE(it);
+    EXPECT_FALSE(it.Next());
+    EXPECT_TRUE(Test_Asserts([&] { *it; }, "mImpl->IsOnEntry()"));
+    EXPECT_TRUE(Test_ThrowsL10N(
+        [&] { Sys_FileLocIterator bad(Sys_FileLoc(dir.Path() + "/one.txt"), "*"); }, 2, 4));
+}
+
+// ---- well-known places -----------------------------------------------------------------------
+
+TEST(Sys_FileLocUtils, AnswersWhereLocationsLie)
+{
+    Sys_FileLoc loc;
+    ASSERT_TRUE(Sys_FileLocUtils::FileURLToSys_FileLoc("file:///home/me/My%20Take.wav", &loc));
+    EXPECT_EQ(loc.GetFullPath(), "/home/me/My Take.wav");
+    EXPECT_FALSE(Sys_FileLocUtils::FileURLToSys_FileLoc("http://x/y", &loc));
+
+    const Sys_FileLoc folder("/s/song");
+    EXPECT_TRUE(Sys_FileLocUtils::FileLocIsInFolder(Sys_FileLoc("/s/song/a/b.wav"), folder));
+    EXPECT_FALSE(
+        Sys_FileLocUtils::FileLocIsInFolder(Sys_FileLoc("/s/song/a/b.wav"), folder, false));
+    EXPECT_FALSE(Sys_FileLocUtils::FileLocIsInFolder(Sys_FileLoc("/s/songs/b.wav"), folder));
+    EXPECT_FALSE(Sys_FileLocUtils::FileLocIsInFolder(folder, folder));
+
+    EXPECT_EQ(Sys_FileLocUtils::ReAnchorFileLoc(Sys_FileLoc("/s/song/a/b.wav"), folder,
+                                                Sys_FileLoc("/t/new"))
+                  .GetFullPath(),
+              "/t/new/a/b.wav");
+    EXPECT_TRUE(Test_Asserts(
+        [] {
+            Sys_FileLocUtils::ReAnchorFileLoc(Sys_FileLoc("/"), Sys_FileLoc("/"),
+                                              Sys_FileLoc("/x"));
+        },
+        "!fileLoc.IsVolumeRoot()"));
+    EXPECT_TRUE(Sys_FileLocUtils::IsInTrash(Sys_FileLoc("/home/me/.local/share/Trash/files/a")));
+    EXPECT_FALSE(Sys_FileLocUtils::IsInTrash(Sys_FileLoc("/home/me/Trash/a")));
+    EXPECT_TRUE(Sys_FileLocUtils::HasLongFileName(Sys_FileLoc("/" + std::string(32, 'n'))));
+    EXPECT_FALSE(Sys_FileLocUtils::HasLongFileName(Sys_FileLoc("/" + std::string(31, 'n'))));
+
+    const Sys_FileLoc temp1 = Sys_FileLocUtils::GetTempFileLoc();
+    EXPECT_NE(temp1, Sys_FileLocUtils::GetTempFileLoc());
+    EXPECT_EQ(temp1.GetExtension(), "tmp");
+    EXPECT_EQ(Sys_FileLocUtils::GetApplicationLoc().GetName(), "test_Sys");
+}
+
+// ---- seeds of fuzz/FileLocStreamFuzz.cpp -------------------------------------------------------
+//
+// The fuzz input is one byte that picks the byte order (low bit: 0 little-endian, 1
+// big-endian) and then a location's stream form. The target installs one mount table:
+// kRootID at "/" and kMovedID at "/fuzz/vol". Set MIRAFILE_WRITE_FUZZ_SEEDS to a folder to
+// write the seeds there.
+
+TEST_F(Sys_FileLocStream, WritesFuzzSeeds)
+{
+    Mount({Entry(kRootID, "/"), Entry(kMovedID, "/fuzz/vol")});
+    struct Seed
+    {
+        const char* mName;
+        unsigned char mOrder;
+        std::string mPath;
+    };
+    const Seed seeds[] = {{"little_file", 0, "/fuzz/vol/a/b.wav"},
+                          {"big_root", 1, "/fuzz/vol"},
+                          {"big_deep", 1, "/usr/share/sounds/x/y/z.aif"},
+                          {"little_empty", 0, ""}};
+    const char* folder = std::getenv("MIRAFILE_WRITE_FUZZ_SEEDS");
+    for (const Seed& seed : seeds)
+    {
+        Cmn_MemBufferOutStream mem;
+        const unsigned char order = seed.mOrder;
+        mem.Write(&order, 1);
+        std::unique_ptr<Sys_TypedOutStream> out;
+        if (order)
+            out = std::make_unique<Sys_BigEndianOutStream>(&mem);
+        else
+            out = std::make_unique<Sys_LittleEndianOutStream>(&mem);
+        Sys_FileLoc(seed.mPath).StreamOut(*out);
+        std::vector<unsigned char> bytes = Test_Contents(mem);
+
+        // What the target does with it.
+        Cmn_MemBufferInStream inMem(bytes.data() + 1, bytes.data() + bytes.size());
+        Sys_TypedInStream in(&inMem, order == 1);
+        Sys_FileLoc back;
+        back.StreamIn(in);
+        EXPECT_EQ(back.GetFullPath(), seed.mPath);
+        if (folder)
+            std::ofstream(std::string(folder) + "/" + seed.mName, std::ios::binary)
+                .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+    }
+}
