@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 // Byte order of samples, in a file or in a buffer.
 enum EByteOrder : int32_t
@@ -35,3 +36,23 @@ enum EAudioFileType : int32_t
     eAudioFileType_MXF = 17,
     eAudioFileType_M4A = 18
 };
+
+// Sampler attributes of a file: root note, fine tune in cents and two loops. A loop type
+// of 0 means no loop; 1, 2 and 3 are forward, ping-pong and backward.
+struct FF_AudioInstrumentAttr
+{
+    int32_t mRootNote = 60;
+    int32_t mFineTune = 0;
+    int32_t mLoop1Type = 0;
+    int64_t mLoop1Start = 0;
+    int64_t mLoop1End = 0;
+    int32_t mLoop2Type = 0;
+    int64_t mLoop2Start = 0;
+    int64_t mLoop2End = 0;
+
+    bool operator==(const FF_AudioInstrumentAttr&) const = default;
+};
+
+// The bytes of an embedded waveform overview of one channel: a (max, min) pair of signed
+// bytes per 256 samples. The audio file keeps them as they stand in the file.
+using FF_AudioOverviewData = std::vector<int8_t>;

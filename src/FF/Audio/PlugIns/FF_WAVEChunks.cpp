@@ -1,0 +1,755 @@
+#include "FF/Audio/PlugIns/FF_WAVEChunks.h"
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "Cmn_Assert.h"
+#include "FF/Audio/FF_AudioFile.h"
+#include "FF/Audio/PlugIns/FF_WAVEPlugIn.h"
+#include "L10N_Utils.h"
+#include "Sys_File.h"
+#include "Sys_Volume.h"
+
+namespace
+{
+constexpr uint32_t cFmt = FF_WAVEChunkID("fmt ");
+constexpr uint32_t cBext = FF_WAVEChunkID("bext");
+constexpr uint32_t cData = FF_WAVEChunkID("data");
+constexpr uint32_t cUmid = FF_WAVEChunkID("umid");
+constexpr uint32_t cRegn = FF_WAVEChunkID("regn");
+constexpr uint32_t cSmpl = FF_WAVEChunkID("smpl");
+constexpr uint32_t cMinf = FF_WAVEChunkID("minf");
+constexpr uint32_t cOvwf = FF_WAVEChunkID("ovwf");
+constexpr uint32_t cRkti = FF_WAVEChunkID("rkti");
+constexpr uint32_t cAnno = FF_WAVEChunkID("ANNO");
+constexpr uint32_t cElm1 = FF_WAVEChunkID("elm1");
+
+[[noreturn]] void ThrowEndOfFile()
+{
+    throw std::runtime_error(L10N_Utils::GetText(7, 12));
+}
+
+void ReadExact(Sys_File* iFileP, void* oBufferP, int64_t iCount)
+{
+    if (iFileP->Read(oBufferP, iCount) != iCount)
+        ThrowEndOfFile();
+}
+
+void WriteExact(Sys_File* iFileP, const void* iBufferP, int64_t iCount)
+{
+    if (iFileP->Write(iBufferP, iCount) != iCount)
+        ThrowEndOfFile();
+}
+
+template <class T> T GetLE(const unsigned char* iP)
+{
+    static_assert(std::is_integral_v<T>);
+    T value;
+    std::memcpy(&value, iP, sizeof(T)); // this host is little-endian
+    return value;
+}
+
+template <class T> void PutLE(unsigned char* oP, T iValue)
+{
+    static_assert(std::is_integral_v<T>);
+    std::memcpy(oP, &iValue, sizeof(T));
+}
+
+// A text field: the bytes up to the first NUL or the field's end.
+std::string GetText(const unsigned char* iP, size_t iWidth)
+{
+    const auto* end = std::find(iP, iP + iWidth, 0);
+    return std::string(reinterpret_cast<const char*>(iP), size_t(end - iP));
+}
+
+// Copies a text into a field, cut at the field's width.
+void PutText(unsigned char* oP, const std::string& iText, size_t iWidth)
+{
+    std::memcpy(oP, iText.data(), std::min(iText.size(), iWidth));
+}
+
+// A umid in its memory order: the four words, each in this host's (little-endian) order.
+Sys_Umid GetUmid(const unsigned char* iP)
+{
+    Sys_Umid umid;
+    for (int32_t i = 0; i < 4; ++i)
+        umid.SetWord(i, GetLE<uint32_t>(iP + 4 * i));
+    return umid;
+}
+
+void PutUmid(unsigned char* oP, const Sys_Umid& iUmid)
+{
+    for (int32_t i = 0; i < 4; ++i)
+        PutLE<uint32_t>(oP + 4 * i, iUmid.GetWord(i));
+}
+
+// Cuts a name to at most iLength bytes without splitting a UTF-8 sequence.
+std::string ShortenStringLength(const std::string& iName, size_t iLength)
+{
+    if (iName.size() <= iLength)
+        return iName;
+    size_t cut = iLength;
+    while (cut > 0 && (static_cast<unsigned char>(iName[cut]) & 0xC0) == 0x80)
+        --cut;
+    return iName.substr(0, cut);
+}
+
+// Microseconds since 1970-01-01 UTC, as the file utilities count.
+uint64_t NowUTC()
+{
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    return uint64_t(now.tv_sec) * 1000000u + uint64_t(now.tv_nsec / 1000);
+}
+} // namespace
+
+// ---- WAVEChunk ---------------------------------------------------------------------------
+
+void WAVEChunk::WriteHeader(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    const int64_t dataSize = GetSize(iAudioFileP, iFileP) - 8;
+    CMN_ASSERT(dataSize >= 0 && dataSize <= int64_t(UINT32_MAX));
+    unsigned char header[8];
+    PutLE<uint32_t>(header, mID);
+    PutLE<uint32_t>(header + 4, uint32_t(dataSize));
+    WriteExact(iFileP, header, 8);
+}
+
+int64_t WAVEChunk::GetSize(FF_AudioFile* iAudioFileP, Sys_File*)
+{
+    return IsCached() ? GetCachedSize(iAudioFileP) : mStoredSize + 8;
+}
+
+WAVEChunk* WAVEChunk::CreateKnownChunk(uint32_t iID, int64_t iStoredSize)
+{
+    switch (iID)
+    {
+    case cFmt:
+        return new WAVEFmtChunk(iStoredSize);
+    case cBext:
+        return new WAVEEBUChunk(iStoredSize);
+    case cData:
+        return new WAVEDataChunk(iStoredSize);
+    case cUmid:
+        return new UAFUmidChunk(iStoredSize);
+    case cRegn:
+        return new UAFRegnChunk(iStoredSize);
+    case cSmpl:
+        return new WAVESamplerChunk(iStoredSize);
+    case cMinf:
+        return new UAFMinfChunk(iStoredSize);
+    case cOvwf:
+        return new UAFOvwfChunk(iStoredSize);
+    case cRkti:
+        return new UAFDRktAssetInfoChunk(iStoredSize);
+    case cAnno:
+        return new UAFAnnoChunk(iStoredSize);
+    default:
+        return nullptr;
+    }
+}
+
+WAVEChunk* WAVEChunk::CreateChunk(uint32_t iID)
+{
+    WAVEChunk* chunk = nullptr;
+    switch (iID)
+    {
+    case cUmid:
+    case cRegn:
+    case cSmpl:
+    case cOvwf:
+    case cMinf:
+    case cRkti:
+    case cAnno:
+        chunk = CreateKnownChunk(iID, 0);
+        break;
+    default:
+        CMN_ASSERT(0);
+    }
+    chunk->SetCached(true);
+    chunk->SetNeedsSync(true);
+    return chunk;
+}
+
+// ---- "fmt " ------------------------------------------------------------------------------
+
+WAVEFmtChunk::WAVEFmtChunk(int64_t iStoredSize) : WAVEChunk(cFmt, iStoredSize) {}
+
+bool WAVEFmtChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    // The sub-format of integer PCM in the extensible form.
+    static const unsigned char cPCMSubFormat[16] = {0x01, 0x00, 0x00, 0x00, 0x00, 0x00,
+                                                    0x10, 0x00, 0x80, 0x00, 0x00, 0xAA,
+                                                    0x00, 0x38, 0x9B, 0x71};
+    // Past the extensible fields nothing is used; no more than this is kept.
+    constexpr int64_t cMaxKept = 256;
+    if (mStoredSize < 16)
+        return false;
+    std::vector<unsigned char> data(size_t(std::min(mStoredSize, cMaxKept)));
+    ReadExact(iFileP, data.data(), int64_t(data.size()));
+    const auto tag = GetLE<uint16_t>(data.data());
+    if (tag == cTagExtensible)
+    {
+        if (data.size() < 40 || GetLE<uint16_t>(data.data() + 16) < 22 ||
+            std::memcmp(data.data() + 24, cPCMSubFormat, 16) != 0)
+            return false;
+    }
+    else if (tag != cTagPCM)
+        return false;
+    const auto channels = GetLE<int16_t>(data.data() + 2);
+    const auto bits = GetLE<int16_t>(data.data() + 14);
+    // Frames of whole bytes only: anything else has no frame size to count samples by.
+    if (channels < 1 || bits < 8 || bits > 32 || bits % 8 != 0)
+        return false;
+    mTag = tag;
+    mExtra.assign(data.begin() + 16, data.end());
+    iAudioFileP->mNumChannels.StoreFromSourceIfClean(channels);
+    iAudioFileP->mSampleRate.StoreFromSourceIfClean(GetLE<int32_t>(data.data() + 4));
+    iAudioFileP->mBitDepth.StoreFromSourceIfClean(bits);
+    return true;
+}
+
+void WAVEFmtChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    // A longer chunk keeps its size (what was read past the first 16 bytes is written back,
+    // the rest zeroed): the data behind it then need not move.
+    std::vector<unsigned char> data(size_t(std::max<int64_t>(mStoredSize, 16)), 0);
+    std::copy_n(mExtra.begin(), std::min(mExtra.size(), data.size() - 16), data.begin() + 16);
+    const int16_t channels = iAudioFileP->mNumChannels.GetOr(0);
+    const int16_t bits = iAudioFileP->mBitDepth.GetOr(0);
+    const int32_t rate = iAudioFileP->mSampleRate.GetOr(0);
+    const auto blockAlign = uint16_t((bits * channels) / 8);
+    PutLE<uint16_t>(data.data(), mTag);
+    PutLE<int16_t>(data.data() + 2, channels);
+    PutLE<int32_t>(data.data() + 4, rate);
+    PutLE<uint32_t>(data.data() + 8, uint32_t(blockAlign) * uint32_t(rate));
+    PutLE<uint16_t>(data.data() + 12, blockAlign);
+    PutLE<int16_t>(data.data() + 14, bits);
+    WriteExact(iFileP, data.data(), int64_t(data.size()));
+    mStoredSize = int64_t(data.size());
+    iAudioFileP->mNumChannels.ClearDirty();
+    iAudioFileP->mBitDepth.ClearDirty();
+    iAudioFileP->mSampleRate.ClearDirty();
+}
+
+int64_t WAVEFmtChunk::GetCachedSize(FF_AudioFile*)
+{
+    return std::max<int64_t>(mStoredSize, 16) + 8;
+}
+
+bool WAVEFmtChunk::NeedsSyncImpl(FF_AudioFile* iAudioFileP)
+{
+    return iAudioFileP->mNumChannels.IsDirty() || iAudioFileP->mSampleRate.IsDirty() ||
+           iAudioFileP->mBitDepth.IsDirty();
+}
+
+// ---- "bext" ------------------------------------------------------------------------------
+
+WAVEEBUChunk::WAVEEBUChunk(int64_t iStoredSize) : WAVEChunk(cBext, iStoredSize) {}
+
+bool WAVEEBUChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    if (mStoredSize < cDataSize)
+        return false;
+    unsigned char data[cDataSize];
+    ReadExact(iFileP, data, cDataSize);
+    iAudioFileP->mDescription.StoreFromSourceIfClean(GetText(data, 256));
+    iAudioFileP->mBroadcastWaveData.StoreFromSourceIfClean({GetText(data + 256, 32)});
+    if (!iAudioFileP->IsOMFI())
+        iAudioFileP->mOriginalTimeStamp.StoreFromSourceIfClean(GetLE<int64_t>(data + 338));
+    return true;
+}
+
+void WAVEEBUChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    unsigned char data[cDataSize] = {};
+    // Texts longer than their fields are cut.
+    PutText(data, iAudioFileP->mDescription.GetOr(""), 256);
+    PutText(data + 256, iAudioFileP->mBroadcastWaveData.GetOr({}).mOriginator, 32);
+    PutText(data + 288, iAudioFileP->mUmid.GetOr(Sys_Umid::NoID()).AsString(), 32);
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    ::localtime_r(&now, &local);
+    char stamp[20];
+    std::strftime(stamp, sizeof stamp, "%Y-%m-%d", &local);
+    std::memcpy(data + 320, stamp, 10);
+    std::strftime(stamp, sizeof stamp, "%H:%M:%S", &local);
+    std::memcpy(data + 330, stamp, 8);
+    PutLE<int64_t>(data + 338, iAudioFileP->mOriginalTimeStamp.GetOr(0));
+    WriteExact(iFileP, data, cDataSize);
+    mStoredSize = cDataSize;
+    iAudioFileP->mBroadcastWaveData.ClearDirty();
+    iAudioFileP->mDescription.ClearDirty();
+}
+
+bool WAVEEBUChunk::NeedsSyncImpl(FF_AudioFile* iAudioFileP)
+{
+    return iAudioFileP->mBroadcastWaveData.IsDirty() || iAudioFileP->mDescription.IsDirty();
+}
+
+// ---- "data" ------------------------------------------------------------------------------
+
+WAVEDataChunk::WAVEDataChunk(int64_t iStoredSize) : WAVEChunk(cData, iStoredSize) {}
+
+bool WAVEDataChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    unsigned char header[8];
+    iFileP->SetPosition(Sys_File::eOffsetFrom_Start, mPosition);
+    if (iFileP->Read(header, 8) != 8)
+        return false;
+    const int64_t size = GetLE<uint32_t>(header + 4);
+    const int64_t start = iFileP->GetPosition();
+    if (start + size > iFileP->GetEOF())
+        return false;
+    const int64_t frame =
+        int64_t(iAudioFileP->mBitDepth.GetOr(0) / 8) * iAudioFileP->mNumChannels.GetOr(0);
+    if (frame <= 0)
+        return false;
+    mStoredSize = size;
+    iAudioFileP->mOffsetToData.StoreFromSource(iAudioFileP->GetEmbeddedOffset() + mPosition + 8);
+    iAudioFileP->mNumSamples.StoreFromSourceIfClean(size / frame);
+    return true;
+}
+
+void WAVEDataChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    mStoredSize = GetSize(iAudioFileP, iFileP) - 8;
+    iAudioFileP->mNumSamples.ClearDirty();
+}
+
+int64_t WAVEDataChunk::GetSize(FF_AudioFile* iAudioFileP, Sys_File*)
+{
+    return GetCachedSize(iAudioFileP);
+}
+
+int64_t WAVEDataChunk::GetCachedSize(FF_AudioFile* iAudioFileP)
+{
+    const int64_t bits = iAudioFileP->mBitDepth.GetOr(0);
+    const int64_t channels = iAudioFileP->mNumChannels.GetOr(0);
+    const int64_t frame = bits * channels / 8;
+    const int64_t numSamples = iAudioFileP->mNumSamples.GetOr(0);
+    // The found size is kept while it still counts the same frames (odd tails of foreign
+    // files survive).
+    if (frame > 0 && mStoredSize / frame == numSamples)
+        return mStoredSize + 8;
+    return bits * channels * numSamples / 8 + 8;
+}
+
+void WAVEDataChunk::SetPositionImpl(FF_AudioFile* iAudioFileP, int64_t iPosition)
+{
+    iAudioFileP->mOffsetToData.StoreFromSource(iAudioFileP->GetEmbeddedOffset() + iPosition + 8);
+}
+
+bool WAVEDataChunk::NeedsSyncImpl(FF_AudioFile* iAudioFileP)
+{
+    return iAudioFileP->mNumSamples.IsDirty();
+}
+
+// ---- "smpl" ------------------------------------------------------------------------------
+
+WAVESamplerChunk::WAVESamplerChunk(int64_t iStoredSize) : WAVEChunk(cSmpl, iStoredSize) {}
+
+bool WAVESamplerChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    // Only the head and the first two loops are used: no more is read, whatever the size.
+    constexpr int64_t cUsed = 36 + 2 * 24;
+    if (mStoredSize < 36)
+        return false;
+    const int64_t wanted = std::min(mStoredSize, cUsed);
+    unsigned char data[cUsed] = {};
+    if (iFileP->Read(data, wanted) != wanted)
+        return false;
+    const int64_t numLoops = (mStoredSize - 36) / 24;
+    FF_AudioInstrumentAttr attr;
+    if (GetLE<uint32_t>(data) == cManufacturer && GetLE<uint32_t>(data + 4) == cProduct)
+    {
+        attr.mRootNote = data[32];
+        attr.mFineTune = data[33];
+    }
+    else
+    {
+        attr.mRootNote = data[12];
+        attr.mFineTune = int32_t((uint64_t(GetLE<uint32_t>(data + 16)) * 100) >> 32);
+    }
+    auto loopType = [](uint32_t iStored, int32_t iPrevious)
+    { return iStored <= 2 ? int32_t(iStored) + 1 : iPrevious; };
+    if (numLoops >= 1)
+    {
+        attr.mLoop1Type = loopType(GetLE<uint32_t>(data + 36 + 4), attr.mLoop1Type);
+        attr.mLoop1Start = GetLE<uint32_t>(data + 36 + 8);
+        attr.mLoop1End = GetLE<uint32_t>(data + 36 + 12);
+    }
+    if (numLoops >= 2)
+    {
+        attr.mLoop2Type = loopType(GetLE<uint32_t>(data + 60 + 4), attr.mLoop2Type);
+        attr.mLoop2Start = GetLE<uint32_t>(data + 60 + 8);
+        attr.mLoop2End = GetLE<uint32_t>(data + 60 + 12);
+    }
+    iAudioFileP->mInstrumentAttr.StoreFromSourceIfClean(attr);
+    return true;
+}
+
+void WAVESamplerChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    const FF_AudioInstrumentAttr attr = iAudioFileP->mInstrumentAttr.GetOr({});
+    const int32_t numLoops = (attr.mLoop1Type != 0) + (attr.mLoop2Type != 0);
+    std::vector<unsigned char> data(size_t(36 + 24 * numLoops), 0);
+    int32_t rootField = attr.mRootNote;
+    int32_t fineTune = attr.mFineTune;
+    if (fineTune < 0)
+    {
+        rootField -= 1;
+        fineTune = 100 - fineTune;
+    }
+    PutLE<uint32_t>(data.data(), cManufacturer);
+    PutLE<uint32_t>(data.data() + 4, cProduct);
+    PutLE<uint32_t>(data.data() + 12, uint32_t(rootField));
+    PutLE<uint32_t>(data.data() + 16, uint32_t((uint64_t(uint32_t(fineTune)) << 32) / 100));
+    PutLE<uint32_t>(data.data() + 28, uint32_t(numLoops));
+    PutLE<uint32_t>(data.data() + 32, (uint32_t(fineTune) << 8) | uint32_t(attr.mRootNote & 0xFF));
+    size_t record = 36;
+    auto putLoop = [&](uint32_t iCue, int32_t iType, int64_t iStart, int64_t iEnd)
+    {
+        PutLE<uint32_t>(data.data() + record, iCue);
+        PutLE<uint32_t>(data.data() + record + 4, uint32_t(iType - 1));
+        PutLE<uint32_t>(data.data() + record + 8, uint32_t(iStart));
+        PutLE<uint32_t>(data.data() + record + 12, uint32_t(iEnd));
+        record += 24;
+    };
+    if (attr.mLoop1Type != 0)
+        putLoop(1, attr.mLoop1Type, attr.mLoop1Start, attr.mLoop1End);
+    if (attr.mLoop2Type != 0)
+        putLoop(2, attr.mLoop2Type, attr.mLoop2Start, attr.mLoop2End);
+    WriteExact(iFileP, data.data(), int64_t(data.size()));
+    mStoredSize = int64_t(data.size());
+    iAudioFileP->mInstrumentAttr.ClearDirty();
+}
+
+int64_t WAVESamplerChunk::GetCachedSize(FF_AudioFile* iAudioFileP)
+{
+    const FF_AudioInstrumentAttr attr = iAudioFileP->mInstrumentAttr.GetOr({});
+    return 44 + 24 * ((attr.mLoop1Type != 0) + (attr.mLoop2Type != 0));
+}
+
+bool WAVESamplerChunk::NeedsSyncImpl(FF_AudioFile* iAudioFileP)
+{
+    return iAudioFileP->mInstrumentAttr.IsDirty();
+}
+
+// ---- "elm1" ------------------------------------------------------------------------------
+
+WAVEElmoChunk::WAVEElmoChunk() : WAVEChunk(cElm1, 0)
+{
+    mIsCached = true;
+}
+
+int64_t WAVEElmoChunk::GetAlignment(FF_AudioFile* iAudioFileP)
+{
+    if (iAudioFileP->mAlignForVolume)
+    {
+        const int32_t sector = iAudioFileP->GetFileLoc().GetVolume().GetBytesPerSector();
+        if (sector > 0)
+            return sector;
+    }
+    return iAudioFileP->mAlignFor4K ? 4096 : 512;
+}
+
+int64_t WAVEElmoChunk::GetCachedSize(FF_AudioFile* iAudioFileP)
+{
+    const int64_t a = GetAlignment(iAudioFileP);
+    return a - ((mPosition + 16) % a) + 8;
+}
+
+// ---- "umid" ------------------------------------------------------------------------------
+
+UAFUmidChunk::UAFUmidChunk(int64_t iStoredSize) : WAVEChunk(cUmid, iStoredSize) {}
+
+bool UAFUmidChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    unsigned char data[24];
+    ReadExact(iFileP, data, 24);
+    if (!iAudioFileP->mUmid.IsDirty())
+        iAudioFileP->mUmid.StoreFromSource(GetUmid(data));
+    return true;
+}
+
+void UAFUmidChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    unsigned char data[24] = {};
+    PutUmid(data, iAudioFileP->mUmid.GetOr(Sys_Umid::NoID()));
+    WriteExact(iFileP, data, 24);
+    mStoredSize = 24;
+    iAudioFileP->mUmid.ClearDirty();
+}
+
+bool UAFUmidChunk::NeedsSyncImpl(FF_AudioFile* iAudioFileP)
+{
+    return iAudioFileP->mUmid.IsDirty();
+}
+
+// ---- "regn" ------------------------------------------------------------------------------
+
+UAFRegnChunk::UAFRegnChunk(int64_t iStoredSize) : WAVEChunk(cRegn, iStoredSize) {}
+
+bool UAFRegnChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    CMN_ASSERT_TEXT(!iAudioFileP->mRegions.IsCached(), "!iAudioFile->mRegions.IsCached()");
+    unsigned char countBytes[4];
+    ReadExact(iFileP, countBytes, 4);
+    // No more records than the chunk holds, whatever the count says.
+    const int64_t count = std::min<int64_t>(GetLE<uint32_t>(countBytes),
+                                            std::max<int64_t>(mStoredSize - 4, 0) / cRecordSize);
+    const int64_t numSamples = iAudioFileP->mNumSamples.GetOr(0);
+    FF_AudioFile::RegionList regions;
+    for (int64_t i = 0; i < count; ++i)
+    {
+        unsigned char record[cRecordSize];
+        if (iFileP->Read(record, cRecordSize) != cRecordSize)
+            break;
+        FF_AudioFile::Region region;
+        region.mUmid = GetUmid(record);
+        region.mStartSample = GetLE<int64_t>(record + 16);
+        region.mStopSample = GetLE<int64_t>(record + 24);
+        region.mLength = GetLE<int64_t>(record + 32);
+        region.mUserTimeStamp = GetLE<int64_t>(record + 40);
+        region.mOriginalTimeStamp = GetLE<int64_t>(record + 48);
+        const int32_t nameLength = std::clamp<int32_t>(int8_t(record[56]), 0, cMaxNameLength);
+        region.mName.assign(reinterpret_cast<const char*>(record + 57), size_t(nameLength));
+        if (i == 0)
+        {
+            region.mIsWholeFile = true;
+            region.mStopSample = numSamples;
+        }
+        regions.push_back(region);
+    }
+    iAudioFileP->mRegions.StoreFromSource(regions);
+    return true;
+}
+
+void UAFRegnChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    CMN_ASSERT_TEXT(iAudioFileP->mRegions.IsCached(), "iAudioFile->mRegions.IsCached()");
+    const FF_AudioFile::RegionList& regions = *iAudioFileP->mRegions.Peek();
+    std::vector<unsigned char> data(4 + cRecordSize * regions.size(), 0);
+    PutLE<uint32_t>(data.data(), uint32_t(regions.size()));
+    int64_t userTimeStamp = 0;
+    const bool haveUserTimeStamp = iAudioFileP->mUserTimeStamp.Get(&userTimeStamp);
+    unsigned char* record = data.data() + 4;
+    for (const FF_AudioFile::Region& region : regions)
+    {
+        PutUmid(record, region.mUmid);
+        PutLE<int64_t>(record + 16, region.mStartSample);
+        PutLE<int64_t>(record + 24, region.mStopSample);
+        PutLE<int64_t>(record + 32, region.mLength);
+        PutLE<int64_t>(record + 40, region.mIsWholeFile && haveUserTimeStamp
+                                        ? userTimeStamp
+                                        : region.mUserTimeStamp);
+        PutLE<int64_t>(record + 48, region.mOriginalTimeStamp);
+        const std::string name = ShortenStringLength(region.mName, cMaxNameLength);
+        record[56] = uint8_t(name.size());
+        std::memcpy(record + 57, name.data(), name.size());
+        record += cRecordSize;
+    }
+    WriteExact(iFileP, data.data(), int64_t(data.size()));
+    mStoredSize = int64_t(data.size());
+    iAudioFileP->mRegions.ClearDirty();
+    iAudioFileP->mUserTimeStamp.ClearDirty();
+}
+
+int64_t UAFRegnChunk::GetCachedSize(FF_AudioFile* iAudioFileP)
+{
+    const FF_AudioFile::RegionList* regions = iAudioFileP->mRegions.Peek();
+    return 12 + cRecordSize * int64_t(regions ? regions->size() : 0);
+}
+
+bool UAFRegnChunk::NeedsSyncImpl(FF_AudioFile* iAudioFileP)
+{
+    return iAudioFileP->mRegions.IsDirty() || iAudioFileP->mUserTimeStamp.IsDirty();
+}
+
+// ---- "minf" ------------------------------------------------------------------------------
+
+UAFMinfChunk::UAFMinfChunk(int64_t iStoredSize) : WAVEChunk(cMinf, iStoredSize) {}
+
+bool UAFMinfChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    unsigned char data[16];
+    ReadExact(iFileP, data, 16);
+    iAudioFileP->mModificationTime.StoreFromSourceIfClean(GetLE<uint64_t>(data));
+    iAudioFileP->mModificationCount.StoreFromSourceIfClean(GetLE<int64_t>(data + 8));
+    return true;
+}
+
+void UAFMinfChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    iAudioFileP->mModificationTime.StoreFromSource(NowUTC());
+    const int64_t count = iAudioFileP->mModificationCount.GetOr(0);
+    unsigned char data[16];
+    PutLE<uint64_t>(data, *iAudioFileP->mModificationTime.Peek());
+    PutLE<int64_t>(data + 8, count);
+    WriteExact(iFileP, data, 16);
+    mStoredSize = 16;
+    iAudioFileP->mModificationTime.ClearDirty();
+    iAudioFileP->mModificationCount.ClearDirty();
+}
+
+bool UAFMinfChunk::NeedsSyncImpl(FF_AudioFile* iAudioFileP)
+{
+    return iAudioFileP->mModificationCount.IsDirty();
+}
+
+// ---- "ovwf" ------------------------------------------------------------------------------
+
+UAFOvwfChunk::UAFOvwfChunk(int64_t iStoredSize) : WAVEChunk(cOvwf, iStoredSize) {}
+
+bool UAFOvwfChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    unsigned char countBytes[4];
+    ReadExact(iFileP, countBytes, 4);
+    // Each entry takes at least its header: no more entries than the chunk can hold.
+    const int64_t count = std::min<int64_t>(
+        GetLE<uint32_t>(countBytes), std::max<int64_t>(mStoredSize - 4, 0) / cEntryHeaderSize);
+    const int64_t size = OverviewSize(iAudioFileP->mNumSamples.GetOr(0));
+    const int64_t chunkEnd = mPosition + 8 + mStoredSize;
+    for (int64_t i = 0; i < count; ++i)
+    {
+        unsigned char header[cEntryHeaderSize];
+        if (iFileP->Read(header, cEntryHeaderSize) != cEntryHeaderSize)
+            break;
+        const bool fits = GetLE<uint32_t>(header) == uint64_t(size) + cEntryHeaderSize &&
+                          GetLE<uint32_t>(header + 4) == 1 && GetLE<uint32_t>(header + 8) == 256 &&
+                          GetLE<uint32_t>(header + 12) == 8 && GetLE<uint32_t>(header + 16) == 1 &&
+                          GetLE<uint32_t>(header + 20) == uint64_t(size / 2);
+        if (!fits)
+            continue; // the next header is looked for straight behind this one
+        if (iFileP->GetPosition() + size > chunkEnd)
+            break;
+        FF_AudioOverviewData overview(static_cast<size_t>(size));
+        if (iFileP->Read(overview.data(), size) == size)
+            iAudioFileP->mOverview.StoreFromSourceIfClean(overview);
+        break;
+    }
+    return true;
+}
+
+void UAFOvwfChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    const FF_AudioOverviewData* overview = iAudioFileP->mOverview.Peek();
+    const bool have = overview && !overview->empty();
+    const int64_t size = have ? int64_t(overview->size()) : 0;
+    std::vector<unsigned char> data(size_t(have ? 4 + cEntryHeaderSize + size : 4), 0);
+    PutLE<uint32_t>(data.data(), have ? 1 : 0);
+    if (have)
+    {
+        unsigned char* header = data.data() + 4;
+        PutLE<uint32_t>(header, uint32_t(size + cEntryHeaderSize));
+        PutLE<uint32_t>(header + 4, 1);
+        PutLE<uint32_t>(header + 8, 256);
+        PutLE<uint32_t>(header + 12, 8);
+        PutLE<uint32_t>(header + 16, 1);
+        PutLE<uint32_t>(header + 20, uint32_t(size / 2));
+        std::memcpy(header + cEntryHeaderSize, overview->data(), size_t(size));
+    }
+    WriteExact(iFileP, data.data(), int64_t(data.size()));
+    mStoredSize = int64_t(data.size());
+    iAudioFileP->mOverview.ClearDirty();
+}
+
+int64_t UAFOvwfChunk::GetCachedSize(FF_AudioFile* iAudioFileP)
+{
+    const FF_AudioOverviewData* overview = iAudioFileP->mOverview.Peek();
+    return overview && !overview->empty() ? 36 + int64_t(overview->size()) : 12;
+}
+
+bool UAFOvwfChunk::NeedsSyncImpl(FF_AudioFile* iAudioFileP)
+{
+    return iAudioFileP->mOverview.IsDirty();
+}
+
+// ---- "rkti" ------------------------------------------------------------------------------
+
+UAFDRktAssetInfoChunk::UAFDRktAssetInfoChunk(int64_t iStoredSize) : WAVEChunk(cRkti, iStoredSize) {}
+
+bool UAFDRktAssetInfoChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    unsigned char data[10];
+    ReadExact(iFileP, data, 10);
+    iAudioFileP->mDRktAssetInfo.StoreFromSourceIfClean({GetLE<uint32_t>(data + 6)});
+    return true;
+}
+
+void UAFDRktAssetInfoChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    CMN_ASSERT_TEXT(iAudioFileP->mDRktAssetInfo.IsCached(),
+                    "iAudioFile->mDRktAssetInfo.IsCached()");
+    unsigned char data[10];
+    PutLE<uint16_t>(data, 1);
+    PutLE<uint32_t>(data + 2, 10);
+    PutLE<uint32_t>(data + 6, iAudioFileP->mDRktAssetInfo.Peek()->mValue);
+    WriteExact(iFileP, data, 10);
+    mStoredSize = 10;
+    iAudioFileP->mDRktAssetInfo.ClearDirty();
+}
+
+bool UAFDRktAssetInfoChunk::NeedsSyncImpl(FF_AudioFile* iAudioFileP)
+{
+    return iAudioFileP->mDRktAssetInfo.IsDirty();
+}
+
+// ---- "ANNO" ------------------------------------------------------------------------------
+
+UAFAnnoChunk::UAFAnnoChunk(int64_t iStoredSize) : WAVEChunk(cAnno, iStoredSize) {}
+
+bool UAFAnnoChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    // The size was cut to what the file holds when the chunk was found; a text longer than
+    // any description is taken for a damaged chunk.
+    constexpr int64_t cMaxText = 1 << 20;
+    if (mStoredSize > cMaxText)
+        return false;
+    std::string text(static_cast<size_t>(mStoredSize), '\0');
+    if (iFileP->Read(text.data(), mStoredSize) != mStoredSize)
+        return false;
+    text.resize(std::strlen(text.c_str()));
+    iAudioFileP->mDescription.StoreFromSourceIfClean(text);
+    return true;
+}
+
+void UAFAnnoChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
+{
+    const std::string* text = iAudioFileP->mDescription.Peek();
+    const int64_t size = text ? int64_t(text->size()) : 0;
+    if (size > 0)
+        WriteExact(iFileP, text->data(), size);
+    mStoredSize = size;
+    iAudioFileP->mDescription.ClearDirty();
+}
+
+int64_t UAFAnnoChunk::GetCachedSize(FF_AudioFile* iAudioFileP)
+{
+    const std::string* text = iAudioFileP->mDescription.Peek();
+    return 8 + (text ? int64_t(text->size()) : 0);
+}
+
+bool UAFAnnoChunk::NeedsSyncImpl(FF_AudioFile* iAudioFileP)
+{
+    return iAudioFileP->mDescription.IsDirty();
+}
+
+// ---- unknown chunks ----------------------------------------------------------------------
+
+bool UAFUnknownChunk::ReadImpl(FF_AudioFile*, Sys_File*)
+{
+    CMN_ASSERT(false);
+    return false;
+}
+
+void UAFUnknownChunk::WriteImpl(FF_AudioFile*, Sys_File*)
+{
+    CMN_ASSERT(false);
+}

@@ -1,0 +1,62 @@
+// RIFF WAVE files through the chunk engine.
+//
+// A file is "RIFF", a 32-bit form size, "WAVE", then chunks aligned to 2 bytes. Known
+// chunks: "fmt ", "bext", "data", "umid", "regn", "smpl", "minf", "ovwf", "rkti", "ANNO";
+// everything else is kept as it stands while the data does not grow, and dropped when it
+// would stand in the way of growing data. Properties are read from the chunks on first need;
+// Flush lays the chunks out again and writes only what changed, so a metadata edit never
+// rewrites the samples (they move on disk only when a chunk before them changes size).
+//
+// A new file (CreateNew) is laid out as "bext", "fmt ", "minf", "elm1", "data", "regn",
+// "ovwf"; "elm1" pads so that the first sample falls on a multiple of 512 bytes (4096 with
+// FF_AudioFile::mAlignFor4K, the volume's sector with mAlignForVolume).
+#pragma once
+
+#include <cstdint>
+
+#include "FF/Audio/FF_BasicAudioPlugIn.h"
+#include "FF/FF_ChunkyFile.h"
+
+class FF_WAVEPlugIn : public FF_BasicAudioPlugIn, public FF_ChunkyFile<uint32_t>
+{
+public:
+    // The plug-in for an existing file, or null when the file is no WAVE file. iOffset and
+    // iLength: the byte range inside a larger file, both -1 for a plain file.
+    static FF_AudioFilePlugIn* Create(FF_AudioFile* iAudioFileP, int64_t iOffset, int64_t iLength);
+    // The plug-in of a new file: creates the file with its chunks laid out.
+    static FF_AudioFilePlugIn* CreateNew(FF_AudioFile* iAudioFileP);
+
+    FF_WAVEPlugIn(FF_AudioFile* iAudioFileP, Sys_File* iFileP);
+
+    // ---- the plug-in ---------------------------------------------------------------------
+    EAudioFileType GetAudioFileType() override { return eAudioFileType_WAVE; }
+    void Flush() override;
+    bool Read(FF_AudioProperty::EID iID) const override;
+    void Write(FF_AudioProperty::EID iID) override;
+    bool CanWrite(FF_AudioProperty::EID iID) const override;
+    bool IsDataOffsetBinary() override;
+    bool IsOMFI() override;
+    bool CanDestructiveRecord() const override { return true; }
+    int32_t GetMacOSType() override;
+    void CreateNewFileImpl() override;
+    bool IsValidFile() override;
+    int64_t GetOffsetToPCMData(FF_AudioFile* iAudioFileP) override;
+    void HandleWriteExtend() override;
+
+    // ---- the chunk engine ----------------------------------------------------------------
+    int32_t GetFileHeaderSize() const override { return 12; }
+    void WriteFileHeader(int64_t iChunksSize) override;
+    bool ReadFileHeader(int64_t* oFormSizeP) override;
+    Sys_File* GetFile() override { return mFile.get(); }
+    void* GetUserData() override { return mAudioFile; }
+    FF_Chunk* ReadNextChunk(int64_t iPosition, int64_t* oDataSizeP) override;
+    int32_t GetAlignment() const override { return 2; }
+
+    // Appends an empty chunk of that id (see WAVEChunk::CreateChunk).
+    FF_Chunk* CreateChunk(uint32_t iID);
+
+private:
+    // ReadChunk for a const caller (reading fills caches).
+    bool ReadChunkConst(uint32_t iID) const;
+    void EnsureChunk(uint32_t iID);
+};

@@ -1,0 +1,128 @@
+// The chunk engine: a file made of a header and a list of chunks.
+//
+// Design:
+//  1. mChunks holds the chunks in file order; each chunk's position is where its header
+//     starts. The engine knows no format: a subclass gives the file, the header, the
+//     alignment, the user data and the factory of chunks (ReadNextChunk).
+//  2. ParseChunks builds the list once. It reads at most cMaxChunks chunks, always steps
+//     over a pad byte after an odd size, never seeks past the end of the file, and stops at
+//     the raw size of the form. A size that lies therefore ends the parse; it is never used
+//     to allocate.
+//  3. PositionChunks lays the list out from the end of the file header, each chunk at a
+//     multiple of the alignment. A chunk that has to move, or that needs writing, is read
+//     into memory first if it can be cached (a moved one is then marked to be written);
+//     otherwise its bytes are moved on disk. Moves down run front to back, moves up back to
+//     front, so overlapping moves are safe.
+//  4. FlushChunks = PositionChunks with moves, then the file header and every chunk that
+//     needs sync are written, then the file ends where the last chunk ends.
+//  5. CacheOrDeleteChunksInRange clears the way for growing data: what can be cached goes
+//     into memory (and is written behind the data at the next flush), the rest is dropped.
+//
+// Contract: the file must be open; read operations need only read access, FlushChunks needs
+// write access. Errors of the file go up as exceptions; a chunk whose read fails stays
+// uncached. One thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <memory>
+
+#include "FF/FF_Chunk.h"
+
+class Sys_File;
+
+class FF_ChunkyFileBase
+{
+public:
+    using ChunkList = std::list<std::unique_ptr<FF_Chunk>>;
+
+    enum EMoveData
+    {
+        eMoveData_LayoutOnly = 0,
+        eMoveData_Move = 1
+    };
+
+    // The parse stops after this many chunks, whatever follows.
+    static constexpr int32_t cMaxChunks = 101;
+
+    FF_ChunkyFileBase() = default;
+    FF_ChunkyFileBase(const FF_ChunkyFileBase&) = delete;
+    FF_ChunkyFileBase& operator=(const FF_ChunkyFileBase&) = delete;
+    virtual ~FF_ChunkyFileBase() = default;
+
+    virtual int32_t GetFileHeaderSize() const = 0;
+    virtual void WriteFileHeader(int64_t iChunksSize) = 0;
+    virtual bool ReadFileHeader(int64_t* oFormSizeP) = 0;
+    virtual Sys_File* GetFile() = 0;
+    virtual void* GetUserData() = 0;
+    // Reads a chunk header at the file's position (iPosition) and leaves the file behind
+    // it; null ends the parse. *oDataSizeP gets the size of the data.
+    virtual FF_Chunk* ReadNextChunk(int64_t iPosition, int64_t* oDataSizeP) = 0;
+    virtual int32_t GetAlignment() const = 0;
+
+    void ParseChunks();
+    // Returns where the last chunk ends.
+    int64_t PositionChunks(EMoveData iMoveData);
+    void FlushChunks();
+    // [iFirst, iLast): chunks that cannot be cached, or fail to read, are deleted; the others
+    // are read into memory.
+    void CacheOrDeleteChunksInRange(ChunkList::iterator iFirst, ChunkList::iterator iLast);
+
+    ChunkList& GetChunks() { return mChunks; }
+    const ChunkList& GetChunks() const { return mChunks; }
+    // Appends a chunk (owned from here on).
+    void AppendChunk(FF_Chunk* iChunkP) { mChunks.emplace_back(iChunkP); }
+
+    static int64_t RoundUp(int64_t iSize, int64_t iAlignment)
+    {
+        return iAlignment > 1 ? (iSize + iAlignment - 1) / iAlignment * iAlignment : iSize;
+    }
+
+protected:
+    ChunkList mChunks;
+};
+
+// A chunk file whose chunks are FF_TypedChunk<K>.
+template <class K> class FF_ChunkyFile : public FF_ChunkyFileBase
+{
+public:
+    // The first chunk with that id, or null.
+    FF_Chunk* FindChunk(K iID)
+    {
+        for (auto& chunk : mChunks)
+        {
+            auto* typed = dynamic_cast<FF_TypedChunk<K>*>(chunk.get());
+            if (typed && typed->GetID() == iID)
+                return chunk.get();
+        }
+        return nullptr;
+    }
+
+    ChunkList::iterator FindChunkIterator(K iID)
+    {
+        for (auto it = mChunks.begin(); it != mChunks.end(); ++it)
+        {
+            auto* typed = dynamic_cast<FF_TypedChunk<K>*>(it->get());
+            if (typed && typed->GetID() == iID)
+                return it;
+        }
+        return mChunks.end();
+    }
+
+    // True only when the chunk exists, was not cached, and reads now. Every failure of the
+    // read is swallowed and gives false.
+    bool ReadChunk(K iID)
+    {
+        FF_Chunk* chunk = FindChunk(iID);
+        if (!chunk || chunk->IsCached())
+            return false;
+        try
+        {
+            return chunk->Read(GetUserData(), GetFile());
+        }
+        catch (...)
+        {
+            return false;
+        }
+    }
+};

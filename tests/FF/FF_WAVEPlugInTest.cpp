@@ -1,0 +1,525 @@
+#include <algorithm>
+#include <cerrno>
+#include <gtest/gtest.h>
+
+#include "FF/Audio/FF_AudioFile.h"
+#include "FF/Audio/PlugIns/FF_WAVEChunks.h"
+#include "FF/Audio/PlugIns/FF_WAVEPlugIn.h"
+#include "FF_TestSupport.h"
+#include "Sys_FilePosix.h"
+
+namespace
+{
+FF_AudioFileRef OpenFile(const std::string& iPath, Cmn_Store::EOpenFlag iFlag)
+{
+    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(iPath)));
+    file->Open(iFlag);
+    return file;
+}
+
+bool Has(const std::vector<std::string>& iIDs, const std::string& iID)
+{
+    return std::find(iIDs.begin(), iIDs.end(), iID) != iIDs.end();
+}
+
+Bytes Mono16(size_t iFrames, uint32_t iSeed = 7)
+{
+    return Pattern(iFrames * 2, iSeed);
+}
+
+TEST(FF_WAVEPlugIn, NewFileHasItsChunksInOrderAndAlignedSamples)
+{
+    for (const bool align4K : {false, true})
+    {
+        Test_TempDir dir;
+        const std::string path = dir.Path() + "/n.wav";
+        FF_AudioFileRef file(
+            new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(path), 1, 16, 48000, 0, 0));
+        file->mAlignFor4K = align4K;
+        file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+        Bytes samples = Mono16(300);
+        file->Write(samples.data(), 300);
+        file->Flush();
+        const int64_t offset = file->mOffsetToData.GetOr(0);
+        file->Close();
+        EXPECT_EQ(offset % (align4K ? 4096 : 512), 0) << offset;
+        const Bytes image = ReadBytes(path);
+        EXPECT_EQ(ChunkIDs(image), (std::vector<std::string>{"bext", "fmt ", "minf", "elm1", "data",
+                                                             "regn", "ovwf"}));
+        EXPECT_EQ(FindData(image).first, size_t(offset));
+        EXPECT_EQ(image.size() % 2, 0u);
+        FF_AudioFileRef back = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
+        EXPECT_EQ(back->mFormatName.GetOr(""), "BWF (.WAV)");
+        EXPECT_EQ(back->mBroadcastWaveData.GetOr({}).mOriginator, "Mira Deck");
+        back->Close();
+    }
+}
+
+TEST(FF_WAVEPlugIn, EveryChunkReadsBackWhatWasWritten)
+{
+    Test_TempDir dir;
+    const std::string path = dir.Path() + "/all.wav";
+    const Sys_Umid umid(0, 42, 7, 99);
+    FF_AudioFileRef file(
+        new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(path), 1, 24, 96000, 5000, 0));
+    file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+    Bytes samples = Pattern(1000 * 3);
+    file->Write(samples.data(), 1000);
+    file->mUmid.Set(umid);
+    file->mDescription.Set("a take of the chorus");
+    file->mBroadcastWaveData.Set({"studio B"});
+    FF_AudioInstrumentAttr attr;
+    attr.mRootNote = 62;
+    attr.mFineTune = -20;
+    attr.mLoop1Type = 2;
+    attr.mLoop1Start = 100;
+    attr.mLoop1End = 900;
+    attr.mLoop2Type = 3;
+    attr.mLoop2Start = 10;
+    attr.mLoop2End = 20;
+    file->mInstrumentAttr.Set(attr);
+    file->mDRktAssetInfo.Set({0xCAFE1234u});
+    EXPECT_TRUE(file->mOverview.CanWrite());
+    FF_AudioOverviewData overview(size_t(UAFOvwfChunk::OverviewSize(1000)));
+    for (size_t i = 0; i < overview.size(); ++i)
+        overview[i] = int8_t(i * 13);
+    file->mOverview.Set(overview);
+    file->mModificationCount.Set(41);
+    file->AddRegion(FF_AudioFile::Region("a name longer than thirty-one characters", 10, 20, 10, 1,
+                                         2, Sys_Umid(1, 1, 1, 1), false));
+    file->Flush();
+    file->Close();
+
+    const std::vector<std::string> ids = ChunkIDs(ReadBytes(path));
+    for (const char* id : {"fmt ", "bext", "data", "umid", "regn", "smpl", "minf", "ovwf", "rkti"})
+        EXPECT_TRUE(Has(ids, id)) << id;
+
+    FF_AudioFileRef back = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
+    EXPECT_EQ(back->mUmid.GetOr(Sys_Umid()), umid);
+    EXPECT_EQ(back->mDescription.GetOr(""), "a take of the chorus");
+    EXPECT_EQ(back->mBroadcastWaveData.GetOr({}).mOriginator, "studio B");
+    EXPECT_EQ(back->mOriginalTimeStamp.GetOr(0), 5000);
+    EXPECT_EQ(back->mSampleRate.GetOr(0), 96000);
+    const FF_AudioInstrumentAttr attrBack = back->mInstrumentAttr.GetOr({});
+    EXPECT_EQ(attrBack.mRootNote, 62);
+    EXPECT_EQ(attrBack.mFineTune, 120) << "a negative fine tune comes back as 100 minus it";
+    EXPECT_EQ(attrBack.mLoop1Type, 2);
+    EXPECT_EQ(attrBack.mLoop1Start, 100);
+    EXPECT_EQ(attrBack.mLoop1End, 900);
+    EXPECT_EQ(attrBack.mLoop2Type, 3);
+    EXPECT_EQ(attrBack.mLoop2End, 20);
+    EXPECT_EQ(back->mDRktAssetInfo.GetOr({}).mValue, 0xCAFE1234u);
+    EXPECT_EQ(back->mOverview.GetOr({}), overview);
+    EXPECT_EQ(back->mModificationCount.GetOr(0), 42) << "the flush counted";
+    EXPECT_GT(back->mModificationTime.GetOr(0), 0u);
+    FF_AudioFile::RegionList regions;
+    back->GetRegions(&regions);
+    ASSERT_EQ(regions.size(), 2u);
+    EXPECT_EQ(regions.front().mUmid, umid) << "whole-file region made at the flush";
+    EXPECT_EQ(regions.front().mStopSample, 1000);
+    EXPECT_EQ(regions.back().mName, "a name longer than thirty-one c");
+    EXPECT_EQ(regions.back().mUmid, Sys_Umid(1, 1, 1, 1));
+    EXPECT_EQ(regions.back().mUserTimeStamp, 2);
+    back->Close();
+}
+
+TEST(FF_WAVEPlugIn, DescriptionGoesToAnnoWithoutBext)
+{
+    Test_TempDir dir;
+    const std::string path = dir.Path() + "/anno.wav";
+    WriteBytes(path, Riff({Chunk("fmt ", FmtData(1, 2, 44100, 16)), Chunk("data", Pattern(400))}));
+    FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForWrite);
+    EXPECT_EQ(file->mFormatName.GetOr(""), "WAV");
+    file->mDescription.Set("odd");
+    file->Flush();
+    file->Close();
+    EXPECT_EQ(ChunkIDs(ReadBytes(path)), (std::vector<std::string>{"fmt ", "data", "ANNO"}));
+    FF_AudioFileRef back = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
+    EXPECT_EQ(back->mDescription.GetOr(""), "odd");
+    back->Close();
+}
+
+// ---- metadata flushes and the samples ------------------------------------------------------
+
+TEST(FF_WAVEPlugIn, MetadataFlushKeepsEverySampleByte)
+{
+    Test_TempDir dir;
+    const std::string path = dir.Path() + "/m.wav";
+    MakeWave(path, 2, 16, Pattern(4000 * 4));
+    const Bytes before = ReadBytes(path);
+    const auto [start, size] = FindData(before);
+
+    FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForWrite);
+    file->mDescription.Set("new words");
+    file->mUmid.Set(Sys_Umid(0, 42, 3, 3));
+    file->AddRegion(FF_AudioFile::Region("r", 5, 50, 45, 0, 0, Sys_Umid(9, 9, 9, 9), false));
+    file->Flush();
+    file->Close();
+
+    const Bytes after = ReadBytes(path);
+    EXPECT_EQ(FindData(after), std::make_pair(start, size));
+    EXPECT_EQ(Hash(after, start, size), Hash(before, start, size));
+}
+
+TEST(FF_WAVEPlugIn, UnknownChunkBehindDataSurvivesMetadataButNotGrowth)
+{
+    Test_TempDir dir;
+    const std::string path = dir.Path() + "/u.wav";
+    const Bytes samples = Mono16(100);
+    WriteBytes(path, Riff({Chunk("fmt ", FmtData(1, 1, 44100, 16)), Chunk("data", samples),
+                           Chunk("LIST", Bytes{'I', 'N', 'F', 'O', 1, 2, 3})}));
+    {
+        FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForWrite);
+        file->mUmid.Set(Sys_Umid(1, 2, 3, 4));
+        file->Flush();
+        file->Close();
+    }
+    Bytes image = ReadBytes(path);
+    EXPECT_EQ(ChunkIDs(image), (std::vector<std::string>{"fmt ", "data", "LIST", "umid"}));
+    EXPECT_EQ(Hash(image, FindData(image).first, 200), Hash(samples, 0, 200));
+
+    const Bytes more = Mono16(50, 3);
+    {
+        FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForWrite);
+        file->SetPosition(100);
+        Bytes copy = more;
+        file->Write(copy.data(), 50);
+        file->Flush();
+        file->Close();
+    }
+    image = ReadBytes(path);
+    EXPECT_EQ(ChunkIDs(image), (std::vector<std::string>{"fmt ", "data", "umid"}));
+    FF_AudioFileRef back = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
+    EXPECT_EQ(back->mUmid.GetOr(Sys_Umid()), Sys_Umid(1, 2, 3, 4));
+    Bytes all(300);
+    ASSERT_EQ(back->Read(all.data(), 200), 150);
+    EXPECT_TRUE(std::equal(samples.begin(), samples.end(), all.begin()));
+    EXPECT_TRUE(std::equal(more.begin(), more.end(), all.begin() + 200));
+    back->Close();
+}
+
+// Chunks in front of the data change size: the samples move on disk by less than their own
+// length, down (a bext with coding history is cut to 602 bytes) and up (a longer ANNO).
+TEST(FF_WAVEPlugIn, SamplesMoveSafelyWhenAChunkInFrontChangesSize)
+{
+    const Bytes samples = Mono16(5000);
+    struct Case
+    {
+        const char* mName;
+        Bytes mFront;
+        std::string mDescription;
+        int64_t mShift;
+    };
+    Bytes bext(700, 0);
+    std::memcpy(bext.data(), "old", 3);
+    const std::vector<Case> cases = {
+        {"down", Chunk("bext", bext), "new", -98},
+        {"up", Chunk("ANNO", Bytes{'a', 'b'}), std::string(302, 'x'), 300}};
+    for (const Case& c : cases)
+    {
+        Test_TempDir dir;
+        const std::string path = dir.Path() + "/s.wav";
+        WriteBytes(path, Riff({Chunk("fmt ", FmtData(1, 1, 44100, 16)), c.mFront,
+                               Chunk("data", samples), Chunk("zzzz", Bytes(10, 1))}));
+        const size_t oldStart = FindData(ReadBytes(path)).first;
+        FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForWrite);
+        file->mDescription.Set(c.mDescription);
+        file->Flush();
+        EXPECT_EQ(file->mOffsetToData.GetOr(0), int64_t(oldStart) + c.mShift) << c.mName;
+        Bytes back(samples.size());
+        file->SetPosition(0);
+        EXPECT_EQ(file->Read(back.data(), 5000), 5000) << c.mName;
+        EXPECT_EQ(back, samples) << c.mName;
+        file->Close();
+        const Bytes image = ReadBytes(path);
+        EXPECT_EQ(FindData(image).first, size_t(int64_t(oldStart) + c.mShift)) << c.mName;
+        EXPECT_TRUE(Has(ChunkIDs(image), "zzzz")) << c.mName;
+        FF_AudioFileRef reread = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
+        EXPECT_EQ(reread->mDescription.GetOr(""), c.mDescription) << c.mName;
+        reread->Close();
+    }
+}
+
+TEST(FF_WAVEPlugIn, OddDataSizeOfAForeignFileSurvivesMetadataFlush)
+{
+    Test_TempDir dir;
+    const std::string path = dir.Path() + "/odd.wav";
+    WriteBytes(path, Riff({Chunk("fmt ", FmtData(1, 1, 8000, 16)), Chunk("data", Pattern(201)),
+                           Chunk("umid", Bytes(24, 0))}));
+    FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForWrite);
+    EXPECT_EQ(file->mNumSamples.GetOr(0), 100);
+    file->mUmid.Set(Sys_Umid(5, 5, 5, 5));
+    file->Flush();
+    file->Close();
+    const Bytes image = ReadBytes(path);
+    EXPECT_EQ(FindData(image).second, 201u);
+    EXPECT_EQ(ChunkIDs(image), (std::vector<std::string>{"fmt ", "data", "umid"}));
+}
+
+TEST(FF_WAVEPlugIn, GrowsWhileWritingAndStaysReadableAfterEachFlush)
+{
+    Test_TempDir dir;
+    const std::string path = dir.Path() + "/g.wav";
+    FF_AudioFileRef file(
+        new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(path), 2, 16, 48000, 0, 0));
+    file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+    file->AddRegion(FF_AudioFile::Region("first", 0, 0, 0, 0, 0, Sys_Umid(3, 3, 3, 3), false));
+    Bytes written;
+    for (int block = 0; block < 8; ++block)
+    {
+        Bytes samples = Pattern(4 * 700, uint32_t(block));
+        written.insert(written.end(), samples.begin(), samples.end());
+        file->Write(samples.data(), 700);
+        file->Flush();
+        FF_AudioFileRef reader = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
+        EXPECT_EQ(reader->mNumSamples.GetOr(0), 700 * (block + 1));
+        Bytes back(written.size());
+        EXPECT_EQ(reader->Read(back.data(), 700 * (block + 1)), 700 * (block + 1));
+        EXPECT_EQ(back, written);
+        reader->Close();
+    }
+    file->Close();
+    EXPECT_EQ(ChunkIDs(ReadBytes(path)).back(), "ovwf");
+}
+
+// A metadata flush whose Nth write fails: the samples are never touched, and the file still
+// opens as WAVE with all its samples.
+TEST(FF_WAVEPlugIn, FailedWriteDuringMetadataFlushLeavesSamplesReadable)
+{
+    Test_TempDir dir;
+    const std::string master = dir.Path() + "/master.wav";
+    const Bytes samples = Pattern(2 * 3000);
+    MakeWave(master, 1, 16, samples);
+    int failures = 0;
+    for (int32_t n = 1; n <= 12; ++n)
+    {
+        const std::string path = dir.Path() + "/f" + std::to_string(n) + ".wav";
+        WriteBytes(path, ReadBytes(master));
+        bool failed = false;
+        {
+            FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForWrite);
+            file->mDescription.Set("changed");
+            file->mUmid.Set(Sys_Umid(0, 42, 1, uint32_t(n)));
+            file->AddRegion(FF_AudioFile::Region("x", 1, 2, 1, 0, 0, Sys_Umid(1, 0, 0, 0), false));
+            Sys_FilePosix::SetFault(Sys_FilePosix::eFault_Write, n, EIO);
+            try
+            {
+                file->Flush();
+            }
+            catch (const Cmn_Exception&)
+            {
+                failed = true;
+            }
+            Sys_FilePosix::SetFault(Sys_FilePosix::eFault_Write, 0, 0);
+            file->Close();
+        }
+        failures += failed;
+        FF_AudioFileRef back = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
+        ASSERT_EQ(back->GetAudioFileType(), eAudioFileType_WAVE) << n;
+        Bytes read(samples.size());
+        EXPECT_EQ(back->Read(read.data(), 3000), 3000) << n;
+        EXPECT_EQ(read, samples) << n;
+        if (!failed)
+        {
+            EXPECT_EQ(back->mDescription.GetOr(""), "changed") << n;
+        }
+        back->Close();
+    }
+    EXPECT_GT(failures, 0);
+}
+
+TEST(FF_WAVEPlugIn, EmbeddedFileReadsItsRangeAndIsReadOnly)
+{
+    Test_TempDir dir;
+    const std::string inner = dir.Path() + "/inner.wav";
+    const Bytes samples = Mono16(256);
+    MakeWave(inner, 1, 16, samples);
+    Bytes outer = Pattern(1001, 9);
+    const Bytes innerBytes = ReadBytes(inner);
+    outer.insert(outer.end(), innerBytes.begin(), innerBytes.end());
+    const Bytes trailer = Pattern(333, 4);
+    outer.insert(outer.end(), trailer.begin(), trailer.end());
+    const std::string path = dir.Path() + "/outer.bin";
+    WriteBytes(path, outer);
+
+    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path), 1001));
+    file->Open(Cmn_Store::eOpenFlag_OpenForRead);
+    ASSERT_EQ(file->GetAudioFileType(), eAudioFileType_WAVE);
+    EXPECT_EQ(file->GetEmbeddedLength(), int64_t(innerBytes.size()));
+    EXPECT_EQ(file->mOffsetToData.GetOr(0), 1001 + int64_t(FindData(innerBytes).first));
+    EXPECT_TRUE(file->IsReadOnly());
+    EXPECT_FALSE(file->CanDestructiveRecord());
+    Bytes back(samples.size() + 10);
+    EXPECT_EQ(file->Read(back.data(), 300), 256);
+    EXPECT_TRUE(std::equal(samples.begin(), samples.end(), back.begin()));
+    file->Close();
+}
+
+// ---- the chunk list ----------------------------------------------------------------------
+
+TEST(FF_ChunkyFile, ParseStopsAfter101Chunks)
+{
+    for (const int fillers : {98, 99})
+    {
+        std::vector<Bytes> chunks = {Chunk("fmt ", FmtData(1, 1, 8000, 16)),
+                                     Chunk("data", Pattern(20))};
+        for (int i = 0; i < fillers; ++i)
+            chunks.push_back(Chunk("junk", Bytes(2, 0)));
+        chunks.push_back(Chunk("umid", Bytes(24, 7)));
+        Test_TempDir dir;
+        const std::string path = dir.Path() + "/c.wav";
+        WriteBytes(path, Riff(chunks));
+        FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
+        auto* plugIn = dynamic_cast<FF_WAVEPlugIn*>(file->GetPlugIn());
+        ASSERT_NE(plugIn, nullptr);
+        EXPECT_EQ(plugIn->GetChunks().size(), std::min<size_t>(chunks.size(), 101)) << fillers;
+        EXPECT_EQ(file->mUmid.IsCached() || file->mUmid.GetOr(Sys_Umid()) != Sys_Umid(),
+                  fillers == 98)
+            << "the 101st chunk is read, the 102nd is not seen";
+        file->Close();
+    }
+}
+
+TEST(FF_ChunkyFile, ReadChunkReadsOnlyOnce)
+{
+    Test_TempDir dir;
+    const std::string path = dir.Path() + "/o.wav";
+    MakeWave(path, 1, 8, Pattern(10));
+    FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
+    auto* plugIn = dynamic_cast<FF_WAVEPlugIn*>(file->GetPlugIn());
+    ASSERT_NE(plugIn, nullptr);
+    EXPECT_TRUE(plugIn->ReadChunk(FF_WAVEChunkID("minf")));
+    EXPECT_FALSE(plugIn->ReadChunk(FF_WAVEChunkID("minf")));
+    EXPECT_FALSE(plugIn->ReadChunk(FF_WAVEChunkID("rkti"))) << "no such chunk";
+    // "bext" was not read yet: the format name says so; once read, it cannot say again.
+    EXPECT_EQ(file->mDescription.GetOr("?"), "");
+    EXPECT_EQ(file->mFormatName.GetOr(""), "WAV");
+    file->Close();
+}
+
+// ---- bad input ---------------------------------------------------------------------------
+
+struct BadInput
+{
+    const char* mName;
+    Bytes mBytes;
+    bool mOpens; // a plug-in accepts it (reading must then stay safe)
+};
+
+std::vector<BadInput> BadInputs()
+{
+    const Bytes fmt = Chunk("fmt ", FmtData(1, 2, 44100, 16));
+    const Bytes data = Chunk("data", Pattern(64));
+    std::vector<BadInput> cases;
+    cases.push_back({"empty file", {}, false});
+    Bytes full = Riff({fmt, data});
+    cases.push_back({"truncated header", Bytes(full.begin(), full.begin() + 10), false});
+    cases.push_back({"truncated data", Bytes(full.begin(), full.end() - 20), false});
+    cases.push_back(
+        {"data size past the end", Riff({fmt, Chunk("data", Pattern(64), 1 << 30)}), false});
+    cases.push_back({"fmt size past the end",
+                     Riff({Chunk("fmt ", FmtData(1, 2, 44100, 16), 0xFFFFFFF0)}), false});
+    cases.push_back({"float format", Riff({Chunk("fmt ", FmtData(3, 2, 44100, 32)), data}), false});
+    cases.push_back(
+        {"extensible format", Riff({Chunk("fmt ", FmtData(0xFFFE, 2, 44100, 16)), data}), false});
+    cases.push_back({"4-bit samples", Riff({Chunk("fmt ", FmtData(1, 2, 44100, 4)), data}), false});
+    cases.push_back({"no channels", Riff({Chunk("fmt ", FmtData(1, 0, 44100, 16)), data}), false});
+    cases.push_back({"short fmt", Riff({Chunk("fmt ", Bytes(8, 1)), data}), false});
+    cases.push_back({"no data", Riff({fmt}), false});
+    // An empty "data" at the very end starts in the last 8 bytes of the form: never seen.
+    cases.push_back({"zero-length data at the end", Riff({fmt, Chunk("data", {})}), false});
+    cases.push_back(
+        {"zero-length data", Riff({fmt, Chunk("data", {}), Chunk("umid", Bytes(24, 0))}), true});
+    cases.push_back({"form size lies", Riff({fmt, data}, 0x7FFFFFFF), true});
+    cases.push_back({"regn count lies",
+                     Riff({fmt, data, Chunk("regn", Bytes{0xFF, 0xFF, 0xFF, 0x7F, 1})}), true});
+    cases.push_back(
+        {"ovwf count lies", Riff({fmt, data, Chunk("ovwf", Bytes{0xFF, 0xFF, 0xFF, 0xFF})}), true});
+    cases.push_back(
+        {"smpl size lies", Riff({fmt, data, Chunk("smpl", Bytes(40, 0), 0xFFFFFF00)}), true});
+    cases.push_back(
+        {"ANNO size lies", Riff({fmt, data, Chunk("ANNO", Bytes{'h', 'i'}, 0xFFFFFFFF)}), true});
+    cases.push_back({"short umid", Riff({fmt, data, Chunk("umid", Bytes(4, 1))}), true});
+    cases.push_back({"unknown chunk past the end",
+                     Riff({fmt, data, Chunk("junk", Bytes(4, 1), 0x7FFFFFFF)}), true});
+    std::vector<Bytes> many = {fmt, data};
+    for (int i = 0; i < 198; ++i)
+        many.push_back(Chunk("bext", {}));
+    cases.push_back({"200 chunks", Riff(many), true});
+    return cases;
+}
+
+TEST(FF_WAVEPlugIn, BadInputGivesNoPlugInOrAFamilyException)
+{
+    for (const BadInput& c : BadInputs())
+    {
+        Test_TempDir dir;
+        const std::string path = dir.Path() + "/bad.wav";
+        WriteBytes(path, c.mBytes);
+        FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
+        EXPECT_EQ(file->GetPlugIn() != nullptr, c.mOpens) << c.mName;
+        if (file->GetPlugIn())
+        {
+            const FF_AudioFile::Properties p = file->GetProperties();
+            EXPECT_GE(p.mNumSamples, 0) << c.mName;
+            FF_AudioFile::RegionList regions;
+            file->GetRegions(&regions);
+            EXPECT_FALSE(regions.empty()) << c.mName;
+            file->mOverview.GetOr({});
+            file->mInstrumentAttr.GetOr({});
+            file->mUmid.GetOr({});
+            Bytes buffer(size_t(64 * p.mNumChannels * p.mBytesPerSample) + 4);
+            EXPECT_LE(file->Read(buffer.data(), 64), 64) << c.mName;
+        }
+        file->Close();
+    }
+}
+
+// The seeds of fuzz/WAVEOpenFuzz.cpp: small files of this writer and the bad inputs above.
+// Set MIRAFILE_WRITE_FUZZ_SEEDS to a folder to have them written there.
+TEST(FF_WAVEPlugIn, FuzzSeedsAreSmallAndOpen)
+{
+    Test_TempDir dir;
+    struct Seed
+    {
+        const char* mName;
+        int16_t mChannels;
+        int16_t mBits;
+        size_t mFrames;
+    };
+    std::vector<std::pair<std::string, Bytes>> seeds;
+    for (const Seed& s : {Seed{"mono8.wav", 1, 8, 40}, Seed{"stereo16.wav", 2, 16, 50},
+                          Seed{"six24.wav", 6, 24, 10}})
+    {
+        const std::string path = dir.Path() + "/" + s.mName;
+        FF_AudioFileRef file(new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(path), s.mChannels,
+                                              s.mBits, 44100, 77, 0));
+        file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+        Bytes samples = Pattern(s.mFrames * size_t(s.mChannels * s.mBits / 8));
+        file->Write(samples.data(), int64_t(s.mFrames));
+        file->mUmid.Set(Sys_Umid(0, 42, 1, 2));
+        file->mDescription.Set("seed");
+        file->AddRegion(FF_AudioFile::Region("r", 1, 5, 4, 0, 0, Sys_Umid(4, 4, 4, 4), false));
+        file->Flush();
+        file->Close();
+        seeds.emplace_back(s.mName, ReadBytes(path));
+        EXPECT_LT(seeds.back().second.size(), 4096u) << s.mName;
+        FF_AudioFileRef back = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
+        EXPECT_EQ(back->GetAudioFileType(), eAudioFileType_WAVE) << s.mName;
+        back->Close();
+    }
+    for (const BadInput& c : BadInputs())
+        if (c.mBytes.size() < 4096)
+        {
+            std::string name = std::string("bad-") + c.mName + ".wav";
+            std::replace(name.begin(), name.end(), ' ', '-');
+            seeds.emplace_back(name, c.mBytes);
+        }
+    if (const char* folder = std::getenv("MIRAFILE_WRITE_FUZZ_SEEDS"))
+    {
+        std::filesystem::create_directories(folder);
+        for (const auto& [name, bytes] : seeds)
+            WriteBytes(std::string(folder) + "/" + name, bytes);
+    }
+}
+} // namespace
