@@ -1,0 +1,242 @@
+// Stages for the chain tests: a producer of counting 16-bit samples that can fail on a given
+// block, a filter that adds a constant, and a consumer that checks what arrives.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "FF/Audio/Processing/FF_AudioProcess.h"
+#include "FF/Audio/Processing/FF_AudioProcessChain.h"
+#include "FF/Audio/Processing/FF_AudioProcessUtils.h"
+
+constexpr int32_t cTest_Ended =
+    Sys_Task::eStatus_Aborted | Sys_Task::eStatus_Failed | Sys_Task::eStatus_Complete;
+
+inline FF_AudioProcessChain::ChainHandle
+Test_MakeChain(std::initializer_list<FF_AudioProcess::ProcessHandle> iStages)
+{
+    FF_AudioProcessChain::ChainHandle chain(new FF_AudioProcessChain);
+    for (const FF_AudioProcess::ProcessHandle& stage : iStages)
+        chain->Append(stage);
+    return chain;
+}
+
+// Queues the batch process and waits (bounded) for its end.
+inline Sys_Task::EStatus Test_RunQueued(const FF_BatchProcess::BatchProcessHandle& iProcess)
+{
+    Sys_Event::EventHandle ended = iProcess->GetNotificationEvent(cTest_Ended);
+    FF_AudioProcessUtils::QueueBatchProcess(iProcess);
+    EXPECT_EQ(ended->Wait(60000), Sys_SyncObject::eWaitResult_Signalled) << "does not end";
+    return iProcess->GetStatus();
+}
+
+// Waits (bounded: ten seconds) until iCondition holds.
+template <class F> void Test_WaitFor(F&& iCondition)
+{
+    for (int i = 0; i < 10000 && !iCondition(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+// Shared counters of blocks out of the pool, for the flow-control checks.
+struct Test_PoolWatch
+{
+    std::atomic<int32_t> mOut{0};
+    std::atomic<int32_t> mMaxOut{0};
+
+    void Took()
+    {
+        const int32_t out = ++mOut;
+        int32_t max = mMaxOut.load();
+        while (out > max && !mMaxOut.compare_exchange_weak(max, out))
+        {
+        }
+    }
+    void Gave() { --mOut; }
+};
+
+// Sample i of channel c of the stream is int16_t(i * (c + 1)).
+inline int16_t Test_Sample(int64_t iIndex, int iChannel)
+{
+    return int16_t(uint16_t(uint64_t(iIndex) * uint64_t(iChannel + 1)));
+}
+
+class Test_CountingProducer : public FF_AudioProcess
+{
+public:
+    Test_CountingProducer(int64_t iTotalSamples, int64_t iSamplesPerBlock, int16_t iChannels = 1,
+                          int64_t iFailOnBlock = -1, Test_PoolWatch* iWatchP = nullptr,
+                          bool iAnnounceTotal = true)
+        : mTotal(iTotalSamples), mAnnounced(iAnnounceTotal ? iTotalSamples : -1),
+          mPerBlock(iSamplesPerBlock), mChannels(iChannels), mFailOnBlock(iFailOnBlock),
+          mWatchP(iWatchP)
+    {
+    }
+
+    EProcessType GetProcessType() const override { return eProcessType_Producer; }
+    void Preflight(FF_AudioProcessBlock* inOutBlock) override
+    {
+        inOutBlock->SetNumChannels(mChannels);
+        inOutBlock->SetSampleRate(48000);
+        inOutBlock->SetBitsPerSample(16);
+        inOutBlock->SetNumSamples(mPerBlock);
+        inOutBlock->SetTotalNumSamples(mAnnounced);
+        inOutBlock->SetByteOrder(eByteOrder_Native);
+    }
+    int64_t GetBlocksDelivered() const { return mBlocks.load(); }
+    int32_t GetSteps() const { return mSteps.load(); }
+
+protected:
+    EResult ExecImpl() override
+    {
+        ++mSteps;
+        if (IsAbortPending())
+            return eResult_Aborted;
+        if (mState == 0)
+        {
+            mState = 1;
+            return BlockForPoolBlock();
+        }
+        mState = 0;
+        std::unique_ptr<FF_AudioProcessBlock> block = TakePoolBlock();
+        if (mWatchP)
+            mWatchP->Took();
+        if (mBlocks == mFailOnBlock)
+        {
+            if (mWatchP)
+                mWatchP->Gave();
+            throw std::runtime_error("read error at block " + std::to_string(mBlocks.load()));
+        }
+        const int64_t samples = std::min(mPerBlock, mTotal - mDone);
+        block->SetNumChannels(mChannels);
+        block->SetSampleRate(48000);
+        block->SetBitsPerSample(16);
+        block->SetTotalNumSamples(mAnnounced);
+        block->SetByteOrder(eByteOrder_Native);
+        block->SetNumSamples(samples);
+        for (int c = 0; c < mChannels; ++c)
+        {
+            auto* outP = reinterpret_cast<int16_t*>(block->GetBuffer(size_t(c)));
+            for (int64_t i = 0; i < samples; ++i)
+                outP[i] = Test_Sample(mDone + i, c);
+        }
+        mDone += samples;
+        ++mBlocks;
+        DeliverBlock(std::move(block), 0);
+        return mDone >= mTotal ? eResult_Done : eResult_Yield;
+    }
+    void Process(FF_AudioProcessBlock*, FF_AudioProcessBlock*) override
+    {
+        throw std::logic_error("a producer has no input");
+    }
+
+private:
+    const int64_t mTotal, mAnnounced, mPerBlock;
+    const int16_t mChannels;
+    const int64_t mFailOnBlock;
+    Test_PoolWatch* const mWatchP;
+    int mState = 0;
+    int64_t mDone = 0;
+    std::atomic<int64_t> mBlocks{0};
+    std::atomic<int32_t> mSteps{0};
+};
+
+// Adds mAdd to every sample; can fail on its Nth block and run a hook before each block.
+class Test_AddFilter : public FF_AudioProcess
+{
+public:
+    explicit Test_AddFilter(int16_t iAdd, int64_t iFailOnBlock = -1,
+                            std::function<void(int64_t)> iHook = {})
+        : mAdd(iAdd), mFailOnBlock(iFailOnBlock), mHook(std::move(iHook))
+    {
+    }
+    int64_t GetBlocks() const { return mBlocks.load(); }
+
+protected:
+    void Process(FF_AudioProcessBlock* in, FF_AudioProcessBlock* out) override
+    {
+        const int64_t index = mBlocks++;
+        if (mHook)
+            mHook(index);
+        if (index == mFailOnBlock)
+            throw std::runtime_error("filter failed at block " + std::to_string(index));
+        for (int c = 0; c < in->GetNumChannels(); ++c)
+        {
+            const auto* inP = reinterpret_cast<const int16_t*>(in->GetBuffer(size_t(c)));
+            auto* outP = reinterpret_cast<int16_t*>(out->GetBuffer(size_t(c)));
+            for (int64_t i = 0; i < in->GetNumSamples(); ++i)
+                outP[i] = int16_t(inP[i] + mAdd);
+        }
+    }
+
+private:
+    const int16_t mAdd;
+    const int64_t mFailOnBlock;
+    std::function<void(int64_t)> mHook;
+    std::atomic<int64_t> mBlocks{0};
+};
+
+// Checks that sample i of channel c is Test_Sample(i, c) + mAdd; records the blocks it saw.
+class Test_CheckingConsumer : public FF_AudioProcess
+{
+public:
+    explicit Test_CheckingConsumer(int16_t iAdd = 0, Test_PoolWatch* iWatchP = nullptr,
+                                   int64_t iFailOnBlock = -1,
+                                   std::function<void(int64_t)> iHook = {})
+        : mAdd(iAdd), mWatchP(iWatchP), mFailOnBlock(iFailOnBlock), mHook(std::move(iHook))
+    {
+    }
+    EProcessType GetProcessType() const override { return eProcessType_Consumer; }
+
+    int64_t GetMismatches() const { return mMismatches.load(); }
+    int64_t GetBlocks() const { return mBlocks.load(); }
+    size_t GetDistinctBlocks() const
+    {
+        std::lock_guard<std::mutex> lock(mMutex);
+        return mSeen.size();
+    }
+
+protected:
+    void Process(FF_AudioProcessBlock* in, FF_AudioProcessBlock*) override
+    {
+        const int64_t index = mBlocks++;
+        if (mHook)
+            mHook(index);
+        if (index == mFailOnBlock)
+            throw std::runtime_error("consumer failed at block " + std::to_string(index));
+        {
+            std::lock_guard<std::mutex> lock(mMutex);
+            mSeen.insert(in);
+        }
+        for (int c = 0; c < in->GetNumChannels(); ++c)
+        {
+            const auto* inP = reinterpret_cast<const int16_t*>(in->GetBuffer(size_t(c)));
+            for (int64_t i = 0; i < in->GetNumSamples(); ++i)
+                if (inP[i] != int16_t(Test_Sample(mPosition + i, c) + mAdd))
+                    ++mMismatches;
+        }
+        mPosition += in->GetNumSamples();
+        if (mWatchP)
+            mWatchP->Gave();
+    }
+
+private:
+    const int16_t mAdd;
+    Test_PoolWatch* const mWatchP;
+    const int64_t mFailOnBlock;
+    std::function<void(int64_t)> mHook;
+    int64_t mPosition = 0;
+    std::atomic<int64_t> mMismatches{0};
+    std::atomic<int64_t> mBlocks{0};
+    mutable std::mutex mMutex;
+    std::set<const FF_AudioProcessBlock*> mSeen;
+};

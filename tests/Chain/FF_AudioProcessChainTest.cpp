@@ -1,0 +1,326 @@
+#include <chrono>
+#include <gtest/gtest.h>
+#include <thread>
+
+#include "ChainTestStages.h"
+#include "FF/Audio/Processing/FF_AudioProcessChain.h"
+#include "FF/Audio/Processing/FF_AudioProcessUtils.h"
+#include "TestSupport.h"
+
+namespace
+{
+using Chain = FF_AudioProcessChain::ChainHandle;
+using Handle = FF_AudioProcess::ProcessHandle;
+constexpr int32_t cEnded = cTest_Ended;
+constexpr int32_t cAtRest = cEnded | Sys_Task::eStatus_Ready;
+
+Chain MakeChain(std::initializer_list<Handle> iStages)
+{
+    return Test_MakeChain(iStages);
+}
+
+Sys_Task::EStatus RunQueued(const Chain& iChain)
+{
+    return Test_RunQueued(iChain);
+}
+
+void ExpectAllAtRest(const Chain& iChain)
+{
+    for (FF_AudioProcess* stageP = iChain->GetProducer().Get(); stageP;
+         stageP = stageP->GetNextProcess().Get())
+        EXPECT_TRUE(stageP->GetStatus() & cAtRest) << stageP->GetName() << " is still at work";
+}
+
+std::string ChainError(const Chain& iChain)
+{
+    const Cmn_Exception* exceptionP = iChain->GetException();
+    return exceptionP ? Cmn_Exception::GetExceptionDescription(*exceptionP) : "";
+}
+
+// A filter that describes longer 24-bit blocks of one more channel than it gets.
+class Test_WideningFilter : public FF_AudioProcess
+{
+protected:
+    void Preflight(FF_AudioProcessBlock* inOutBlock) override
+    {
+        inOutBlock->SetNumSamples(inOutBlock->GetNumSamples() * 2);
+        inOutBlock->SetBitsPerSample(24);
+        inOutBlock->SetNumChannels(int16_t(inOutBlock->GetNumChannels() + 1));
+    }
+    void Process(FF_AudioProcessBlock*, FF_AudioProcessBlock*) override {}
+};
+
+class Test_NarrowingFilter : public FF_AudioProcess
+{
+protected:
+    void Preflight(FF_AudioProcessBlock* inOutBlock) override
+    {
+        inOutBlock->SetNumSamples(10);
+        inOutBlock->SetBitsPerSample(8);
+        inOutBlock->SetNumChannels(1);
+    }
+    void Process(FF_AudioProcessBlock*, FF_AudioProcessBlock*) override {}
+};
+} // namespace
+
+TEST(FF_AudioProcessChain, ProducerAndConsumerAloneStreamEverySample)
+{
+    auto* consumerP = new Test_CheckingConsumer;
+    Chain chain =
+        MakeChain({Handle(new Test_CountingProducer(100003, 1000, 2)), Handle(consumerP)});
+    chain->SetDescription("plain");
+    EXPECT_EQ(RunQueued(chain), Sys_Task::eStatus_Complete) << ChainError(chain);
+    EXPECT_EQ(consumerP->GetBlocks(), 101);
+    EXPECT_EQ(consumerP->GetMismatches(), 0);
+    EXPECT_EQ(chain->GetUnitsToProcess(), 100003);
+    EXPECT_EQ(chain->GetPercentCompleted(), 100);
+    EXPECT_EQ(chain->GetDescription(), "plain");
+    ExpectAllAtRest(chain);
+}
+
+TEST(FF_AudioProcessChain, FiltersApplyInChainOrder)
+{
+    auto* consumerP = new Test_CheckingConsumer(int16_t(1 + 20 + 300));
+    Chain chain = MakeChain({Handle(new Test_CountingProducer(50000, 777, 3)),
+                             Handle(new Test_AddFilter(1)), Handle(new Test_AddFilter(20)),
+                             Handle(new Test_AddFilter(300)), Handle(consumerP)});
+    EXPECT_EQ(RunQueued(chain), Sys_Task::eStatus_Complete) << ChainError(chain);
+    EXPECT_EQ(consumerP->GetMismatches(), 0);
+    EXPECT_EQ(consumerP->GetBlocks(), (50000 + 776) / 777);
+}
+
+TEST(FF_AudioProcessChain, PoolIsTheOnlySourceOfBlocksWhileStreaming)
+{
+    Test_PoolWatch watch;
+    auto* consumerP = new Test_CheckingConsumer(
+        5, &watch, -1,
+        [](int64_t iBlock)
+        {
+            if (iBlock % 64 == 0) // let the producer run ahead now and then
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        });
+    Chain chain = MakeChain({Handle(new Test_CountingProducer(3000 * 64, 64, 1, -1, &watch)),
+                             Handle(new Test_AddFilter(2)), Handle(new Test_AddFilter(3)),
+                             Handle(consumerP)});
+    EXPECT_EQ(RunQueued(chain), Sys_Task::eStatus_Complete) << ChainError(chain);
+    EXPECT_EQ(consumerP->GetMismatches(), 0);
+    EXPECT_EQ(consumerP->GetBlocks(), 3000);
+    EXPECT_LE(watch.mMaxOut.load(), FF_AudioProcessChain::cNumPoolBlocks);
+    EXPECT_GT(watch.mMaxOut.load(), 1);
+    // 16 pool blocks plus the private blocks of the two filters and the consumer: no block
+    // was made after Allocate, however long the stream.
+    EXPECT_LE(consumerP->GetDistinctBlocks(), size_t(FF_AudioProcessChain::cNumPoolBlocks + 3));
+    EXPECT_EQ(chain->GetProcessBlockPool()->GetSize(),
+              size_t(FF_AudioProcessChain::cNumPoolBlocks));
+}
+
+TEST(FF_AudioProcessChain, AllocateGivesEveryBlockTheMaximaOfAllStages)
+{
+    auto* producerP = new Test_CountingProducer(1000, 100, 2);
+    auto* wideP = new Test_WideningFilter;
+    auto* narrowP = new Test_NarrowingFilter;
+    auto* consumerP = new Test_CheckingConsumer;
+    Chain chain = MakeChain({Handle(producerP), Handle(wideP), Handle(narrowP), Handle(consumerP)});
+    chain->Allocate();
+    for (FF_AudioProcess* stageP = producerP; stageP; stageP = stageP->GetNextProcess().Get())
+    {
+        FF_AudioProcessBlock* blockP = stageP->GetOutputBlock();
+        ASSERT_TRUE(blockP);
+        EXPECT_EQ(blockP->GetNumBuffers(), 3u);
+        EXPECT_EQ(blockP->GetBufferBytes(), 200u * 3u);
+    }
+    FF_AudioProcessBlock* poolBlockP = chain->GetProcessBlockPool()->Acquire(0);
+    ASSERT_TRUE(poolBlockP);
+    EXPECT_EQ(poolBlockP->GetNumBuffers(), 3u);
+    EXPECT_EQ(poolBlockP->GetBufferBytes(), 600u);
+    chain->GetProcessBlockPool()->Return(poolBlockP);
+    EXPECT_EQ(producerP->GetProcessBlockPool(), chain->GetProcessBlockPool());
+    EXPECT_EQ(consumerP->GetProcessBlockPool(), chain->GetProcessBlockPool());
+    EXPECT_EQ(wideP->GetProcessBlockPool(), nullptr);
+    EXPECT_EQ(wideP->GetAbortEvent(), chain->GetAbortEvent());
+}
+
+class FF_AudioProcessChainReadError : public testing::TestWithParam<int64_t>
+{
+};
+
+TEST_P(FF_AudioProcessChainReadError, EndsTheChainAsFailedWithThatError)
+{
+    const int64_t failOn = GetParam();
+    Test_PoolWatch watch;
+    auto* consumerP = new Test_CheckingConsumer(1, &watch);
+    Chain chain = MakeChain({Handle(new Test_CountingProducer(100 * 500, 500, 1, failOn, &watch)),
+                             Handle(new Test_AddFilter(1)), Handle(consumerP)});
+    EXPECT_EQ(RunQueued(chain), Sys_Task::eStatus_Failed);
+    EXPECT_NE(ChainError(chain).find("read error at block " + std::to_string(failOn)),
+              std::string::npos)
+        << ChainError(chain);
+    EXPECT_LE(consumerP->GetBlocks(), failOn);
+    EXPECT_EQ(consumerP->GetMismatches(), 0);
+    ExpectAllAtRest(chain);
+}
+
+INSTANTIATE_TEST_SUITE_P(NthBlock, FF_AudioProcessChainReadError,
+                         testing::Values(int64_t(0), int64_t(1), int64_t(16), int64_t(17),
+                                         int64_t(99)));
+
+template <class F> void WaitFor(F&& iCondition)
+{
+    Test_WaitFor(iCondition);
+}
+
+TEST(FF_AudioProcessChain, FailingMiddleStageEndsTheChainOnlyWhenAllAreAtRest)
+{
+    std::atomic<bool> consumerInside{false}, consumerStepOver{false};
+    // The filter fails on block 3 while the consumer is inside its step for block 2.
+    Handle filter(new Test_AddFilter(0, 3,
+                                     [&](int64_t iBlock)
+                                     {
+                                         if (iBlock == 3)
+                                             WaitFor([&] { return consumerInside.load(); });
+                                     }));
+    auto* consumerP = new Test_CheckingConsumer(
+        0, nullptr, -1,
+        [&](int64_t iBlock)
+        {
+            if (iBlock != 2)
+                return;
+            consumerInside = true;
+            WaitFor([&] { return filter->GetStatus() == Sys_Task::eStatus_Failed; });
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            consumerStepOver = true;
+        });
+    Chain chain =
+        MakeChain({Handle(new Test_CountingProducer(100000, 100)), filter, Handle(consumerP)});
+    EXPECT_EQ(RunQueued(chain), Sys_Task::eStatus_Failed);
+    EXPECT_TRUE(consumerStepOver.load());
+    EXPECT_NE(ChainError(chain).find("filter failed at block 3"), std::string::npos)
+        << ChainError(chain);
+    ExpectAllAtRest(chain);
+}
+
+TEST(FF_AudioProcessChain, FailedStageFurthestDownGivesTheException)
+{
+    std::atomic<bool> consumerInside{false};
+    Handle filter(new Test_AddFilter(0, 3,
+                                     [&](int64_t iBlock)
+                                     {
+                                         if (iBlock == 3)
+                                             WaitFor([&] { return consumerInside.load(); });
+                                     }));
+    // The consumer fails on block 2, but only after the filter has failed.
+    Handle consumer(new Test_CheckingConsumer(
+        0, nullptr, 2,
+        [&](int64_t iBlock)
+        {
+            if (iBlock != 2)
+                return;
+            consumerInside = true;
+            WaitFor([&] { return filter->GetStatus() == Sys_Task::eStatus_Failed; });
+        }));
+    Chain chain = MakeChain({Handle(new Test_CountingProducer(100000, 100)), filter, consumer});
+    EXPECT_EQ(RunQueued(chain), Sys_Task::eStatus_Failed);
+    EXPECT_EQ(filter->GetStatus(), Sys_Task::eStatus_Failed);
+    EXPECT_EQ(consumer->GetStatus(), Sys_Task::eStatus_Failed);
+    EXPECT_NE(ChainError(chain).find("consumer failed at block 2"), std::string::npos)
+        << ChainError(chain);
+}
+
+TEST(FF_AudioProcessChain, AbortBeforeStartRunsNoStage)
+{
+    auto* producerP = new Test_CountingProducer(1000, 100);
+    auto* consumerP = new Test_CheckingConsumer;
+    Chain chain = MakeChain({Handle(producerP), Handle(new Test_AddFilter(1)), Handle(consumerP)});
+    Sys_ProcessBlockerImpl blocker;
+    FF_AudioProcessUtils::SetupManualProcessChain(chain.Get(), &blocker);
+    chain->Abort();
+    EXPECT_EQ(chain->GetStatus(), Sys_Task::eStatus_Aborted);
+    EXPECT_EQ(chain->Exec(), Sys_Task::eStatus_Aborted);
+    EXPECT_TRUE(chain->GetAbortEvent()->IsSet());
+    for (FF_AudioProcess* stageP = producerP; stageP; stageP = stageP->GetNextProcess().Get())
+        EXPECT_EQ(stageP->GetStatus(), Sys_Task::eStatus_Aborted);
+    EXPECT_EQ(producerP->GetSteps(), 0);
+    EXPECT_EQ(consumerP->GetBlocks(), 0);
+}
+
+TEST(FF_AudioProcessChain, AbortWhileStreamingEndsAbortedWithoutException)
+{
+    std::atomic<int64_t> seen{0};
+    auto* consumerP =
+        new Test_CheckingConsumer(0, nullptr, -1,
+                                  [&](int64_t iBlock)
+                                  {
+                                      seen = iBlock + 1;
+                                      std::this_thread::sleep_for(std::chrono::microseconds(200));
+                                  });
+    Chain chain = MakeChain({Handle(new Test_CountingProducer(int64_t(1) << 40, 64)),
+                             Handle(new Test_AddFilter(0)), Handle(consumerP)});
+    Sys_Event::EventHandle ended = chain->GetNotificationEvent(cEnded);
+    FF_AudioProcessUtils::QueueBatchProcess(chain);
+    for (int i = 0; i < 20000 && seen < 40; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    chain->Abort();
+    ASSERT_EQ(ended->Wait(60000), Sys_SyncObject::eWaitResult_Signalled);
+    EXPECT_EQ(chain->GetStatus(), Sys_Task::eStatus_Aborted);
+    EXPECT_EQ(chain->GetException(), nullptr);
+    EXPECT_EQ(consumerP->GetMismatches(), 0);
+    ExpectAllAtRest(chain);
+}
+
+TEST(FF_AudioProcessChain, TwoChainsAtOnceShareTheWorkers)
+{
+    // One chain queued on the Driver thread, one driven here by hand, at the same time: both
+    // put their stages on the same three workers.
+    auto* queuedConsumerP = new Test_CheckingConsumer(7);
+    Chain queued = MakeChain({Handle(new Test_CountingProducer(400000, 256, 2)),
+                              Handle(new Test_AddFilter(7)), Handle(queuedConsumerP)});
+    auto* manualConsumerP = new Test_CheckingConsumer(9);
+    Chain manual =
+        MakeChain({Handle(new Test_CountingProducer(300000, 100, 1)), Handle(new Test_AddFilter(4)),
+                   Handle(new Test_AddFilter(5)), Handle(manualConsumerP)});
+    Sys_Event::EventHandle queuedEnded = queued->GetNotificationEvent(cEnded);
+    FF_AudioProcessUtils::QueueBatchProcess(queued);
+    Sys_ProcessBlockerImpl blocker;
+    FF_AudioProcessUtils::SetupManualProcessChain(manual.Get(), &blocker);
+    bool done = false;
+    for (int i = 0; i < 6000 && !done; ++i)
+        done = FF_AudioProcessUtils::RunProcessChainForSlice(manual.Get(), 10);
+    EXPECT_TRUE(done);
+    EXPECT_EQ(manual->GetStatus(), Sys_Task::eStatus_Complete);
+    ASSERT_EQ(queuedEnded->Wait(60000), Sys_SyncObject::eWaitResult_Signalled);
+    EXPECT_EQ(queued->GetStatus(), Sys_Task::eStatus_Complete) << ChainError(queued);
+    EXPECT_EQ(queuedConsumerP->GetMismatches(), 0);
+    EXPECT_EQ(manualConsumerP->GetMismatches(), 0);
+    EXPECT_EQ(manualConsumerP->GetBlocks(), 3000);
+}
+
+TEST(FF_AudioProcessChain, QueuedChainsAllComplete)
+{
+    std::vector<Chain> chains;
+    std::vector<Test_CheckingConsumer*> consumers;
+    std::vector<Sys_Event::EventHandle> ended;
+    for (int i = 0; i < 4; ++i)
+    {
+        consumers.push_back(new Test_CheckingConsumer(int16_t(i)));
+        chains.push_back(MakeChain({Handle(new Test_CountingProducer(20000 + i, 333)),
+                                    Handle(new Test_AddFilter(int16_t(i))), Handle(consumers[i])}));
+        ended.push_back(chains[i]->GetNotificationEvent(cEnded));
+    }
+    for (const Chain& chain : chains)
+        FF_AudioProcessUtils::QueueBatchProcess(chain);
+    for (size_t i = 0; i < chains.size(); ++i)
+    {
+        ASSERT_EQ(ended[i]->Wait(60000), Sys_SyncObject::eWaitResult_Signalled);
+        EXPECT_EQ(chains[i]->GetStatus(), Sys_Task::eStatus_Complete);
+        EXPECT_EQ(consumers[i]->GetMismatches(), 0);
+    }
+}
+
+TEST(FF_AudioProcessChain, ExecWithoutBlockerAsserts)
+{
+    Chain chain =
+        MakeChain({Handle(new Test_CountingProducer(10, 10)), Handle(new Test_CheckingConsumer)});
+    chain->Allocate();
+    EXPECT_EQ(chain->Exec(), Sys_Task::eStatus_Failed);
+    EXPECT_NE(ChainError(chain).find("mpBlocker"), std::string::npos) << ChainError(chain);
+}

@@ -1,0 +1,230 @@
+// mirafile copy SRC... DEST: copies files or folders through the library's batch processes.
+//
+// One source: DEST may be an existing folder (the copy goes into it under the source's
+// name) or a new name. Several sources: DEST must be an existing folder. A name that is
+// taken gets a new one (Sys_FileUtils::HandleDuplicateName: "Take.wav" -> "Take.1.wav");
+// nothing is ever overwritten. Each copy runs by hand on this thread in slices of 50 ms;
+// between slices the progress bar is drawn (only when standard error is a terminal) and
+// Ctrl-C is looked at. The SIGINT handler only sets a flag: the main thread then aborts the
+// running copy, the copy's StDeleteFiles removes what it had made, and the command ends with
+// "mirafile: cancelled" and status 130. Copies that had already completed stay.
+#include <atomic>
+#include <csignal>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "Cmn_Exception.h"
+#include "FF/Audio/Processing/FF_AudioProcessUtils.h"
+#include "FF/FF_CopyFile.h"
+#include "FF/FF_CopyFolder.h"
+#include "Sys_FileUtils.h"
+#include "Sys_ProcessBlocker.h"
+#include "Tool.h"
+
+namespace
+{
+const char* const cUsage = "copy SRC... DEST [--step-size BYTES] [--json]";
+
+volatile std::sig_atomic_t sCancelRequested = 0;
+
+extern "C" void OnInterrupt(int)
+{
+    sCancelRequested = 1;
+}
+
+// Installs the Ctrl-C handler for the command's lifetime.
+class StInterruptHandler
+{
+public:
+    StInterruptHandler()
+    {
+        sCancelRequested = 0;
+        struct sigaction action = {};
+        action.sa_handler = OnInterrupt;
+        sigemptyset(&action.sa_mask);
+        ::sigaction(SIGINT, &action, &mOld);
+    }
+    ~StInterruptHandler() { ::sigaction(SIGINT, &mOld, nullptr); }
+    StInterruptHandler(const StInterruptHandler&) = delete;
+    StInterruptHandler& operator=(const StInterruptHandler&) = delete;
+
+private:
+    struct sigaction mOld = {};
+};
+
+class ProgressBar
+{
+public:
+    explicit ProgressBar(int64_t iTotal) : mTotal(iTotal), mShown(::isatty(STDERR_FILENO) == 1) {}
+    ~ProgressBar() { Clear(); }
+    ProgressBar(const ProgressBar&) = delete;
+    ProgressBar& operator=(const ProgressBar&) = delete;
+
+    void Show(int64_t iDone, const std::string& iName)
+    {
+        if (!mShown)
+            return;
+        const int percent = mTotal > 0 ? int(std::min<int64_t>(100, iDone * 100 / mTotal)) : 100;
+        const int width = 30, filled = percent * width / 100;
+        std::string bar(size_t(filled), '=');
+        bar.resize(size_t(width), ' ');
+        std::cerr << "\r[" << bar << "] "
+                  << (percent < 10    ? "  "
+                      : percent < 100 ? " "
+                                      : "")
+                  << percent << "%  " << iName.substr(0, 40) << "\033[K" << std::flush;
+    }
+    void Clear()
+    {
+        if (mShown)
+            std::cerr << "\r\033[K" << std::flush;
+    }
+
+private:
+    const int64_t mTotal;
+    const bool mShown;
+};
+
+struct CopyItem
+{
+    Sys_FileLoc mSource;
+    Cmn_AliasedRefCountPtr<FF_BatchProcessConstructor> mConstructor;
+    int64_t mBytes = 0;
+    std::string mDestination; // once copied
+};
+
+// The bytes a running process has done, by its percentage.
+int64_t BytesDone(const FF_BatchProcess& iProcess, int64_t iBytes)
+{
+    if (auto* fileP = dynamic_cast<const FF_CopyFileProcess*>(&iProcess))
+        return fileP->GetBytesCopied();
+    return iBytes * iProcess.GetPercentCompleted() / 100;
+}
+
+std::string DestinationOf(const FF_BatchProcess& iProcess)
+{
+    if (auto* fileP = dynamic_cast<const FF_CopyFileProcess*>(&iProcess))
+        return fileP->GetDestination().GetFullPath();
+    if (auto* folderP = dynamic_cast<const FF_CopyFolderProcess*>(&iProcess))
+        return folderP->GetDestination().GetFullPath();
+    return "";
+}
+
+// Runs one copy to its end; throws Cmn_CancelException on Ctrl-C (after the abort).
+void RunCopy(CopyItem& ioItem, int64_t iDoneBefore, ProgressBar& ioBar)
+{
+    Sys_FileUtils::StDeleteFiles deleter;
+    ioItem.mConstructor->SetFileDeleter(&deleter);
+    FF_BatchProcess::BatchProcessHandle process = ioItem.mConstructor->CreateBatchProcess();
+    ioItem.mConstructor->SetFileDeleter(nullptr);
+    Sys_ProcessBlockerImpl blocker;
+    FF_AudioProcessUtils::SetupManualProcessChain(process.Get(), &blocker);
+    const std::string name = ioItem.mSource.GetName();
+    bool done = false;
+    while (!done && !sCancelRequested)
+    {
+        done = FF_AudioProcessUtils::RunProcessChainForSlice(process.Get(), 50);
+        ioBar.Show(iDoneBefore + BytesDone(*process, ioItem.mBytes), name);
+    }
+    if (process->GetStatus() != Sys_Task::eStatus_Complete)
+    {
+        FF_AudioProcessUtils::AbortManualProcessChain(process.Get());
+        throw Cmn_CancelException(); // the deleter removes what the copy made
+    }
+    if (sCancelRequested) // a step that could not be cut short has completed meanwhile
+        throw Cmn_CancelException();
+    ioItem.mDestination = DestinationOf(*process);
+    deleter.Release();
+}
+
+int RunCopyCommand(const std::vector<std::string>& iArgs)
+{
+    const Tool_Args args(iArgs, {"step-size"}, {"json"});
+    const std::vector<std::string>& positional = args.Positional();
+    if (positional.size() < 2)
+        throw Tool_UsageError(std::string("usage: mirafile ") + cUsage);
+    int64_t stepSize = Sys_FileUtils::FileCopier::cDefaultStepSize;
+    if (args.Has("step-size"))
+    {
+        stepSize = Tool_ParseInt(args.Get("step-size"), "--step-size");
+        if (stepSize < 1 || stepSize > (int64_t(1) << 30))
+            throw Tool_UsageError("--step-size must be between 1 and 1073741824 bytes");
+    }
+
+    const Sys_FileLoc dest(positional.back());
+    const bool destIsFolder = Sys_FileUtils::Exists(dest) && Sys_FileUtils::IsFolder(dest);
+    if (positional.size() > 2 && !destIsFolder)
+        throw Tool_UsageError("\"" + dest.GetFullPath() +
+                              "\" is not a folder; several sources need a destination folder");
+
+    std::vector<CopyItem> items;
+    int64_t totalBytes = 0;
+    for (size_t i = 0; i + 1 < positional.size(); ++i)
+    {
+        CopyItem item;
+        item.mSource = Sys_FileLoc(positional[i]);
+        if (!Sys_FileUtils::Exists(item.mSource))
+            throw std::runtime_error("\"" + positional[i] + "\": no such file or folder");
+        const bool isFolder = Sys_FileUtils::IsFolder(item.mSource);
+        if (isFolder && !destIsFolder && Sys_FileUtils::Exists(dest))
+            throw std::runtime_error("\"" + dest.GetFullPath() +
+                                     "\": a folder cannot be copied onto a file");
+        if (isFolder && destIsFolder &&
+            (dest.GetFullPath() + "/").rfind(item.mSource.GetFullPath() + "/", 0) == 0)
+            throw std::runtime_error("\"" + positional[i] + "\": cannot copy a folder into itself");
+        const Sys_FileLoc folder = destIsFolder ? dest : dest.GetParentFolder();
+        const std::string newName = destIsFolder ? std::string() : dest.GetName();
+        if (isFolder)
+        {
+            auto* constructorP = new FF_CopyFolderConstructor(item.mSource);
+            constructorP->SetDstName(newName);
+            item.mConstructor.Reset(constructorP);
+        }
+        else
+        {
+            auto* constructorP = new FF_CopyFileConstructor(item.mSource);
+            constructorP->SetDstName(newName);
+            constructorP->SetStepSize(int32_t(stepSize));
+            item.mConstructor.Reset(constructorP);
+        }
+        item.mConstructor->SetDstFolderLoc(folder.IsEmpty() ? Sys_FileLoc(".") : folder);
+        item.mBytes = item.mConstructor->GetUnitsToProcess();
+        totalBytes += item.mBytes;
+        items.push_back(std::move(item));
+    }
+
+    StInterruptHandler interruptHandler;
+    {
+        ProgressBar bar(totalBytes);
+        int64_t doneBefore = 0;
+        for (CopyItem& item : items)
+        {
+            RunCopy(item, doneBefore, bar);
+            doneBefore += item.mBytes;
+        }
+    }
+
+    if (args.Flag("json"))
+    {
+        std::cout << "{\"bytes\": " << totalBytes << ", \"copies\": [";
+        for (size_t i = 0; i < items.size(); ++i)
+            std::cout << (i ? ", " : "")
+                      << "{\"source\": " << Tool_JsonString(items[i].mSource.GetFullPath())
+                      << ", \"destination\": " << Tool_JsonString(items[i].mDestination)
+                      << ", \"bytes\": " << items[i].mBytes << "}";
+        std::cout << "]}\n";
+    }
+    else
+        for (const CopyItem& item : items)
+            std::cout << "copied " << item.mSource.GetFullPath() << " -> " << item.mDestination
+                      << "\n";
+    return 0;
+}
+
+Tool_Registrar sRegistrar{
+    {"copy", cUsage, "copy files or folders; a name that is taken gets a new one", RunCopyCommand}};
+} // namespace
