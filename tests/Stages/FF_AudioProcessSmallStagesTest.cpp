@@ -1,0 +1,158 @@
+#include <cmath>
+#include <gtest/gtest.h>
+
+#include "FF/Audio/Processing/FF_AudioProcessByteSwapper.h"
+#include "FF/Audio/Processing/FF_AudioProcessGain.h"
+#include "FF/Audio/Processing/FF_AudioProcessMixer.h"
+#include "FF/Audio/Processing/FF_AudioProcessSplitter.h"
+#include "StagesTestSupport.h"
+#include "TestSupport.h"
+
+namespace
+{
+
+Test_Stream Channels(int32_t iBits, std::vector<std::vector<int32_t>> iChannels)
+{
+    Test_Stream s;
+    s.mBits = iBits;
+    s.mChannels = std::move(iChannels);
+    return s;
+}
+
+// A stage to stand behind the one under test, so that it is a filter.
+class Test_Sink : public FF_AudioProcess
+{
+protected:
+    void Process(FF_AudioProcessBlock*, FF_AudioProcessBlock*) override {}
+};
+
+} // namespace
+
+TEST(FF_AudioProcessGain, ClipKeepsTheNegatedMaximumAndJumpsBelowIt)
+{
+    const std::tuple<int64_t, int32_t, int32_t> cases[] = {
+        {-32767, 32767, -32767}, {-32768, 32767, -32768},       {-40000, 32767, -32768},
+        {32767, 32767, 32767},   {99999, 32767, 32767},         {-127, 127, -127},
+        {-129, 127, -128},       {-8388607, 8388607, -8388607}, {-8388608, 8388607, -8388608}};
+    for (auto [value, max, expected] : cases)
+        EXPECT_EQ(FF_AudioProcessGain::Clip(value, max), expected) << value;
+}
+
+TEST(FF_AudioProcessGain, EightBitsAreScaledTruncatedAndClippedWithoutDither)
+{
+    FF_AudioProcessGain gain(20.0 * std::log10(2.5));
+    EXPECT_DOUBLE_EQ(gain.GetGainFactor(), 2.5);
+    Test_Sink sink;
+    gain.SetNextProcess(FF_AudioProcess::ProcessHandle(new Test_Sink));
+    const Test_Stream out =
+        Test_RunStage(gain, Channels(8, {{1, 3, -3, 40, 60, -50, -51, -128}}), 3);
+    // 2.5, 7.5, -7.5 truncate toward zero; -50 * 2.5 = -125 stays; -127.5 -> -127; -320 clips.
+    EXPECT_EQ(out.mChannels[0], (std::vector<int32_t>{2, 7, -7, 100, 127, -125, -127, -128}));
+}
+
+TEST(FF_AudioProcessGain, SixteenAndTwentyFourBitsGetOneStepOfDither)
+{
+    for (int32_t bits : {16, 24})
+    {
+        FF_AudioProcessGain gain(-6.0);
+        gain.SetNextProcess(FF_AudioProcess::ProcessHandle(new Test_Sink));
+        const Test_Stream in = Test_MakeSignal(48000, bits, 2, 4000, 0.8);
+        const Test_Stream out = Test_RunStage(gain, in, 1000);
+        int64_t differ = 0;
+        double error = 0.0;
+        for (size_t c = 0; c < 2; ++c)
+            for (size_t k = 0; k < 4000; ++k)
+            {
+                const double exact = in.mChannels[c][k] * gain.GetGainFactor();
+                const double d = out.mChannels[c][k] - std::trunc(exact);
+                differ += d != 0;
+                error += out.mChannels[c][k] - exact;
+                EXPECT_LE(std::fabs(d), 8.0) << bits << " bits, sample " << k;
+            }
+        EXPECT_GT(differ, 1000) << bits;
+        EXPECT_LT(std::fabs(error / 8000.0), 0.1) << bits;
+    }
+    // Full-scale boost: the dither never takes a clipped sample past the limits.
+    FF_AudioProcessGain loud(12.0);
+    loud.SetNextProcess(FF_AudioProcess::ProcessHandle(new Test_Sink));
+    const Test_Stream out = Test_RunStage(loud, Channels(16, {{32767, -32768, -32767, 20000}}), 4);
+    EXPECT_EQ(out.mChannels[0], (std::vector<int32_t>{32767, -32768, -32768, 32767}));
+}
+
+TEST(FF_AudioProcessGain, AnalysingFormFindsThePeakAndIsAConsumerAtTheEnd)
+{
+    FF_AudioProcessGain analyser;
+    EXPECT_TRUE(analyser.IsAnalysing());
+    EXPECT_EQ(analyser.GetProcessType(), FF_AudioProcess::eProcessType_Consumer);
+    Test_RunStage(analyser, Channels(16, {{5, -300, 17}, {1000, -32768, 2}}), 2);
+    EXPECT_EQ(analyser.GetMaxAbsSample(), 32768);
+
+    FF_AudioProcessGain applying(3.0);
+    FF_AudioProcessBlock proto(1, 48000, 16, 100, 100);
+    EXPECT_TRUE(Test_Asserts([&] { applying.Preflight(&proto); }, "this->GetNextProcess()"));
+    applying.SetNextProcess(FF_AudioProcess::ProcessHandle(new Test_Sink));
+    EXPECT_EQ(applying.GetProcessType(), FF_AudioProcess::eProcessType_Filter);
+    FF_AudioProcessBlock words(1, 48000, 32, 100, 100);
+    EXPECT_TRUE(Test_Asserts([&] { applying.Preflight(&words); }, "0"));
+}
+
+TEST(FF_AudioProcessMixer, SumsChannelsAtEqualPowerAndClips)
+{
+    FF_AudioProcessMixer stereo(2, 1);
+    const Test_Stream out = Test_RunStage(
+        stereo, Channels(16, {{1000, 30000, -30000, -1, 7}, {1000, 30000, -30000, 0, -7}}), 2);
+    ASSERT_EQ(out.mChannels.size(), 1u);
+    EXPECT_EQ(out.mChannels[0], (std::vector<int32_t>{1414, 32767, -32768, 0, 0}));
+
+    FF_AudioProcessMixer three(3, 1);
+    const Test_Stream out24 =
+        Test_RunStage(three, Channels(24, {{3000000}, {3000000}, {-3000000}}), 1);
+    EXPECT_EQ(out24.mChannels[0][0], int32_t(3000000.0 * std::sqrt(1.0 / 3.0)));
+    const Test_Stream out8 =
+        Test_RunStage(stereo, Channels(8, {{-90, -100, 90}, {-90, -100, 90}}), 2);
+    EXPECT_EQ(out8.mChannels[0], (std::vector<int32_t>{-127, -128, 127}));
+
+    EXPECT_TRUE(Test_Asserts([] { FF_AudioProcessMixer(2, 2); }, "iDstNumChannels == 1"));
+    FF_AudioProcessBlock mono(1, 48000, 16, 10, 10);
+    EXPECT_TRUE(Test_Asserts([&] { stereo.Preflight(&mono); },
+                             "mSrcNumChannels == inOutBlock->GetNumChannels()"));
+}
+
+TEST(FF_AudioProcessSplitter, CopiesTheChannelToEveryOutput)
+{
+    FF_AudioProcessSplitter splitter(1, 3);
+    const Test_Stream out =
+        Test_RunStage(splitter, Channels(24, {{1, -2, 8388607, -8388608, 5}}), 2);
+    ASSERT_EQ(out.mChannels.size(), 3u);
+    for (const auto& channel : out.mChannels)
+        EXPECT_EQ(channel, (std::vector<int32_t>{1, -2, 8388607, -8388608, 5}));
+    EXPECT_TRUE(Test_Asserts([] { FF_AudioProcessSplitter(2, 4); }, "mSrcNumChannels == 1"));
+    FF_AudioProcessBlock stereo(2, 48000, 16, 10, 10);
+    EXPECT_TRUE(Test_Asserts([&] { splitter.Preflight(&stereo); },
+                             "inOutBlock->GetNumChannels() == mSrcNumChannels"));
+}
+
+TEST(FF_AudioProcessByteSwapper, ReversesEachSampleAndFlipsTheOrder)
+{
+    for (auto [bits, in, swapped] :
+         {std::tuple{16, std::vector<int32_t>{0x1234, -2}, std::vector<int32_t>{0x3412, -257}},
+          std::tuple{24, std::vector<int32_t>{0x123456, 1},
+                     std::vector<int32_t>{0x563412, 0x010000}}})
+    {
+        FF_AudioProcessByteSwapper swapper;
+        FF_AudioProcessBlock proto(1, 48000, bits, 10, 2);
+        swapper.Preflight(&proto);
+        EXPECT_EQ(proto.GetByteOrder(), eByteOrder_Big);
+        FF_AudioProcessByteSwapper again;
+        const Test_Stream once = Test_RunStage(swapper, Channels(bits, {in}), 1);
+        EXPECT_EQ(once.mChannels[0], swapped) << bits;
+        EXPECT_EQ(Test_RunStage(again, once, 2).mChannels[0], in) << bits;
+    }
+    FF_AudioProcessByteSwapper swapper;
+    FF_AudioProcessBlock bytes(1, 48000, 8, 10, 10);
+    EXPECT_TRUE(
+        Test_Asserts([&] { swapper.Preflight(&bytes); }, "inOutBlock->GetBytesPerSample() != 1"));
+    FF_AudioProcessBlock in(1, 48000, 16, 4, 4, eByteOrder_Big), out(in);
+    swapper.Process(&in, &out);
+    EXPECT_EQ(out.GetByteOrder(), eByteOrder_Native);
+}
