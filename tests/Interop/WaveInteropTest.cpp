@@ -1,0 +1,370 @@
+// WAVE files exchanged with writers and readers that are not ours: sox writes, the audio
+// file front reads; the front writes (with its own chunks and ones it does not know),
+// libsndfile reads.
+#include <cstdlib>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "FF/Audio/FF_AudioFile.h"
+#include "FF/FF_TestSupport.h"
+#include "Sys_Umid.h"
+
+#ifdef MIRAFILE_HAVE_SNDFILE
+#include <sndfile.h>
+#endif
+
+namespace
+{
+bool HaveSox()
+{
+    return std::system("command -v sox >/dev/null 2>&1") == 0;
+}
+
+int Run(const std::string& iCommand)
+{
+    return std::system((iCommand + " >/dev/null 2>&1").c_str());
+}
+
+// The samples of a file as sox decodes them: signed, little-endian, iBits wide.
+Bytes SoxRaw(const std::string& iPath, int iBits, const std::string& iScratch)
+{
+    const std::string raw = iScratch + "/decoded.raw";
+    const int status = Run("sox -D '" + iPath + "' -t raw -e signed-integer -b " +
+                           std::to_string(iBits) + " -L '" + raw + "'");
+    EXPECT_EQ(status, 0) << "sox could not decode " << iPath;
+    return ReadBytes(raw);
+}
+
+// All samples through the front, in blocks of an odd size, native order.
+Bytes ReadAll(FF_AudioFile& ioFile, int64_t iBlock = 999)
+{
+    const FF_AudioFile::Properties p = ioFile.GetProperties();
+    const int64_t frame = int64_t(p.mNumChannels) * p.mBytesPerSample;
+    Bytes all(size_t(p.mNumSamples * frame));
+    ioFile.SetPosition(0);
+    int64_t done = 0;
+    while (done < p.mNumSamples)
+    {
+        const int64_t n = ioFile.Read(all.data() + done * frame, iBlock);
+        if (n <= 0)
+            break;
+        done += n;
+    }
+    all.resize(size_t(done * frame));
+    return all;
+}
+
+struct SoxCase
+{
+    int mBits;
+    int mChannels;
+    int mRate;
+    int64_t mFrames;
+};
+
+// A distinct tone on each channel, so that a mixed-up channel order shows.
+std::string SoxSynth(const SoxCase& iCase)
+{
+    std::string synth = "synth " + std::to_string(iCase.mFrames) + "s";
+    for (int c = 0; c < iCase.mChannels; ++c)
+        synth += " sine " + std::to_string(300 + 170 * c);
+    return synth;
+}
+
+std::string SoxFile(const SoxCase& iCase, const std::string& iDir)
+{
+    const std::string path = iDir + "/sox-" + std::to_string(iCase.mBits) + "-" +
+                              std::to_string(iCase.mChannels) + ".wav";
+    // The rate and channels go to the null input, so that nothing is resampled or remixed.
+    const int status = Run("sox -D -r " + std::to_string(iCase.mRate) + " -c " +
+                           std::to_string(iCase.mChannels) + " -n -b " +
+                           std::to_string(iCase.mBits) + " '" + path + "' " + SoxSynth(iCase) +
+                           " gain -1");
+    EXPECT_EQ(status, 0) << "sox could not write " << path;
+    return path;
+}
+
+// 8, 16 and 24 bits; mono, stereo, six channels; an odd sample count leaves an odd data
+// size (and its pad byte) at 8 and 24 bits mono. sox writes the extensible form of the
+// format for more than two channels or more than 16 bits.
+const SoxCase cSoxCases[] = {{8, 1, 48000, 4801},  {8, 2, 44100, 4410},  {8, 6, 48000, 4800},
+                             {16, 1, 44100, 4410}, {16, 2, 48000, 4801}, {16, 6, 96000, 9600},
+                             {24, 1, 48000, 4801}, {24, 2, 96000, 9600}, {24, 6, 48000, 4800}};
+
+class SoxWritten : public ::testing::TestWithParam<SoxCase>
+{
+protected:
+    void SetUp() override
+    {
+        if (!HaveSox())
+            GTEST_SKIP() << "sox is not installed";
+    }
+    Test_TempDir mDir;
+};
+
+TEST_P(SoxWritten, OpensWithItsPropertiesAndTheSameSamples)
+{
+    const SoxCase c = GetParam();
+    const std::string path = SoxFile(c, mDir.Path());
+    const Bytes expected = SoxRaw(path, c.mBits, mDir.Path());
+    ASSERT_EQ(expected.size(), size_t(c.mFrames * c.mChannels * c.mBits / 8));
+
+    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path)));
+    file->Open(Cmn_Store::eOpenFlag_OpenForRead);
+    ASSERT_EQ(file->GetAudioFileType(), eAudioFileType_WAVE);
+    const FF_AudioFile::Properties p = file->GetProperties();
+    EXPECT_EQ(p.mSampleRate, c.mRate);
+    EXPECT_EQ(p.mBitDepth, c.mBits);
+    EXPECT_EQ(p.mNumChannels, c.mChannels);
+    EXPECT_EQ(p.mNumSamples, c.mFrames);
+    EXPECT_EQ(p.mByteOrder, eByteOrder_Little);
+    EXPECT_EQ(p.mFormatName, "WAV");
+
+    EXPECT_TRUE(ReadAll(*file) == expected) << "samples differ from sox's own decoding";
+    // A read from the middle lands on the right frame.
+    const int64_t frame = int64_t(c.mChannels) * c.mBits / 8;
+    const int64_t middle = c.mFrames / 2 + 1;
+    Bytes tail(size_t((c.mFrames - middle) * frame));
+    file->SetPosition(middle);
+    EXPECT_EQ(file->Read(tail.data(), c.mFrames), c.mFrames - middle);
+    EXPECT_TRUE(std::equal(tail.begin(), tail.end(), expected.begin() + middle * frame));
+    file->Close();
+}
+
+// Metadata added to a foreign file leaves its format and samples as other readers see them.
+TEST_P(SoxWritten, KeepsFormatAndSamplesAfterAMetadataEdit)
+{
+    const SoxCase c = GetParam();
+    const std::string path = SoxFile(c, mDir.Path());
+    const Bytes before = SoxRaw(path, c.mBits, mDir.Path());
+    const Bytes fmtBefore = ReadBytes(path);
+
+    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path)));
+    file->Open(Cmn_Store::eOpenFlag_OpenForWrite);
+    ASSERT_EQ(file->GetAudioFileType(), eAudioFileType_WAVE);
+    file->mUmid.Set(Sys_Umid(3, 1, 4, 1));
+    file->mDescription.Set("edited after sox");
+    file->AddRegion(FF_AudioFile::Region("middle", 100, 200, 100, 0, 0, Sys_Umid(5, 9, 2, 6), false));
+    file->Flush();
+    file->Close();
+
+    EXPECT_TRUE(SoxRaw(path, c.mBits, mDir.Path()) == before);
+    const Bytes after = ReadBytes(path);
+    // The format chunk (id, size and every field of its extensible form) is untouched.
+    ASSERT_GE(after.size(), 12u + 8 + 40);
+    const uint32_t fmtSize = uint32_t(after[16]) | uint32_t(after[17]) << 8;
+    EXPECT_TRUE(std::equal(after.begin() + 12, after.begin() + 20 + fmtSize, fmtBefore.begin() + 12));
+
+    FF_AudioFileRef back(new FF_AudioFile(Sys_FileLoc(path)));
+    back->Open(Cmn_Store::eOpenFlag_OpenForRead);
+    EXPECT_EQ(back->mDescription.GetOr(""), "edited after sox");
+    EXPECT_EQ(back->mUmid.GetOr(Sys_Umid()), Sys_Umid(3, 1, 4, 1));
+    FF_AudioFile::RegionList regions;
+    back->GetRegions(&regions);
+    ASSERT_EQ(regions.size(), 2u);
+    EXPECT_EQ(regions.back().mName, "middle");
+    back->Close();
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, SoxWritten, ::testing::ValuesIn(cSoxCases),
+                         [](const ::testing::TestParamInfo<SoxCase>& iInfo)
+                         {
+                             return std::to_string(iInfo.param.mBits) + "bit" +
+                                    std::to_string(iInfo.param.mChannels) + "ch";
+                         });
+
+// The extensible format chunk is written back in its own form when it has to move: here a
+// description in front of it grows and pushes it (and the samples) along.
+TEST(WaveInterop, ExtensibleFormatKeepsItsFormWhenItMoves)
+{
+    Test_TempDir dir;
+    const std::string path = dir.Path() + "/x.wav";
+    Bytes fmt = FmtData(0xFFFE, 6, 48000, 24);
+    const Bytes extension = {22, 0,    24,   0,    0x3F, 0,    0,    0,    0x01, 0,   0,    0,
+                             0,  0,    0x10, 0,    0x80, 0,    0,    0xAA, 0,    0x38, 0x9B, 0x71};
+    fmt.insert(fmt.end(), extension.begin(), extension.end());
+    const Bytes samples = Pattern(18 * 50);
+    WriteBytes(path, Riff({Chunk("ANNO", {'h', 'i', 0, 0}), Chunk("fmt ", fmt),
+                           Chunk("data", samples)}));
+
+    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path)));
+    file->Open(Cmn_Store::eOpenFlag_OpenForWrite);
+    ASSERT_EQ(file->GetAudioFileType(), eAudioFileType_WAVE);
+    EXPECT_EQ(file->GetProperties().mNumChannels, 6);
+    file->mDescription.Set(std::string(300, 'd'));
+    file->Flush();
+    file->Close();
+
+    const Bytes image = ReadBytes(path);
+    ASSERT_EQ(ChunkIDs(image), (std::vector<std::string>{"ANNO", "fmt ", "data"}));
+    const size_t fmtAt = 12 + 8 + 300;
+    ASSERT_EQ(std::string(image.begin() + fmtAt, image.begin() + fmtAt + 4), "fmt ");
+    EXPECT_TRUE(std::equal(fmt.begin(), fmt.end(), image.begin() + fmtAt + 8))
+        << "the moved chunk lost its extensible fields";
+    const auto [start, size] = FindData(image);
+    ASSERT_EQ(size, samples.size());
+    EXPECT_TRUE(std::equal(samples.begin(), samples.end(), image.begin() + start));
+
+    // Only integer PCM is taken in the extensible form.
+    Bytes floatFmt = fmt;
+    floatFmt[24] = 3;
+    WriteBytes(path, Riff({Chunk("fmt ", floatFmt), Chunk("data", samples)}));
+    FF_AudioFileRef other(new FF_AudioFile(Sys_FileLoc(path)));
+    other->Open(Cmn_Store::eOpenFlag_OpenForRead);
+    EXPECT_EQ(other->GetAudioFileType(), eAudioFileType_Unknown);
+    other->Close();
+}
+
+#ifdef MIRAFILE_HAVE_SNDFILE
+
+struct WriteCase
+{
+    int16_t mBits;
+    int16_t mChannels;
+    int32_t mRate;
+    int mSubFormat;
+};
+
+const WriteCase cWriteCases[] = {{8, 1, 22050, SF_FORMAT_PCM_U8},
+                                 {16, 2, 44100, SF_FORMAT_PCM_16},
+                                 {24, 2, 48000, SF_FORMAT_PCM_24},
+                                 {24, 6, 96000, SF_FORMAT_PCM_24}};
+
+// Appends a chunk the front does not know to a RIFF file and mends the form's size.
+void AppendForeignChunk(const std::string& iPath, const Bytes& iChunk)
+{
+    Bytes image = ReadBytes(iPath);
+    image.insert(image.end(), iChunk.begin(), iChunk.end());
+    const auto form = uint32_t(image.size() - 8);
+    for (int i = 0; i < 4; ++i)
+        image[size_t(4 + i)] = uint8_t(form >> (8 * i));
+    WriteBytes(iPath, image);
+}
+
+class MirafileWritten : public ::testing::TestWithParam<WriteCase>
+{
+protected:
+    Test_TempDir mDir;
+};
+
+TEST_P(MirafileWritten, LibsndfileReadsFormatSamplesAndBroadcastText)
+{
+    const WriteCase c = GetParam();
+    const std::string path = mDir.Path() + "/ours.wav";
+    const int64_t frames = 5003;
+    const size_t frameSize = size_t(c.mChannels) * size_t(c.mBits / 8);
+    const Bytes samples = Pattern(size_t(frames) * frameSize, uint32_t(c.mBits * 10 + c.mChannels));
+    {
+        FF_AudioFileRef file(new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(path), c.mChannels,
+                                              c.mBits, c.mRate, 123456, 0));
+        file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+        Bytes copy = samples;
+        ASSERT_EQ(file->Write(copy.data(), frames), frames);
+        file->mUmid.Set(Sys_Umid(0x11, 0x22, 0x33, 0x44));
+        file->mDescription.Set("first take, room mic");
+        file->mBroadcastWaveData.Set({"interop rig"});
+        file->Flush();
+        file->Close();
+    }
+    // A chunk of another program behind ours, then more metadata: the region list grows and
+    // the foreign chunk has to move behind it.
+    const Bytes foreign = Chunk("xtra", {'k', 'e', 'e', 'p', ' ', 'm', 'e'});
+    AppendForeignChunk(path, foreign);
+    {
+        FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path)));
+        file->Open(Cmn_Store::eOpenFlag_OpenForWrite);
+        ASSERT_EQ(file->GetAudioFileType(), eAudioFileType_WAVE);
+        for (int i = 0; i < 3; ++i)
+            file->AddRegion(FF_AudioFile::Region("verse " + std::to_string(i), 1000 * i,
+                                                 1000 * i + 500, 500, 0, 0,
+                                                 Sys_Umid(7, 7, 7, uint32_t(i)), false));
+        file->mDescription.Set("second take, room mic");
+        file->Flush();
+        file->Close();
+    }
+    const Bytes image = ReadBytes(path);
+    const std::vector<std::string> ids = ChunkIDs(image);
+    ASSERT_FALSE(ids.empty());
+    EXPECT_EQ(ids.back(), "xtra");
+    EXPECT_TRUE(std::equal(foreign.begin(), foreign.end(), image.end() - ptrdiff_t(foreign.size())));
+
+    SF_INFO info{};
+    SNDFILE* sf = sf_open(path.c_str(), SFM_READ, &info);
+    ASSERT_NE(sf, nullptr) << sf_strerror(nullptr);
+    EXPECT_EQ(info.format, SF_FORMAT_WAV | c.mSubFormat);
+    EXPECT_EQ(info.channels, c.mChannels);
+    EXPECT_EQ(info.samplerate, c.mRate);
+    EXPECT_EQ(info.frames, frames);
+    Bytes raw(samples.size() + 64);
+    ASSERT_EQ(sf_read_raw(sf, raw.data(), sf_count_t(samples.size())), sf_count_t(samples.size()));
+    raw.resize(samples.size());
+    if (c.mBits == 8)
+        for (auto& b : raw)
+            b ^= 0x80; // the file holds offset binary; the front takes two's complement
+    EXPECT_TRUE(raw == samples) << "libsndfile reads other samples";
+
+    SF_BROADCAST_INFO bext{};
+    ASSERT_EQ(sf_command(sf, SFC_GET_BROADCAST_INFO, &bext, sizeof bext), SF_TRUE);
+    EXPECT_EQ(std::string(bext.description, strnlen(bext.description, sizeof bext.description)),
+              "second take, room mic");
+    EXPECT_EQ(std::string(bext.originator, strnlen(bext.originator, sizeof bext.originator)),
+              "interop rig");
+    EXPECT_EQ(bext.time_reference_low, 123456u);
+    EXPECT_EQ(bext.time_reference_high, 0u);
+    sf_close(sf);
+
+    FF_AudioFileRef back(new FF_AudioFile(Sys_FileLoc(path)));
+    back->Open(Cmn_Store::eOpenFlag_OpenForRead);
+    FF_AudioFile::RegionList regions;
+    back->GetRegions(&regions);
+    EXPECT_EQ(regions.size(), 4u);
+    EXPECT_EQ(back->mUmid.GetOr(Sys_Umid()), Sys_Umid(0x11, 0x22, 0x33, 0x44));
+    back->Close();
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, MirafileWritten, ::testing::ValuesIn(cWriteCases),
+                         [](const ::testing::TestParamInfo<WriteCase>& iInfo)
+                         {
+                             return std::to_string(iInfo.param.mBits) + "bit" +
+                                    std::to_string(iInfo.param.mChannels) + "ch";
+                         });
+
+// The other way: a broadcast wave written by libsndfile, with its coding history.
+TEST(WaveInterop, BroadcastTextWrittenByLibsndfileIsRead)
+{
+    Test_TempDir dir;
+    const std::string path = dir.Path() + "/theirs.wav";
+    SF_INFO info{};
+    info.samplerate = 48000;
+    info.channels = 2;
+    info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_24;
+    SNDFILE* sf = sf_open(path.c_str(), SFM_WRITE, &info);
+    ASSERT_NE(sf, nullptr) << sf_strerror(nullptr);
+    SF_BROADCAST_INFO bext{};
+    std::strcpy(bext.description, "written elsewhere");
+    std::strcpy(bext.originator, "another program");
+    bext.time_reference_low = 96000;
+    std::strcpy(bext.coding_history, "A=PCM,F=48000,W=24,M=stereo\r\n");
+    bext.coding_history_size = uint32_t(std::strlen(bext.coding_history));
+    ASSERT_EQ(sf_command(sf, SFC_SET_BROADCAST_INFO, &bext, sizeof bext), SF_TRUE);
+    const Bytes samples = Pattern(300 * 6, 5);
+    ASSERT_EQ(sf_write_raw(sf, samples.data(), sf_count_t(samples.size())),
+              sf_count_t(samples.size()));
+    sf_close(sf);
+
+    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path)));
+    file->Open(Cmn_Store::eOpenFlag_OpenForRead);
+    ASSERT_EQ(file->GetAudioFileType(), eAudioFileType_WAVE);
+    EXPECT_EQ(file->mFormatName.GetOr(""), "BWF (.WAV)");
+    EXPECT_EQ(file->mDescription.GetOr(""), "written elsewhere");
+    EXPECT_EQ(file->mBroadcastWaveData.GetOr({}).mOriginator, "another program");
+    EXPECT_EQ(file->mOriginalTimeStamp.GetOr(0), 96000);
+    EXPECT_EQ(file->GetProperties().mNumSamples, 300);
+    EXPECT_TRUE(ReadAll(*file, 64) == samples);
+    file->Close();
+}
+
+#endif // MIRAFILE_HAVE_SNDFILE
+} // namespace

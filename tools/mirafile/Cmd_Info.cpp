@@ -1,0 +1,202 @@
+// mirafile info FILE... [--json]: what the audio file front reads from each file.
+//
+// Each file is opened for reading through the front, which picks the plug-in that accepts
+// it. A file that is missing, a folder, or accepted by no plug-in is reported on standard
+// error as one line naming it; the others are still shown, and the status is then 1. With
+// --json the standard output is one JSON document: an object for one file, a list of
+// objects (of the files that could be read) for several.
+#include <cstdio>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+
+#include "Cmn_Exception.h"
+#include "FF/Audio/FF_AudioFile.h"
+#include "Sys_FileLoc.h"
+#include "Sys_FileUtils.h"
+#include "Sys_Umid.h"
+#include "Tool.h"
+
+namespace
+{
+const char* const cUsage = "info FILE... [--json]";
+
+// Everything shown of one file, read while it is open.
+struct FileInfo
+{
+    std::string mPath;
+    std::string mTypeName;
+    FF_AudioFile::Properties mProperties;
+    Sys_Umid mUmid;
+    int64_t mOriginalTimeStamp = 0;
+    int64_t mUserTimeStamp = 0;
+    std::string mDescription;
+    std::string mOriginator;
+    FF_AudioFile::RegionList mRegions;
+    bool mHasOverview = false;
+};
+
+// The file's information, or an exception whose text says what is wrong with it.
+FileInfo ReadInfo(const std::string& iPath)
+{
+    const Sys_FileLoc loc(iPath);
+    if (!Sys_FileUtils::Exists(loc))
+        throw std::runtime_error("no such file");
+    if (Sys_FileUtils::IsFolder(loc))
+        throw std::runtime_error("is a folder, not a file");
+    FF_AudioFileRef file(new FF_AudioFile(loc));
+    file->Open(Cmn_Store::eOpenFlag_OpenForRead);
+    if (file->GetAudioFileType() == eAudioFileType_Unknown)
+    {
+        file->Close();
+        throw std::runtime_error("not an audio file of a type mirafile reads");
+    }
+    FileInfo info;
+    info.mPath = iPath;
+    info.mTypeName = FF_AudioFile::GetAudioFileTypeName(file->GetAudioFileType());
+    info.mProperties = file->GetProperties();
+    info.mUmid = file->mUmid.GetOr(Sys_Umid::NoID());
+    info.mOriginalTimeStamp = file->mOriginalTimeStamp.GetOr(0);
+    info.mUserTimeStamp = file->mUserTimeStamp.GetOr(0);
+    info.mDescription = file->mDescription.GetOr("");
+    info.mOriginator = file->mBroadcastWaveData.GetOr({}).mOriginator;
+    file->GetRegions(&info.mRegions);
+    info.mHasOverview = !file->mOverview.GetOr({}).empty();
+    file->Close();
+    return info;
+}
+
+std::string ByteOrderName(EByteOrder iOrder)
+{
+    return iOrder == eByteOrder_Big ? "big" : "little";
+}
+
+std::string Duration(int64_t iSamples, int32_t iRate)
+{
+    if (iRate <= 0)
+        return "?";
+    char text[64];
+    std::snprintf(text, sizeof text, "%.3f s", double(iSamples) / iRate);
+    return text;
+}
+
+void PrintText(std::ostream& out, const FileInfo& iInfo)
+{
+    const FF_AudioFile::Properties& p = iInfo.mProperties;
+    auto row = [&](const char* iLabel, const std::string& iValue)
+    {
+        std::string label = iLabel;
+        label.resize(21, ' ');
+        out << label << iValue << "\n";
+    };
+    row("path", iInfo.mPath);
+    row("type", iInfo.mTypeName);
+    row("format name", p.mFormatName);
+    row("sample rate", std::to_string(p.mSampleRate) + " Hz");
+    row("bit depth", std::to_string(p.mBitDepth));
+    row("channels", std::to_string(p.mNumChannels));
+    row("samples", std::to_string(p.mNumSamples));
+    row("duration", Duration(p.mNumSamples, p.mSampleRate));
+    row("byte order", ByteOrderName(p.mByteOrder) + "-endian");
+    row("identity", iInfo.mUmid.IsNoID() ? "none" : iInfo.mUmid.AsString());
+    row("original time stamp", std::to_string(iInfo.mOriginalTimeStamp));
+    row("user time stamp", std::to_string(iInfo.mUserTimeStamp));
+    row("description", iInfo.mDescription);
+    row("broadcast text", iInfo.mOriginator);
+    row("regions", std::to_string(iInfo.mRegions.size()));
+    for (const FF_AudioFile::Region& region : iInfo.mRegions)
+        out << "  " << region.mName << "  " << region.mStartSample << "-" << region.mStopSample
+            << (region.mIsWholeFile ? "  (whole file)" : "") << "\n";
+    row("overview", iInfo.mHasOverview ? "embedded" : "none");
+}
+
+void PrintJson(std::ostream& out, const FileInfo& iInfo)
+{
+    const FF_AudioFile::Properties& p = iInfo.mProperties;
+    out << "{\"path\": " << Tool_JsonString(iInfo.mPath)
+        << ", \"type\": " << Tool_JsonString(iInfo.mTypeName)
+        << ", \"format_name\": " << Tool_JsonString(p.mFormatName)
+        << ", \"sample_rate\": " << p.mSampleRate << ", \"bit_depth\": " << p.mBitDepth
+        << ", \"channels\": " << p.mNumChannels << ", \"samples\": " << p.mNumSamples
+        << ", \"byte_order\": " << Tool_JsonString(ByteOrderName(p.mByteOrder)) << ", \"umid\": "
+        << (iInfo.mUmid.IsNoID() ? std::string("null") : Tool_JsonString(iInfo.mUmid.AsString()))
+        << ", \"original_time_stamp\": " << iInfo.mOriginalTimeStamp
+        << ", \"user_time_stamp\": " << iInfo.mUserTimeStamp
+        << ", \"description\": " << Tool_JsonString(iInfo.mDescription) << ", \"regions\": [";
+    bool first = true;
+    for (const FF_AudioFile::Region& region : iInfo.mRegions)
+    {
+        out << (first ? "" : ", ") << "{\"name\": " << Tool_JsonString(region.mName)
+            << ", \"start\": " << region.mStartSample << ", \"stop\": " << region.mStopSample
+            << ", \"whole_file\": " << (region.mIsWholeFile ? "true" : "false") << "}";
+        first = false;
+    }
+    out << "], \"has_overview\": " << (iInfo.mHasOverview ? "true" : "false") << "}";
+}
+
+// One line, without line breaks, for standard error.
+std::string OneLine(std::string iText)
+{
+    for (char& c : iText)
+        if (c == '\n' || c == '\r')
+            c = ' ';
+    return iText;
+}
+
+int Run(const std::vector<std::string>& iArgs)
+{
+    Tool_Args args(iArgs, {}, {"json"});
+    const auto& paths = args.Positional();
+    if (paths.empty())
+        throw Tool_UsageError(std::string("usage: mirafile ") + cUsage);
+    const bool json = args.Flag("json");
+    const bool list = paths.size() > 1;
+
+    // Everything is gathered first, so that the standard output is one whole document.
+    std::ostringstream out;
+    bool failed = false;
+    int32_t shown = 0;
+    if (json && list)
+        out << "[";
+    for (const std::string& path : paths)
+    {
+        FileInfo info;
+        try
+        {
+            info = ReadInfo(path);
+        }
+        catch (const Cmn_CancelException&)
+        {
+            throw;
+        }
+        catch (const std::exception& e)
+        {
+            std::cerr << "mirafile: " << OneLine(path + ": " +
+                                                 Cmn_Exception::GetExceptionDescription(e))
+                      << "\n";
+            failed = true;
+            continue;
+        }
+        if (json)
+        {
+            out << (shown ? ",\n " : "");
+            PrintJson(out, info);
+        }
+        else
+        {
+            out << (shown ? "\n" : "");
+            PrintText(out, info);
+        }
+        ++shown;
+    }
+    if (json && list)
+        out << "]\n";
+    else if (json && shown)
+        out << "\n";
+    std::cout << out.str();
+    return failed ? 1 : 0;
+}
+
+Tool_Registrar sRegistrar{
+    {"info", cUsage, "show the format, identity, time stamps and regions of audio files", Run}};
+} // namespace

@@ -1,0 +1,155 @@
+// mirafile tone OUT --rate HZ --bits 8|16|24 --channels N --seconds S [--freq HZ] [--level DBFS]:
+// a new WAVE file holding a sine tone, the same on every channel.
+//
+// The samples are rounded from the exact sine at each sample position (no dither), so a
+// tone made twice with the same options has the same samples. The file gets a new identity
+// and a description naming the tone; it is written through the audio file front, in blocks,
+// and flushed once at the end.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <numbers>
+#include <stdexcept>
+#include <vector>
+
+#include "Cmn_Exception.h"
+#include "FF/Audio/FF_AudioFile.h"
+#include "Sys_FileLoc.h"
+#include "Sys_Umid.h"
+#include "Tool.h"
+
+namespace
+{
+const char* const cUsage = "tone OUT --rate HZ --bits 8|16|24 --channels N --seconds S "
+                           "[--freq HZ] [--level DBFS]";
+
+constexpr int64_t cBlockFrames = 65536;
+// Room kept below the 4 GB limit of a RIFF form for the chunks around the samples.
+constexpr int64_t cHeaderRoom = 1 << 20;
+
+double RequiredDouble(const Tool_Args& iArgs, const std::string& iName)
+{
+    if (!iArgs.Has(iName))
+        throw Tool_UsageError("--" + iName + " is required; usage: mirafile " + cUsage);
+    return Tool_ParseDouble(iArgs.Get(iName), "--" + iName);
+}
+
+int64_t RequiredInt(const Tool_Args& iArgs, const std::string& iName)
+{
+    if (!iArgs.Has(iName))
+        throw Tool_UsageError("--" + iName + " is required; usage: mirafile " + cUsage);
+    return Tool_ParseInt(iArgs.Get(iName), "--" + iName);
+}
+
+struct ToneSettings
+{
+    int32_t mRate = 0;
+    int16_t mBits = 0;
+    int16_t mChannels = 0;
+    int64_t mFrames = 0;
+    double mFreq = 1000.0;
+    double mLevel = -6.0; // dBFS
+};
+
+ToneSettings ReadSettings(const Tool_Args& iArgs)
+{
+    ToneSettings s;
+    const int64_t rate = RequiredInt(iArgs, "rate");
+    if (rate < 1000 || rate > 768000)
+        throw Tool_UsageError("--rate must lie from 1000 to 768000 Hz, not " + iArgs.Get("rate"));
+    s.mRate = int32_t(rate);
+    const int64_t bits = RequiredInt(iArgs, "bits");
+    if (bits != 8 && bits != 16 && bits != 24)
+        throw Tool_UsageError("--bits must be 8, 16 or 24, not " + iArgs.Get("bits"));
+    s.mBits = int16_t(bits);
+    const int64_t channels = RequiredInt(iArgs, "channels");
+    if (channels < 1 || channels > 64)
+        throw Tool_UsageError("--channels must lie from 1 to 64, not " + iArgs.Get("channels"));
+    s.mChannels = int16_t(channels);
+    const double seconds = RequiredDouble(iArgs, "seconds");
+    if (!(seconds > 0.0) || !std::isfinite(seconds))
+        throw Tool_UsageError("--seconds must be more than 0, not " + iArgs.Get("seconds"));
+    const double frames = std::round(seconds * s.mRate);
+    const int64_t frameSize = int64_t(s.mChannels) * (s.mBits / 8);
+    if (frames * double(frameSize) > double(UINT32_MAX - cHeaderRoom))
+        throw Tool_UsageError("--seconds " + iArgs.Get("seconds") +
+                              " makes more samples than a WAVE file holds (4 GB)");
+    s.mFrames = std::max<int64_t>(int64_t(frames), 1);
+    if (iArgs.Has("freq"))
+    {
+        s.mFreq = Tool_ParseDouble(iArgs.Get("freq"), "--freq");
+        if (!(s.mFreq >= 0.0) || s.mFreq > s.mRate / 2.0)
+            throw Tool_UsageError("--freq must lie from 0 to half the rate (" +
+                                  std::to_string(s.mRate / 2) + " Hz), not " + iArgs.Get("freq"));
+    }
+    if (iArgs.Has("level"))
+    {
+        s.mLevel = Tool_ParseDouble(iArgs.Get("level"), "--level");
+        if (!(s.mLevel <= 0.0) || !std::isfinite(s.mLevel))
+            throw Tool_UsageError("--level must be 0 dBFS or below, not " + iArgs.Get("level"));
+    }
+    return s;
+}
+
+// iCount frames from frame iFirst, packed little-endian two's complement, interleaved.
+void FillBlock(const ToneSettings& iS, int64_t iFirst, int64_t iCount, unsigned char* oP)
+{
+    const int32_t bytes = iS.mBits / 8;
+    const double peak = double((int64_t(1) << (iS.mBits - 1)) - 1);
+    const double amplitude = peak * std::pow(10.0, iS.mLevel / 20.0);
+    for (int64_t n = 0; n < iCount; ++n)
+    {
+        // sin(2 pi f n / rate), with the whole cycles dropped first so that the phase of a
+        // long tone keeps its precision.
+        const double turns = std::fmod(iS.mFreq * double(iFirst + n), double(iS.mRate));
+        const double x = std::sin(2.0 * std::numbers::pi * turns / iS.mRate);
+        const auto value = int32_t(std::lround(amplitude * x));
+        for (int16_t c = 0; c < iS.mChannels; ++c)
+            for (int32_t b = 0; b < bytes; ++b)
+                *oP++ = uint8_t(uint32_t(value) >> (8 * b));
+    }
+}
+
+int Run(const std::vector<std::string>& iArgs)
+{
+    Tool_Args args(iArgs, {"rate", "bits", "channels", "seconds", "freq", "level"}, {});
+    if (args.Positional().size() != 1)
+        throw Tool_UsageError(std::string("usage: mirafile ") + cUsage);
+    const std::string path = args.Positional()[0];
+    const ToneSettings s = ReadSettings(args);
+    const int64_t frameSize = int64_t(s.mChannels) * (s.mBits / 8);
+    try
+    {
+        FF_AudioFileRef file(new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(path), s.mChannels,
+                                              s.mBits, s.mRate, 0, 0));
+        file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+        file->mUmid.Set(Sys_Umid::Create());
+        char description[96];
+        std::snprintf(description, sizeof description, "sine %g Hz at %g dBFS", s.mFreq, s.mLevel);
+        file->mDescription.Set(description);
+        std::vector<unsigned char> block(size_t(std::min(s.mFrames, cBlockFrames) * frameSize));
+        for (int64_t done = 0; done < s.mFrames;)
+        {
+            const int64_t count = std::min(cBlockFrames, s.mFrames - done);
+            FillBlock(s, done, count, block.data());
+            if (file->Write(block.data(), count, eByteOrder_Little, true) != count)
+                throw std::runtime_error("the samples could not all be written");
+            done += count;
+        }
+        file->Flush();
+        file->Close();
+    }
+    catch (const Cmn_CancelException&)
+    {
+        throw;
+    }
+    catch (const std::exception& e)
+    {
+        throw std::runtime_error(path + ": " + Cmn_Exception::GetExceptionDescription(e));
+    }
+    return 0;
+}
+
+Tool_Registrar sRegistrar{{"tone", cUsage, "write a WAVE file holding a sine tone", Run}};
+} // namespace
