@@ -53,8 +53,8 @@ private:
     float mCoefficients[4] = {0.0f, 0.0f, 0.0f, 0.0f};
     float mStep;
     float mInvStep;
-    int32_t mSourceBits;
-    int32_t mDestBits;
+    [[maybe_unused]] int32_t mSourceBits;
+    [[maybe_unused]] int32_t mDestBits;
     int32_t mMax = 0;
     int32_t mMin = 0;
     int32_t mSampleRate = 0;
