@@ -136,13 +136,35 @@ FF_AudioFile::FF_AudioFile(EAudioFileType iType, const Sys_FileLoc& iLoc, int16_
 
 FF_AudioFile::~FF_AudioFile() = default;
 
+// Files are held by chain stages, and a chain may be destroyed on a worker thread while its
+// owner drops its own references: the count of a shared file changes under one lock. The
+// last reference is given up outside it (no other thread can hold one then), so that a file
+// is never destroyed with the lock held.
+namespace
+{
+std::mutex& RefCountMutex()
+{
+    static std::mutex sMutex;
+    return sMutex;
+}
+} // namespace
+
 void FF_AudioFile_ForwardDeclarationHack::AddReference(FF_AudioFile* iP)
 {
+    std::lock_guard<std::mutex> lock(RefCountMutex());
     static_cast<Cmn_RefCountObject*>(iP)->AddReference();
 }
 
 void FF_AudioFile_ForwardDeclarationHack::RemoveReference(FF_AudioFile* iP)
 {
+    {
+        std::lock_guard<std::mutex> lock(RefCountMutex());
+        if (static_cast<Cmn_RefCountObject*>(iP)->GetRefCount() > 1)
+        {
+            static_cast<Cmn_RefCountObject*>(iP)->RemoveReference();
+            return;
+        }
+    }
     static_cast<Cmn_RefCountObject*>(iP)->RemoveReference();
 }
 
