@@ -8,7 +8,7 @@ JOBS  ?= $(shell nproc)
 DEPS  := cmake make g++ clang libclang-rt-14-dev pkg-config libsqlite3-dev libgtest-dev libgmock-dev \
          libbenchmark-dev libpng-dev sox libsndfile1-dev libsamplerate0-dev ffmpeg
 # Test folders that run threads, built again under the thread sanitizer.
-TSAN_SUITES := Sys;Threads;Chain;Stages;Overview;Convert
+TSAN_SUITES := Sys;Threads;Chain;Stages;Overview;Convert;Alloc
 
 .PHONY: demo test deps build build-asan build-tsan fuzz-smoke bench clean
 

@@ -12,3 +12,12 @@ echo "== message table"
 echo "== time"
 "$tool" time 17982 --from frames --to smpte --fps 29.97df
 "$tool" time 00:01:00:00 --from smpte --to samples --rate 48000 --fps 25 --table
+echo "== tone and info"
+"$tool" tone "$out/tone.wav" --rate 44100 --bits 16 --channels 2 --seconds 2
+"$tool" info "$out/tone.wav"
+echo "== convert"
+"$tool" convert "$out/tone.wav" -o "$out/tone-48k.wav" --rate 48000 --bits 24
+"$tool" info "$out/tone.wav" "$out/tone-48k.wav"
+echo "== overview"
+"$tool" overview "$out/tone.wav" "$out/tone-48k.wav" --cache "$out/cache"
+"$tool" overview "$out/tone-48k.wav" --png "$out/tone.png" --width 800 --height 200

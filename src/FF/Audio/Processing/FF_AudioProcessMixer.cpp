@@ -48,13 +48,43 @@ void FF_AudioProcessMixer::Process(FF_AudioProcessBlock* in, FF_AudioProcessBloc
     const int64_t count = in->GetNumSamples();
     const int16_t channels = in->GetNumChannels();
     char* dst = out->GetBuffer(0);
-    for (int64_t k = 0; k < count; ++k)
+    switch (bytes)
     {
-        int64_t sum = 0;
-        for (int16_t c = 0; c < channels; ++c)
-            sum += SA::Read(in->GetBuffer(size_t(c)), bytes, k);
-        const int64_t v = int64_t(double(sum) * mFactor);
-        SA::Write(dst, bytes, k, FF_AudioProcessGain::Clip(v, max));
+    case 1:
+        MixFrames<1>(in, dst, count, channels, max);
+        break;
+    case 2:
+        MixFrames<2>(in, dst, count, channels, max);
+        break;
+    default:
+        MixFrames<3>(in, dst, count, channels, max);
+        break;
     }
     out->SetNumChannels(1);
+}
+
+// The sums of a run of frames are gathered channel by channel (each channel's buffer looked
+// up once per run), then scaled, clipped and written.
+template <int32_t Bytes>
+void FF_AudioProcessMixer::MixFrames(const FF_AudioProcessBlock* in, char* dst, int64_t iCount,
+                                     int16_t iChannels, int32_t iMax) const
+{
+    constexpr int64_t cRun = 512;
+    int64_t sums[cRun];
+    for (int64_t first = 0; first < iCount; first += cRun)
+    {
+        const int64_t n = std::min(cRun, iCount - first);
+        std::fill(sums, sums + n, int64_t(0));
+        for (int16_t c = 0; c < iChannels; ++c)
+        {
+            const char* src = in->GetBuffer(size_t(c));
+            for (int64_t k = 0; k < n; ++k)
+                sums[k] += SA::Read(src, Bytes, first + k);
+        }
+        for (int64_t k = 0; k < n; ++k)
+        {
+            const int64_t v = int64_t(double(sums[k]) * mFactor);
+            SA::Write(dst, Bytes, first + k, FF_AudioProcessGain::Clip(v, iMax));
+        }
+    }
 }

@@ -23,6 +23,10 @@ public:
     double GetFactor() const { return mFactor; }
 
 private:
+    template <int32_t Bytes>
+    void MixFrames(const FF_AudioProcessBlock* in, char* dst, int64_t iCount, int16_t iChannels,
+                   int32_t iMax) const;
+
     int16_t mSrcNumChannels;
     int16_t mDstNumChannels;
     double mFactor;

@@ -1,0 +1,84 @@
+#!/usr/bin/env bash
+# mirafile convert beside sox and ffmpeg, and a same-format copy beside cp, in one run on the
+# same 10-minute stereo 44100 Hz 16-bit file; then the peak resident memory of a 1-minute and
+# a 60-minute conversion.
+#
+# usage: bench/convert_vs_tools.sh [MIRAFILE] [WORKDIR] [RUNS]
+#   MIRAFILE  the tool of a Release build (default build-rel/mirafile)
+#   WORKDIR   where the files go (default a new folder under /tmp); removed at the end
+#   RUNS      timed runs of each command (default 3); the median is reported
+# Every command reads the same source from the page cache (it is read once first) and
+# writes a new file in WORKDIR; each output is synced inside the timed command, so that all
+# pay for their writes alike. Conversions are 44100 Hz 16-bit to 48000 Hz 24-bit.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+TOOL=${1:-build-rel/mirafile}
+WORK=${2:-$(mktemp -d /tmp/mirafile-convbench-XXXXXX)}
+RUNS=${3:-3}
+[ -x "$TOOL" ] || { echo "no tool at $TOOL" >&2; exit 1; }
+command -v sox >/dev/null || { echo "sox is missing" >&2; exit 1; }
+command -v ffmpeg >/dev/null || { echo "ffmpeg is missing" >&2; exit 1; }
+mkdir -p "$WORK"
+trap 'rm -rf "$WORK"' EXIT
+
+SRC="$WORK/in.wav"
+"$TOOL" tone "$SRC" --rate 44100 --bits 16 --channels 2 --seconds 600 >/dev/null
+cat "$SRC" >/dev/null
+
+now() { date +%s.%N; }
+median() { printf '%s\n' "$@" | sort -g | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
+
+# time_it NAME OUTPUT COMMAND...: RUNS timed runs, the median into RESULT[NAME].
+declare -A RESULT
+declare -a ORDER
+time_it() {
+  local name=$1 out=$2; shift 2
+  local -a times=()
+  for ((i = 1; i <= RUNS; i++)); do
+    rm -f "$out" "${out%.wav}".*.wav
+    local t0 t1
+    t0=$(now); "$@" >/dev/null 2>&1; sync -f "$out"; t1=$(now)
+    times+=("$(echo "$t1 - $t0" | bc -l)")
+  done
+  RESULT[$name]=$(median "${times[@]}")
+  ORDER+=("$name")
+  printf '%-34s %8.3f s   (runs: %s)\n' "$name" "${RESULT[$name]}" "${times[*]}"
+}
+
+echo "== 10-minute stereo 44100 Hz 16-bit -> 48000 Hz 24-bit ($RUNS runs each, median)"
+for q in fastest low good better best tweak; do
+  time_it "mirafile --quality $q" "$WORK/mf-$q.wav" \
+    "$TOOL" convert "$SRC" -o "$WORK/mf-$q.wav" --rate 48000 --bits 24 --quality "$q"
+done
+time_it "sox rate -h" "$WORK/sox-h.wav" sox "$SRC" -b 24 "$WORK/sox-h.wav" rate -h 48000
+time_it "sox rate -v" "$WORK/sox-v.wav" sox "$SRC" -b 24 "$WORK/sox-v.wav" rate -v 48000
+time_it "ffmpeg (default resampler)" "$WORK/ff.wav" \
+  ffmpeg -nostdin -y -loglevel error -i "$SRC" -ar 48000 -c:a pcm_s24le "$WORK/ff.wav"
+echo "== same-format copy of the same file"
+time_it "mirafile convert (same format)" "$WORK/copy.wav" "$TOOL" convert "$SRC" -o "$WORK/copy.wav"
+time_it "cp" "$WORK/cp.wav" cp "$SRC" "$WORK/cp.wav"
+"$TOOL" convert "$SRC" -o "$WORK/check.wav" --rate 48000 --bits 24 >/dev/null
+[ "$(soxi -s "$WORK/check.wav")" = 28800000 ] || { echo "wrong length" >&2; exit 1; }
+
+ratio() { echo "$1 / $2" | bc -l; }
+echo "== goals"
+printf 'good / ffmpeg default:  %.2f (goal: at most 1.00)\n' \
+  "$(ratio "${RESULT[mirafile --quality good]}" "${RESULT[ffmpeg (default resampler)]}")"
+printf 'better / sox rate -h:   %.2f (goal: at most 1.00)\n' \
+  "$(ratio "${RESULT[mirafile --quality better]}" "${RESULT[sox rate -h]}")"
+printf 'copy / cp:              %.2f (goal: at most 1.20)\n' \
+  "$(ratio "${RESULT[mirafile convert (same format)]}" "${RESULT[cp]}")"
+rm -f "$WORK"/*.wav
+
+echo "== peak resident memory, 44100 Hz 16-bit stereo -> 48000 Hz 24-bit at quality good"
+declare -A RSS
+for minutes in 1 60; do
+  "$TOOL" tone "$WORK/m$minutes.wav" --rate 44100 --bits 16 --channels 2 \
+    --seconds $((minutes * 60)) >/dev/null
+  /usr/bin/time -f '%M' -o "$WORK/rss" "$TOOL" convert "$WORK/m$minutes.wav" \
+    -o "$WORK/m$minutes-48k.wav" --rate 48000 --bits 24 --quality good >/dev/null
+  RSS[$minutes]=$(cat "$WORK/rss")
+  printf '%2d minutes: %6d KiB\n' "$minutes" "${RSS[$minutes]}"
+  rm -f "$WORK/m$minutes.wav" "$WORK/m$minutes-48k.wav"
+done
+printf 'difference: %d KiB (goal: below 4096 KiB)\n' $((RSS[60] - RSS[1]))

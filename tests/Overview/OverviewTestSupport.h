@@ -1,0 +1,203 @@
+// Helpers of the overview tests: signals, the overview by a plain loop (the reference every
+// chain is checked against), a producer that streams memory into a chain, and WAVE files.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <numbers>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "FF/Audio/FF_AudioFile.h"
+#include "FF/Audio/Processing/FF_AudioOverview.h"
+#include "FF/Audio/Processing/FF_AudioProcess.h"
+#include "FF/Audio/Processing/FF_AudioProcessChain.h"
+#include "FF/Audio/Processing/FF_AudioProcessUtils.h"
+#include "FF/Audio/Processing/FF_AudioSampleAccess.h"
+#include "Sys_FileLoc.h"
+#include "Sys_ProcessBlocker.h"
+
+using Test_Channels = std::vector<std::vector<int32_t>>;
+
+inline int32_t Test_Full(int32_t iBits)
+{
+    return int32_t((int64_t(1) << (iBits - 1)) - 1);
+}
+
+// Noise, a ramp through the extremes and some silence, per channel; every value of the
+// format's range can occur, including its lowest.
+inline Test_Channels Test_MakeSamples(int32_t iBits, int16_t iChannels, int64_t iLength,
+                                      uint32_t iSeed = 7)
+{
+    std::mt19937 random(iSeed);
+    const int32_t full = Test_Full(iBits);
+    std::uniform_int_distribution<int32_t> any(-full - 1, full);
+    Test_Channels channels(size_t(iChannels), std::vector<int32_t>(size_t(iLength), 0));
+    for (int16_t c = 0; c < iChannels; ++c)
+        for (int64_t k = 0; k < iLength; ++k)
+        {
+            int32_t v;
+            switch ((k / 300 + c) % 4)
+            {
+            case 0:
+                v = any(random);
+                break;
+            case 1:
+                v = int32_t(-full - 1 + (int64_t(k % 300) * 2 * full) / 299);
+                break;
+            case 2:
+                v = 0;
+                break;
+            default:
+                v = int32_t(std::lround(full * 0.3 * std::sin(double(k) * 0.05 * (c + 1))));
+                break;
+            }
+            channels[size_t(c)][size_t(k)] = v;
+        }
+    return channels;
+}
+
+// The overview by the rule, sample by sample: the greatest and smallest value of each group
+// of iPerPoint samples, reduced by magnitude.
+inline std::vector<int8_t> Test_LoopOverview(const std::vector<int32_t>& iSamples, int32_t iBits,
+                                             int32_t iPerPoint = 256)
+{
+    std::vector<int8_t> bytes;
+    for (size_t start = 0; start < iSamples.size(); start += size_t(iPerPoint))
+    {
+        const size_t end = std::min(iSamples.size(), start + size_t(iPerPoint));
+        int32_t max = iSamples[start], min = iSamples[start];
+        for (size_t k = start; k < end; ++k)
+        {
+            max = std::max(max, iSamples[k]);
+            min = std::min(min, iSamples[k]);
+        }
+        for (int32_t v : {max, min})
+        {
+            const int32_t magnitude = v < 0 ? -v : v;
+            const int32_t reduced = magnitude >> (iBits - 8);
+            bytes.push_back(int8_t(v < 0 ? -reduced : reduced));
+        }
+    }
+    return bytes;
+}
+
+inline std::vector<int8_t> Test_Bytes(const FF_AudioOverview& iOverview)
+{
+    const int8_t* p = iOverview.GetBuffer();
+    return p ? std::vector<int8_t>(p, p + iOverview.GetSize()) : std::vector<int8_t>();
+}
+
+// A producer that streams channels of samples from memory in blocks of iPerBlock.
+class Test_MemoryProducer : public FF_AudioProcess
+{
+public:
+    Test_MemoryProducer(const Test_Channels& iChannels, int32_t iBits, int64_t iPerBlock)
+        : mChannels(iChannels), mBits(iBits), mPerBlock(iPerBlock)
+    {
+    }
+    EProcessType GetProcessType() const override { return eProcessType_Producer; }
+    void Preflight(FF_AudioProcessBlock* ioBlock) override { Describe(ioBlock, mPerBlock); }
+
+protected:
+    EResult ExecImpl() override
+    {
+        if (IsAbortPending())
+            return eResult_Aborted;
+        if (mState == 0)
+        {
+            mState = 1;
+            return BlockForPoolBlock();
+        }
+        mState = 0;
+        std::unique_ptr<FF_AudioProcessBlock> block = TakePoolBlock();
+        const int64_t n = std::min(mPerBlock, Length() - mDone);
+        Describe(block.get(), n);
+        const int32_t bytes = (mBits + 7) / 8;
+        for (size_t c = 0; c < mChannels.size(); ++c)
+            for (int64_t k = 0; k < n; ++k)
+                FF_AudioSampleAccess::Write(block->GetBuffer(c), bytes, k,
+                                            mChannels[c][size_t(mDone + k)]);
+        mDone += n;
+        DeliverBlock(std::move(block), 0);
+        return mDone >= Length() ? eResult_Done : eResult_Yield;
+    }
+    void Process(FF_AudioProcessBlock*, FF_AudioProcessBlock*) override
+    {
+        throw std::logic_error("a producer has no input");
+    }
+
+private:
+    int64_t Length() const { return mChannels.empty() ? 0 : int64_t(mChannels[0].size()); }
+    void Describe(FF_AudioProcessBlock* ioBlock, int64_t iSamples) const
+    {
+        ioBlock->SetNumChannels(int16_t(mChannels.size()));
+        ioBlock->SetSampleRate(48000);
+        ioBlock->SetBitsPerSample(mBits);
+        ioBlock->SetNumSamples(iSamples);
+        ioBlock->SetTotalNumSamples(Length());
+        ioBlock->SetByteOrder(eByteOrder_Native);
+    }
+
+    Test_Channels mChannels;
+    const int32_t mBits;
+    const int64_t mPerBlock;
+    int mState = 0;
+    int64_t mDone = 0;
+};
+
+// Runs a chain by hand on this thread (bounded) and returns its final status.
+inline Sys_Task::EStatus Test_RunByHand(const FF_AudioProcessChain::ChainHandle& iChain)
+{
+    Sys_ProcessBlockerImpl blocker;
+    FF_AudioProcessUtils::SetupManualProcessChain(iChain.Get(), &blocker);
+    for (int slice = 0; slice < 600; ++slice)
+        if (FF_AudioProcessUtils::RunProcessChainForSlice(iChain.Get(), 100))
+            break;
+    return iChain->GetStatus();
+}
+
+// A WAVE file with the samples given (channels of equal length).
+inline void Test_WriteWave(const std::string& iPath, const Test_Channels& iChannels, int16_t iBits,
+                           int32_t iRate = 48000)
+{
+    const int16_t channels = int16_t(iChannels.size());
+    const size_t frames = iChannels.empty() ? 0 : iChannels[0].size();
+    const int32_t bytes = iBits / 8;
+    std::vector<char> interleaved(frames * size_t(channels) * size_t(bytes));
+    for (size_t k = 0; k < frames; ++k)
+        for (int16_t c = 0; c < channels; ++c)
+            FF_AudioSampleAccess::Write(interleaved.data(), bytes, int64_t(k) * channels + c,
+                                        iChannels[size_t(c)][k]);
+    FF_AudioFileRef file(
+        new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(iPath), channels, iBits, iRate, 0, 0));
+    file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+    if (frames)
+        file->Write(interleaved.data(), int64_t(frames), eByteOrder_Little, true);
+    file->Flush();
+    file->Close();
+}
+
+// The mono mix that the overview of a file with several channels is made of.
+inline std::vector<int32_t> Test_Mix(const Test_Channels& iChannels, int32_t iBits)
+{
+    if (iChannels.size() == 1)
+        return iChannels[0];
+    const double factor = std::sqrt(1.0 / double(iChannels.size()));
+    const int64_t max = Test_Full(iBits);
+    std::vector<int32_t> mix(iChannels[0].size());
+    for (size_t k = 0; k < mix.size(); ++k)
+    {
+        int64_t sum = 0;
+        for (const auto& channel : iChannels)
+            sum += channel[k];
+        const int64_t v = int64_t(double(sum) * factor);
+        mix[k] = int32_t(v >= max ? max : v < -max ? -max - 1 : v);
+    }
+    return mix;
+}

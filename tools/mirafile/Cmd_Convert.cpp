@@ -1,0 +1,516 @@
+// mirafile convert and mirafile consolidate: new audio files in another format, or with only
+// some parts of a source, through the library's conversion chains.
+//
+// convert SRC... (-o OUT | --to DIR) [--rate HZ] [--bits 8|16|24] [--quality Q] [--gain DB]
+//         [--dither] [--squeeze] [--split] [--json]
+//   Without --split each source becomes one interleaved file (FF_AudioFileUtils::
+//   ConvertAudioFiles); with --split one mono file per channel, named with channel suffixes
+//   (".L", ".R", ...), made by FF_AudioProcessConvertAudioFileConstructor as the workstation
+//   makes them. -o names the output (one source only); --to names a folder, where each output
+//   is named after its source (a taken name gets a number). Rate and bits default to the
+//   source's. Quality: fastest, low, good, better, best, tweak (9 to 257 filter taps).
+// consolidate SRC --range START:END... -o OUT [--json]
+//   One file of the source's format holding only the given sample ranges, in order.
+//
+// The destination type follows the output's extension where one is given; only WAVE files
+// are written. An existing output is never overwritten. A progress bar shows on a terminal
+// (standard error). Ctrl-C cancels: every output of the run, finished or not, is deleted and
+// the command ends with "mirafile: cancelled" (status 130). A failure (a source that is not
+// audio, a folder that cannot be written, a full disk) prints one line and deletes every
+// output of the run too; the sources are only read.
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <iostream>
+#include <map>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "Cmn_Exception.h"
+#include "FF/Audio/FF_AudioFile.h"
+#include "FF/Audio/Processing/FF_AudioFileUtils.h"
+#include "FF/Audio/Processing/FF_AudioProcessConsolidateAudioFileConstructor.h"
+#include "FF/Audio/Processing/FF_AudioProcessConvertAudioFile.h"
+#include "FF/Audio/Processing/FF_AudioProcessConvertAudioFileConstructor.h"
+#include "FF/Audio/Processing/FF_AudioProcessUtils.h"
+#include "Sys_FileUtils.h"
+#include "Sys_ProcessBlocker.h"
+#include "Tool.h"
+
+namespace
+{
+const char* const cConvertUsage =
+    "convert SRC... (-o OUT | --to DIR) [--rate HZ] [--bits 8|16|24] "
+    "[--quality fastest|low|good|better|best|tweak] [--gain DB] [--dither] [--squeeze] "
+    "[--split] [--json]";
+const char* const cConsolidateUsage = "consolidate SRC --range START:END... -o OUT [--json]";
+
+volatile std::sig_atomic_t sCancelRequested = 0;
+
+extern "C" void OnConvertInterrupt(int)
+{
+    sCancelRequested = 1;
+}
+
+class StInterruptHandler
+{
+public:
+    StInterruptHandler()
+    {
+        sCancelRequested = 0;
+        struct sigaction action = {};
+        action.sa_handler = OnConvertInterrupt;
+        sigemptyset(&action.sa_mask);
+        ::sigaction(SIGINT, &action, &mOld);
+    }
+    ~StInterruptHandler() { ::sigaction(SIGINT, &mOld, nullptr); }
+    StInterruptHandler(const StInterruptHandler&) = delete;
+    StInterruptHandler& operator=(const StInterruptHandler&) = delete;
+
+private:
+    struct sigaction mOld = {};
+};
+
+class ProgressBar
+{
+public:
+    explicit ProgressBar(int64_t iTotal) : mTotal(iTotal), mShown(::isatty(STDERR_FILENO) == 1) {}
+    ~ProgressBar() { Clear(); }
+    ProgressBar(const ProgressBar&) = delete;
+    ProgressBar& operator=(const ProgressBar&) = delete;
+
+    void Show(int64_t iDone, const std::string& iName)
+    {
+        if (!mShown)
+            return;
+        const int percent = mTotal > 0 ? int(std::min<int64_t>(100, iDone * 100 / mTotal)) : 100;
+        const int width = 30, filled = percent * width / 100;
+        std::string bar(size_t(filled), '=');
+        bar.resize(size_t(width), ' ');
+        std::cerr << "\r[" << bar << "] "
+                  << (percent < 10    ? "  "
+                      : percent < 100 ? " "
+                                      : "")
+                  << percent << "%  " << iName.substr(0, 40) << "\033[K" << std::flush;
+    }
+    void Clear()
+    {
+        if (mShown)
+            std::cerr << "\r\033[K" << std::flush;
+    }
+
+private:
+    const int64_t mTotal;
+    const bool mShown;
+};
+
+// The tool's names of the conversion qualities, by filter length.
+const std::map<std::string, ESRCQuality>& QualityNames()
+{
+    static const std::map<std::string, ESRCQuality> sNames = {
+        {"fastest", eSRCQuality_Fastest}, {"low", eSRCQuality_Low},
+        {"good", eSRCQuality_Medium},     {"better", eSRCQuality_High},
+        {"best", eSRCQuality_Higher},     {"tweak", eSRCQuality_Best}};
+    return sNames;
+}
+
+// "-o X" is the short form of "--o X".
+std::vector<std::string> WithLongOutput(const std::vector<std::string>& iArgs)
+{
+    std::vector<std::string> args;
+    for (const std::string& a : iArgs)
+        args.push_back(a == "-o" ? "--o" : a);
+    return args;
+}
+
+struct Output
+{
+    std::string mPath;
+    FF_AudioFile::Properties mProperties;
+};
+
+struct Conversion
+{
+    std::string mSource;
+    std::vector<std::string> mStages;
+    std::vector<Output> mOutputs;
+};
+
+FF_AudioFileRef OpenSource(const std::string& iPath, FF_AudioFile::Properties* oProperties)
+{
+    const Sys_FileLoc loc(iPath);
+    if (!Sys_FileUtils::Exists(loc))
+        throw std::runtime_error("\"" + iPath + "\": no such file");
+    if (Sys_FileUtils::IsFolder(loc))
+        throw std::runtime_error("\"" + iPath + "\" is a folder, not an audio file");
+    FF_AudioFileRef file(new FF_AudioFile(loc));
+    file->Open(Cmn_Store::eOpenFlag_OpenForRead);
+    if (file->GetAudioFileType() == eAudioFileType_Unknown)
+    {
+        file->Close();
+        throw std::runtime_error("\"" + iPath + "\" is not an audio file that mirafile can read");
+    }
+    *oProperties = file->GetProperties();
+    file->Close();
+    return file;
+}
+
+// The destination type from an output's extension: WAVE, or a clear refusal.
+void CheckOutputExtension(const std::string& iPath)
+{
+    const Sys_FileLoc loc(iPath);
+    const std::string extension = loc.GetExtension();
+    if (extension.empty())
+        return;
+    std::string lower = extension;
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](unsigned char c) { return char(std::tolower(c)); });
+    if (lower != "wav" && lower != "wave" && lower != ".wav" && lower != ".wave")
+        throw std::runtime_error("\"" + iPath + "\": only WAVE files (.wav) can be written");
+}
+
+void CheckWritableFolder(const Sys_FileLoc& iFolder)
+{
+    if (!Sys_FileUtils::Exists(iFolder) || !Sys_FileUtils::IsFolder(iFolder))
+        throw std::runtime_error("\"" + iFolder.GetFullPath() + "\" is not a folder");
+    if (::access(iFolder.GetFullPath().c_str(), W_OK | X_OK) != 0)
+        throw std::runtime_error("\"" + iFolder.GetFullPath() + "\": folder cannot be written");
+}
+
+Output Describe(const Sys_FileLoc& iLoc)
+{
+    Output output;
+    output.mPath = iLoc.GetFullPath();
+    FF_AudioFileRef file(new FF_AudioFile(iLoc));
+    file->Open(Cmn_Store::eOpenFlag_OpenForRead);
+    output.mProperties = file->GetProperties();
+    file->Close();
+    return output;
+}
+
+// Runs a planned chain by hand to its end, drawing progress; Ctrl-C aborts it.
+void RunChain(const FF_BatchProcess::BatchProcessHandle& iProcess, int64_t iDoneBefore,
+              const std::string& iName, ProgressBar& ioBar)
+{
+    Sys_ProcessBlockerImpl blocker;
+    FF_AudioProcessUtils::SetupManualProcessChain(iProcess.Get(), &blocker);
+    auto* chainP = dynamic_cast<FF_AudioProcessChain*>(iProcess.Get());
+    bool done = false;
+    while (!done && !sCancelRequested)
+    {
+        done = FF_AudioProcessUtils::RunProcessChainForSlice(iProcess.Get(), 50);
+        if (chainP && chainP->GetConsumer())
+            ioBar.Show(iDoneBefore + chainP->GetConsumer()->GetUnitsProcessed(), iName);
+    }
+    if (iProcess->GetStatus() != Sys_Task::eStatus_Complete)
+    {
+        FF_AudioProcessUtils::AbortManualProcessChain(iProcess.Get());
+        throw Cmn_CancelException();
+    }
+    if (sCancelRequested)
+        throw Cmn_CancelException();
+}
+
+void PrintJson(const std::vector<Conversion>& iConversions)
+{
+    std::cout << "{\"conversions\": [";
+    for (size_t i = 0; i < iConversions.size(); ++i)
+    {
+        const Conversion& c = iConversions[i];
+        std::cout << (i ? ", " : "") << "{\"source\": " << Tool_JsonString(c.mSource)
+                  << ", \"stages\": [";
+        for (size_t s = 0; s < c.mStages.size(); ++s)
+            std::cout << (s ? ", " : "") << Tool_JsonString(c.mStages[s]);
+        std::cout << "], \"outputs\": [";
+        for (size_t o = 0; o < c.mOutputs.size(); ++o)
+        {
+            const FF_AudioFile::Properties& p = c.mOutputs[o].mProperties;
+            std::cout << (o ? ", " : "") << "{\"path\": " << Tool_JsonString(c.mOutputs[o].mPath)
+                      << ", \"type\": "
+                      << Tool_JsonString(FF_AudioFile::GetAudioFileTypeName(p.mAudioFileType))
+                      << ", \"rate\": " << p.mSampleRate << ", \"bits\": " << p.mBitDepth
+                      << ", \"channels\": " << p.mNumChannels << ", \"samples\": " << p.mNumSamples
+                      << "}";
+        }
+        std::cout << "]}";
+    }
+    std::cout << "]}\n";
+}
+
+void PrintText(const std::vector<Conversion>& iConversions, const char* iVerb)
+{
+    for (const Conversion& c : iConversions)
+        for (const Output& o : c.mOutputs)
+            std::cout << iVerb << " " << c.mSource << " -> " << o.mPath << " ("
+                      << o.mProperties.mSampleRate << " Hz, " << o.mProperties.mBitDepth << "-bit, "
+                      << o.mProperties.mNumChannels << " ch, " << o.mProperties.mNumSamples
+                      << " samples)\n";
+}
+
+// Which word lengths the chain can change between.
+void CheckBits(const std::string& iSource, int16_t iSrcBits, int16_t iDstBits)
+{
+    const bool known = iSrcBits == 8 || iSrcBits == 16 || iSrcBits == 24;
+    if (!known && iSrcBits != iDstBits)
+        throw std::runtime_error("\"" + iSource + "\": " + std::to_string(iSrcBits) +
+                                 "-bit sources can only be converted to " +
+                                 std::to_string(iSrcBits) + " bits");
+}
+
+int RunConvertCommand(const std::vector<std::string>& iArgs)
+{
+    const Tool_Args args(WithLongOutput(iArgs),
+                         {"o", "output", "to", "rate", "bits", "quality", "gain"},
+                         {"dither", "squeeze", "split", "json"});
+    const std::vector<std::string>& sources = args.Positional();
+    const std::string out = args.Has("o") ? args.Get("o") : args.Get("output");
+    const bool hasOut = args.Has("o") || args.Has("output");
+    if (sources.empty() || hasOut == args.Has("to"))
+        throw Tool_UsageError(std::string("usage: mirafile ") + cConvertUsage);
+    if (hasOut && sources.size() > 1)
+        throw Tool_UsageError("-o takes one source; use --to DIR for several");
+
+    int32_t rate = 0;
+    if (args.Has("rate"))
+    {
+        const int64_t value = Tool_ParseInt(args.Get("rate"), "--rate");
+        if (value < 1000 || value > 204000)
+            throw Tool_UsageError("--rate must be between 1000 and 204000 Hz");
+        rate = int32_t(value);
+    }
+    int16_t bits = 0;
+    if (args.Has("bits"))
+    {
+        const int64_t value = Tool_ParseInt(args.Get("bits"), "--bits");
+        if (value != 8 && value != 16 && value != 24)
+            throw Tool_UsageError("--bits must be 8, 16 or 24");
+        bits = int16_t(value);
+    }
+    ESRCQuality quality = eSRCQuality_Medium;
+    if (args.Has("quality"))
+    {
+        const auto found = QualityNames().find(args.Get("quality"));
+        if (found == QualityNames().end())
+            throw Tool_UsageError("--quality must be fastest, low, good, better, best or tweak");
+        quality = found->second;
+    }
+    double gain = 0.0;
+    if (args.Has("gain"))
+    {
+        gain = Tool_ParseDouble(args.Get("gain"), "--gain");
+        if (!std::isfinite(gain) || gain < -96.0 || gain > 48.0)
+            throw Tool_UsageError("--gain must be between -96 and 48 dB");
+    }
+    const bool split = args.Flag("split");
+
+    // Everything is checked before anything is written.
+    std::vector<FF_AudioFileRef> files;
+    std::vector<FF_AudioFile::Properties> properties;
+    int64_t totalSamples = 0;
+    for (const std::string& source : sources)
+    {
+        FF_AudioFile::Properties p;
+        files.push_back(OpenSource(source, &p));
+        CheckBits(source, p.mBitDepth, bits ? bits : p.mBitDepth);
+        properties.push_back(p);
+        totalSamples += FF_AudioFileUtils::CalcSamples(p.mNumSamples, rate ? rate : p.mSampleRate,
+                                                       p.mSampleRate);
+    }
+    Sys_FileLoc folder;
+    if (hasOut)
+    {
+        CheckOutputExtension(out);
+        if (Sys_FileUtils::Exists(Sys_FileLoc(out)))
+            throw std::runtime_error("\"" + out + "\" exists already");
+        folder = Sys_FileLoc(out).GetParentFolder();
+        if (folder.IsEmpty())
+            folder = Sys_FileLoc(".");
+    }
+    else
+        folder = Sys_FileLoc(args.Get("to"));
+    CheckWritableFolder(folder);
+
+    StInterruptHandler interruptHandler;
+    // Every output of the run goes unless the whole run succeeds.
+    Sys_FileUtils::StDeleteFiles runDeleter;
+    std::vector<Conversion> conversions;
+    {
+        ProgressBar bar(totalSamples);
+        int64_t doneBefore = 0;
+        for (size_t i = 0; i < files.size(); ++i)
+        {
+            const FF_AudioFile::Properties& p = properties[i];
+            const int32_t dstRate = rate ? rate : p.mSampleRate;
+            const int16_t dstBits = bits ? bits : p.mBitDepth;
+            const std::string name = files[i]->GetFileLoc().GetName();
+            Conversion conversion;
+            conversion.mSource = sources[i];
+            std::vector<Sys_FileLoc> made;
+            try
+            {
+                if (!split)
+                {
+                    FF_AudioFileUtils::ConvertAudioFileParams params;
+                    params.mBitDepth = dstBits;
+                    params.mSampleRate = dstRate;
+                    params.mSqueeze = args.Flag("squeeze");
+                    params.mSRCQuality = quality;
+                    params.mGainDB = gain;
+                    params.mDither = args.Flag("dither");
+                    FF_AudioFileUtils::SetConvertAudioFileParams(params);
+                    const Sys_FileLoc dest =
+                        hasOut ? Sys_FileLoc(out)
+                               : FF_AudioFileUtils::GetUniqueAudioFileLocs(
+                                     folder, name,
+                                     FF_AudioFile::FileTypeFromAudioFileType(eAudioFileType_WAVE),
+                                     {}, 255)
+                                     .front();
+                    runDeleter.Add(dest);
+                    FF_AudioFileUtils::ConvertAudioFiles(
+                        {files[i]}, {dest}, eAudioFileType_WAVE,
+                        [&](int64_t iDone, int64_t)
+                        {
+                            bar.Show(doneBefore + iDone, name);
+                            return !sCancelRequested;
+                        },
+                        &conversion.mStages);
+                    made.push_back(dest);
+                }
+                else
+                {
+                    auto* constructorP = new FF_AudioProcessConvertAudioFileConstructor(
+                        files[i], dstBits, eAudioFileType_WAVE, dstRate, quality, gain,
+                        args.Flag("squeeze"), args.Flag("dither"));
+                    Cmn_AliasedRefCountPtr<FF_AudioProcessConvertAudioFileConstructor> constructor(
+                        constructorP);
+                    constructor->SetDstFolderLoc(folder);
+                    if (hasOut)
+                    {
+                        constructor->SetDstName(Sys_FileLoc(out).GetName());
+                        constructor->SetNameLengthLimit(255);
+                    }
+                    constructor->SetFileDeleter(&runDeleter);
+                    FF_BatchProcess::BatchProcessHandle process = constructor->CreateBatchProcess();
+                    constructor->SetFileDeleter(nullptr);
+                    auto* chainP = dynamic_cast<FF_AudioProcessConvertAudioFile*>(process.Get());
+                    conversion.mStages = chainP->GetStageNames();
+                    made = chainP->GetDstFileLocs();
+                    RunChain(process, doneBefore, name, bar);
+                }
+            }
+            catch (const Cmn_CancelException&)
+            {
+                throw;
+            }
+            catch (const std::exception& e)
+            {
+                throw std::runtime_error("converting \"" + sources[i] + "\": " + e.what());
+            }
+            for (const Sys_FileLoc& loc : made)
+                conversion.mOutputs.push_back(Describe(loc));
+            conversions.push_back(std::move(conversion));
+            doneBefore += FF_AudioFileUtils::CalcSamples(p.mNumSamples, dstRate, p.mSampleRate);
+        }
+    }
+    if (sCancelRequested)
+        throw Cmn_CancelException();
+    runDeleter.Release();
+    if (args.Flag("json"))
+        PrintJson(conversions);
+    else
+        PrintText(conversions, "converted");
+    return 0;
+}
+
+Cmn_Interval ParseRange(const std::string& iText, int64_t iNumSamples)
+{
+    const size_t colon = iText.find(':');
+    if (colon == std::string::npos)
+        throw Tool_UsageError("--range takes START:END in samples, not \"" + iText + "\"");
+    const int64_t begin = Tool_ParseInt(iText.substr(0, colon), "--range start");
+    const int64_t end = Tool_ParseInt(iText.substr(colon + 1), "--range end");
+    if (begin < 0 || end < begin)
+        throw Tool_UsageError("--range " + iText +
+                              ": START must be 0 or more and END not below it");
+    if (end > iNumSamples)
+        throw std::runtime_error("--range " + iText + " ends past the source's " +
+                                 std::to_string(iNumSamples) + " samples");
+    return Cmn_Interval(begin, end);
+}
+
+int RunConsolidateCommand(const std::vector<std::string>& iArgs)
+{
+    const Tool_Args args(WithLongOutput(iArgs), {"o", "output", "range"}, {"json"});
+    const std::string out = args.Has("o") ? args.Get("o") : args.Get("output");
+    if (args.Positional().size() != 1 || out.empty() || !args.Has("range"))
+        throw Tool_UsageError(std::string("usage: mirafile ") + cConsolidateUsage);
+    const std::string source = args.Positional().front();
+    FF_AudioFile::Properties p;
+    FF_AudioFileRef file = OpenSource(source, &p);
+    std::list<Cmn_Interval> ranges;
+    int64_t total = 0;
+    for (const std::string& range : args.GetAll("range"))
+    {
+        ranges.push_back(ParseRange(range, p.mNumSamples));
+        total += ranges.back().GetLength();
+    }
+    CheckOutputExtension(out);
+    if (Sys_FileUtils::Exists(Sys_FileLoc(out)))
+        throw std::runtime_error("\"" + out + "\" exists already");
+    Sys_FileLoc folder = Sys_FileLoc(out).GetParentFolder();
+    if (folder.IsEmpty())
+        folder = Sys_FileLoc(".");
+    CheckWritableFolder(folder);
+
+    StInterruptHandler interruptHandler;
+    Sys_FileUtils::StDeleteFiles runDeleter;
+    Conversion conversion;
+    conversion.mSource = source;
+    std::vector<Sys_FileLoc> made;
+    try
+    {
+        Cmn_AliasedRefCountPtr<FF_AudioProcessConsolidateAudioFileConstructor> constructor(
+            new FF_AudioProcessConsolidateAudioFileConstructor(
+                file, ranges, p.mBitDepth, eAudioFileType_WAVE, p.mSampleRate, eSRCQuality_Medium));
+        constructor->SetDstFolderLoc(folder);
+        constructor->SetDstName(Sys_FileLoc(out).GetName());
+        constructor->SetNameLengthLimit(255);
+        constructor->SetInterleaved(true);
+        constructor->SetFileDeleter(&runDeleter);
+        FF_BatchProcess::BatchProcessHandle process = constructor->CreateBatchProcess();
+        constructor->SetFileDeleter(nullptr);
+        auto* chainP = dynamic_cast<FF_AudioProcessConvertAudioFile*>(process.Get());
+        conversion.mStages = chainP->GetStageNames();
+        made = chainP->GetDstFileLocs();
+        ProgressBar bar(total);
+        RunChain(process, 0, Sys_FileLoc(source).GetName(), bar);
+    }
+    catch (const Cmn_CancelException&)
+    {
+        throw;
+    }
+    catch (const std::exception& e)
+    {
+        throw std::runtime_error("consolidating \"" + source + "\": " + e.what());
+    }
+    for (const Sys_FileLoc& loc : made)
+        conversion.mOutputs.push_back(Describe(loc));
+    runDeleter.Release();
+    if (args.Flag("json"))
+        PrintJson({conversion});
+    else
+        PrintText({conversion}, "consolidated");
+    return 0;
+}
+
+Tool_Registrar sConvertRegistrar{
+    {"convert", cConvertUsage,
+     "convert audio files to another rate, depth or level; --split makes multi-mono files",
+     RunConvertCommand}};
+Tool_Registrar sConsolidateRegistrar{{"consolidate", cConsolidateUsage,
+                                      "a new audio file holding only the given sample ranges",
+                                      RunConsolidateCommand}};
+} // namespace
