@@ -6,7 +6,8 @@ Sys_MultiTaskThread::Sys_MultiTaskThread(int32_t iIdlePeriodMS)
     : Sys_Thread(Sys_Task::TaskHandle()), mTaskQueue(std::make_unique<Sys_TaskQueue>()),
       mSuspendMutex(Sys_Mutex::Create(eSys_MutexType_Plain)),
       mQueueEvent(mTaskQueue->GetQueueEvent()), mTimer(Sys_TimerEvent::Create(false)),
-      mIdlePeriodMS(iIdlePeriodMS)
+      mIdlePeriodMS(iIdlePeriodMS),
+      mIdleObjects{Sys_SyncObject::Handle(mQueueEvent.Get()), Sys_SyncObject::Handle(mTimer.Get())}
 {
     CMN_ASSERT(iIdlePeriodMS > 0);
     // Made suspended: Create's Resume releases the mutex.
@@ -50,9 +51,7 @@ Sys_Thread::EStatus Sys_MultiTaskThread::Exec()
     if (IsHeldByClient())
     {
         mTimer->Set(mIdlePeriodMS);
-        Block(Sys_SyncObject::HandleList{Sys_SyncObject::Handle(mQueueEvent.Get()),
-                                         Sys_SyncObject::Handle(mTimer.Get())},
-              true);
+        Block(mIdleObjects, true);
         return eStatus_Blocked;
     }
     return eStatus_Finished;

@@ -62,4 +62,6 @@ private:
     Sys_AtomicInt32 mHighestPriority{0};
     Sys_AtomicInt32 mLowestPriority{0};
     const int32_t mIdlePeriodMS;
+    // What an idle step waits for (the queue event, then the timer), made once.
+    const Sys_SyncObject::HandleList mIdleObjects;
 };

@@ -37,6 +37,8 @@ public:
 
     // The list and the flag as they stand (for the thread body).
     Sys_SyncObject::HandleList GetBlockingObjects(bool& oWaitForAny) const;
+    // The same into oObjects (replacing its entries, reusing its capacity).
+    void CopyBlockingObjects(Sys_SyncObject::HandleList& oObjects, bool& oWaitForAny) const;
     void ClearBlockingObjects();
 
 private:

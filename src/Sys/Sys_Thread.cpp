@@ -149,6 +149,8 @@ bool Sys_Thread::IsBlocking() const
 
 void Sys_ThreadImpl::RunSteps()
 {
+    // The list to wait for, reused from step to step (it keeps its capacity).
+    Sys_SyncObject::HandleList objects;
     for (;;)
     {
         WaitWhileSuspended();
@@ -162,10 +164,11 @@ void Sys_ThreadImpl::RunSteps()
             if (result == Sys_Thread::eStatus_Blocked)
             {
                 bool waitForAny = false;
-                const Sys_SyncObject::HandleList objects = GetBlockingObjects(waitForAny);
+                CopyBlockingObjects(objects, waitForAny);
                 if (!objects.empty())
                     Sys_SyncObject::WaitForMultipleObjects(objects, waitForAny,
                                                            Sys_SyncObject::cWaitForever);
+                objects.clear();
                 ClearBlockingObjects();
             }
         }
@@ -174,6 +177,7 @@ void Sys_ThreadImpl::RunSteps()
             if (!Sys_Utils::HandleFatalException(e))
                 throw;
         }
+        objects.clear(); // also after a wait that threw
         if (result == Sys_Thread::eStatus_Finished)
         {
             OnFinished();

@@ -1,6 +1,6 @@
 // Containers guarded by a mutex of their own, for handing items between threads.
 //
-// Sys_ThreadSafeQueue<T>: a list; Push at the tail, Pop at the head.
+// Sys_ThreadSafeQueue<T>: a ring that only grows; Push at the tail, Pop at the head.
 // Sys_ThreadSafePriorityQueue<T, Less>: a heap in a vector; Pop gives the greatest item
 // under Less. Items equal under Less leave in no particular order (callers that need an
 // order put it into Less, as Sys_TaskQueueItem does with its ordinal).
@@ -14,8 +14,8 @@
 #include <cstddef>
 #include <functional>
 #include <iterator>
-#include <list>
 #include <mutex>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -31,52 +31,80 @@ public:
     void Push(const T& iItem)
     {
         std::lock_guard<std::mutex> lock(mMutex);
-        mList.push_back(iItem);
+        GrowIfFullLocked();
+        mSlots[(mHead + mCount) % mSlots.size()].emplace(iItem);
+        ++mCount;
     }
     void Push(T&& iItem)
     {
         std::lock_guard<std::mutex> lock(mMutex);
-        mList.push_back(std::move(iItem));
+        GrowIfFullLocked();
+        mSlots[(mHead + mCount) % mSlots.size()].emplace(std::move(iItem));
+        ++mCount;
     }
     T Pop()
     {
         std::lock_guard<std::mutex> lock(mMutex);
-        CMN_ASSERT_TEXT(!mList.empty(), "!IsEmpty()");
-        T item = std::move(mList.front());
-        mList.pop_front();
+        CMN_ASSERT_TEXT(mCount != 0, "!IsEmpty()");
+        T item = std::move(*mSlots[mHead]);
+        PopFrontLocked();
         return item;
     }
     bool TryPop(T& oItem)
     {
         std::lock_guard<std::mutex> lock(mMutex);
-        if (mList.empty())
+        if (mCount == 0)
             return false;
-        oItem = std::move(mList.front());
-        mList.pop_front();
+        oItem = std::move(*mSlots[mHead]);
+        PopFrontLocked();
         return true;
     }
     bool IsEmpty() const
     {
         std::lock_guard<std::mutex> lock(mMutex);
-        return mList.empty();
+        return mCount == 0;
     }
     size_t GetSize() const
     {
         std::lock_guard<std::mutex> lock(mMutex);
-        return mList.size();
+        return mCount;
     }
     void Clear()
     {
-        std::list<T> old;
+        // The items are destroyed outside the lock.
+        std::vector<std::optional<T>> old;
         {
             std::lock_guard<std::mutex> lock(mMutex);
-            old.swap(mList);
+            old.swap(mSlots);
+            mHead = 0;
+            mCount = 0;
         }
     }
 
 private:
+    // A ring of slots that only grows: once it holds the most items ever queued at once,
+    // pushing and popping allocate nothing.
+    void GrowIfFullLocked()
+    {
+        if (mCount < mSlots.size())
+            return;
+        std::vector<std::optional<T>> grown(mSlots.empty() ? 16 : mSlots.size() * 2);
+        for (size_t i = 0; i < mCount; ++i)
+            grown[i] = std::move(mSlots[(mHead + i) % mSlots.size()]);
+        mSlots.swap(grown);
+        mHead = 0;
+    }
+    void PopFrontLocked()
+    {
+        mSlots[mHead].reset();
+        mHead = (mHead + 1) % mSlots.size();
+        --mCount;
+    }
+
     mutable std::mutex mMutex;
-    std::list<T> mList;
+    std::vector<std::optional<T>> mSlots;
+    size_t mHead = 0;  // slot of the oldest item
+    size_t mCount = 0; // items queued
 };
 
 template <class T, class Less = std::less<T>> class Sys_ThreadSafePriorityQueue
@@ -89,6 +117,10 @@ public:
     void Push(const T& iItem)
     {
         std::lock_guard<std::mutex> lock(mMutex);
+        // Room for the usual number of items at once from the start: the heap then does not
+        // grow while items come and go.
+        if (mHeap.capacity() == 0)
+            mHeap.reserve(cInitialCapacity);
         mHeap.push_back(iItem);
         std::push_heap(mHeap.begin(), mHeap.end(), Less());
     }
@@ -143,6 +175,8 @@ public:
     }
 
 private:
+    static constexpr size_t cInitialCapacity = 32;
+
     mutable std::mutex mMutex;
     std::vector<T> mHeap;
 };

@@ -65,7 +65,10 @@ bool FF_AsyncAudioFileIOParams::ErrorOccurred() const
 
 void FF_AsyncAudioFileIOParams::ThrowIfErrorOccurred() const
 {
-    Sys_ThrowIfOSErr(mSysParams->GetResultState().mError, "asynchronous audio transfer");
+    // The context text is made only when there is an error to report.
+    const int32_t error = mSysParams->GetResultState().mError;
+    if (error != 0)
+        Sys_ThrowIfOSErr(error, "asynchronous audio transfer");
 }
 
 void FF_AsyncAudioFileIOParams::SwapSampleBuffer(Sys_AsyncFileIOParams* iSysParamsP, void* iDataP)

@@ -6,14 +6,13 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
 #include <fcntl.h>
-#include <functional>
 #include <mutex>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "Cmn_Assert.h"
@@ -123,6 +122,17 @@ bool IsAligned(const void* iP, int64_t iAlignment)
 
 // ---- the I/O threads -----------------------------------------------------------------------
 
+// A transfer for the I/O threads. It lives in storage of its issuer's (a recycled record),
+// so queueing it allocates nothing.
+class IOJob
+{
+public:
+    virtual void Execute() = 0;
+
+protected:
+    ~IOJob() = default;
+};
+
 class IOThreadPool
 {
 public:
@@ -132,14 +142,24 @@ public:
         return sPool;
     }
 
-    void Submit(std::function<void()> iJob)
+    void Submit(IOJob* iJobP)
     {
         {
             std::lock_guard<std::mutex> lock(mMutex);
             if (mThreads.empty())
                 for (int i = 0; i < cIOThreadCount; ++i)
                     mThreads.emplace_back([this] { Run(); });
-            mJobs.push_back(std::move(iJob));
+            // A ring that only grows: in steady state queueing allocates nothing.
+            if (mCount == mJobs.size())
+            {
+                std::vector<IOJob*> grown(mJobs.empty() ? 16 : mJobs.size() * 2, nullptr);
+                for (size_t i = 0; i < mCount; ++i)
+                    grown[i] = mJobs[(mHead + i) % mJobs.size()];
+                mJobs.swap(grown);
+                mHead = 0;
+            }
+            mJobs[(mHead + mCount) % mJobs.size()] = iJobP;
+            ++mCount;
         }
         mCondition.notify_one();
     }
@@ -162,22 +182,25 @@ private:
     {
         for (;;)
         {
-            std::function<void()> job;
+            IOJob* jobP = nullptr;
             {
                 std::unique_lock<std::mutex> lock(mMutex);
-                mCondition.wait(lock, [this] { return mStop || !mJobs.empty(); });
-                if (mJobs.empty())
+                mCondition.wait(lock, [this] { return mStop || mCount != 0; });
+                if (mCount == 0)
                     return;
-                job = std::move(mJobs.front());
-                mJobs.pop_front();
+                jobP = std::exchange(mJobs[mHead], nullptr);
+                mHead = (mHead + 1) % mJobs.size();
+                --mCount;
             }
-            job();
+            jobP->Execute();
         }
     }
 
     std::mutex mMutex;
     std::condition_variable mCondition;
-    std::deque<std::function<void()>> mJobs;
+    std::vector<IOJob*> mJobs;
+    size_t mHead = 0;  // slot of the oldest job
+    size_t mCount = 0; // jobs queued
     std::vector<std::thread> mThreads;
     bool mStop = false;
 };
@@ -194,6 +217,92 @@ struct Sys_FilePosix::Shared
     std::mutex mMutex;
     std::condition_variable mIdle;
     int32_t mInFlight = 0;
+};
+
+// One async transfer: run by an I/O thread, then posted to the issuing thread, whose wait
+// completes it. Records are recycled (never freed), so a steady flow of transfers allocates
+// nothing for them.
+struct Sys_FilePosix::AsyncJob final : IOJob, Sys_ApcQueue::Item
+{
+    static AsyncJob* Acquire()
+    {
+        FreeList& freeList = GetFreeList();
+        {
+            std::lock_guard<std::mutex> lock(freeList.mMutex);
+            if (!freeList.mJobs.empty())
+            {
+                AsyncJob* jobP = freeList.mJobs.back();
+                freeList.mJobs.pop_back();
+                return jobP;
+            }
+        }
+        return new AsyncJob;
+    }
+
+    // On an I/O thread.
+    void Execute() override
+    {
+        mError = 0;
+        mMoved = mWrite ? PWriteAll(mShared->mFD, mBufferP, mCount, mPosition, mError)
+                        : PReadAll(mShared->mFD, mBufferP, mCount, mPosition, mError);
+        // Once posted, the record belongs to the issuing thread.
+        const std::shared_ptr<Shared> shared = std::move(mShared);
+        const std::shared_ptr<Sys_ApcQueue> issuer = std::move(mIssuer);
+        issuer->Post(static_cast<Sys_ApcQueue::Item*>(this));
+        std::lock_guard<std::mutex> lock(shared->mMutex);
+        if (--shared->mInFlight == 0)
+            shared->mIdle.notify_all();
+    }
+
+    // On the issuing thread, during an alertable wait.
+    void Run() override
+    {
+        const Sys_AsyncFileIOParams::ParamsHandle params = std::move(mParams);
+        const int32_t error = mError;
+        const int64_t moved = mMoved;
+        Release();
+        params->SetResultState(error, moved);
+        params->RunCallback();
+        params->SignalCompletionEvent();
+    }
+
+    // The issuing thread ended first: the transfer is dropped.
+    void Discard() override
+    {
+        const Sys_AsyncFileIOParams::ParamsHandle params = std::move(mParams);
+        Release();
+    }
+
+    std::shared_ptr<Shared> mShared;
+    std::shared_ptr<Sys_ApcQueue> mIssuer;
+    Sys_AsyncFileIOParams::ParamsHandle mParams;
+    int64_t mPosition = 0;
+    int64_t mCount = 0;
+    void* mBufferP = nullptr;
+    bool mWrite = false;
+    int32_t mError = 0;
+    int64_t mMoved = 0;
+
+private:
+    struct FreeList
+    {
+        std::mutex mMutex;
+        std::vector<AsyncJob*> mJobs;
+    };
+    // Never destroyed: records may come back while the process ends.
+    static FreeList& GetFreeList()
+    {
+        static FreeList* sFreeListP = new FreeList;
+        return *sFreeListP;
+    }
+
+    void Release()
+    {
+        mParams = Sys_AsyncFileIOParams::ParamsHandle();
+        FreeList& freeList = GetFreeList();
+        std::lock_guard<std::mutex> lock(freeList.mMutex);
+        freeList.mJobs.push_back(this);
+    }
 };
 
 Sys_FilePosix::Sys_FilePosix(const Sys_FileLoc& iLoc) : mLoc(iLoc) {}
@@ -651,30 +760,19 @@ void Sys_FilePosix::IssueAsync(Sys_AsyncFileIOParams* iParamsP, bool iWrite)
     if (position < 0 || count < 0 || (count > 0 && !bufferP))
         ThrowError(EINVAL);
 
-    Sys_AsyncFileIOParams::ParamsHandle params(iParamsP);
-    std::shared_ptr<Sys_ApcQueue> issuer = Sys_ApcQueue::GetCurrent();
-    std::shared_ptr<Shared> shared = mShared;
+    AsyncJob* jobP = AsyncJob::Acquire();
+    jobP->mParams = Sys_AsyncFileIOParams::ParamsHandle(iParamsP);
+    jobP->mIssuer = Sys_ApcQueue::GetCurrent();
+    jobP->mShared = mShared;
+    jobP->mPosition = position;
+    jobP->mCount = count;
+    jobP->mBufferP = bufferP;
+    jobP->mWrite = iWrite;
     {
-        std::lock_guard<std::mutex> lock(shared->mMutex);
-        ++shared->mInFlight;
+        std::lock_guard<std::mutex> lock(mShared->mMutex);
+        ++mShared->mInFlight;
     }
-    IOThreadPool::Instance().Submit(
-        [shared, issuer, params, position, count, bufferP, iWrite]()
-        {
-            int32_t error = 0;
-            const int64_t moved = iWrite ? PWriteAll(shared->mFD, bufferP, count, position, error)
-                                         : PReadAll(shared->mFD, bufferP, count, position, error);
-            issuer->Post(
-                [params, error, moved]()
-                {
-                    params->SetResultState(error, moved);
-                    params->RunCallback();
-                    params->SignalCompletionEvent();
-                });
-            std::lock_guard<std::mutex> lock(shared->mMutex);
-            if (--shared->mInFlight == 0)
-                shared->mIdle.notify_all();
-        });
+    IOThreadPool::Instance().Submit(jobP);
 }
 
 bool Sys_FilePosix::IsReadOnly() const

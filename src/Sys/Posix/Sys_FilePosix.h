@@ -73,6 +73,7 @@ public:
 
 private:
     struct Shared;
+    struct AsyncJob;
 
     int64_t ReadNormal(void* oBufferP, int64_t iByteCount);
     int64_t WriteNormal(const void* iBufferP, int64_t iByteCount);

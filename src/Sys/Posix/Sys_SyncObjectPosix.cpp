@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <utility>
 
 #include "Cmn_Assert.h"
 #include "Sys_EventPosix.h"
@@ -22,6 +23,50 @@ timespec DeadlineAfter(int32_t iMilliseconds)
     now.tv_nsec = static_cast<decltype(now.tv_nsec)>(nanoseconds % 1000000000);
     return now;
 }
+
+// Empty vectors (with capacity) for the batches of completion routines that the calling
+// thread runs. A routine may wait again, so batches nest; each level takes its own vector and
+// gives it back cleared, keeping the capacity for the next wait.
+class RoutineBatch
+{
+public:
+    RoutineBatch()
+    {
+        auto& spares = Spares();
+        if (!spares.empty())
+        {
+            mRoutines.swap(spares.back());
+            spares.pop_back();
+        }
+    }
+    ~RoutineBatch()
+    {
+        // Items left over (a routine before them threw) are handed back unrun.
+        for (Sys_ApcQueue::Entry& entry : mRoutines)
+            if (Sys_ApcQueue::Item* itemP = std::exchange(entry.mItemP, nullptr))
+                itemP->Discard();
+        mRoutines.clear();
+        auto& spares = Spares();
+        // push_back into existing capacity; only the first batches of a thread grow it.
+        spares.push_back(std::move(mRoutines));
+    }
+    RoutineBatch(const RoutineBatch&) = delete;
+    RoutineBatch& operator=(const RoutineBatch&) = delete;
+
+    std::vector<Sys_ApcQueue::Entry> mRoutines;
+
+private:
+    static std::vector<std::vector<Sys_ApcQueue::Entry>>& Spares()
+    {
+        thread_local std::vector<std::vector<Sys_ApcQueue::Entry>> tSpares;
+        return tSpares;
+    }
+};
+
+constexpr size_t cInitialWaiterCapacity = 8;
+
+// Objects of a multi-object wait up to this many are listed on the stack.
+constexpr size_t cInlineWaitObjects = 16;
 } // namespace
 
 // ---- Sys_ApcQueue ------------------------------------------------------------------------
@@ -38,6 +83,9 @@ Sys_ApcQueue::Sys_ApcQueue()
 
 Sys_ApcQueue::~Sys_ApcQueue()
 {
+    for (Entry& entry : mRoutines)
+        if (Item* itemP = std::exchange(entry.mItemP, nullptr))
+            itemP->Discard();
     ::pthread_cond_destroy(&mCondition);
 }
 
@@ -50,7 +98,16 @@ std::shared_ptr<Sys_ApcQueue> Sys_ApcQueue::GetCurrent()
 void Sys_ApcQueue::Post(Routine iRoutine)
 {
     Sys_SyncObjectPosix::StLock lock;
-    mRoutines.push_back(std::move(iRoutine));
+    mRoutines.push_back(Entry{std::move(iRoutine), nullptr});
+    if (mWaiting)
+        ::pthread_cond_signal(&mCondition);
+}
+
+void Sys_ApcQueue::Post(Item* iItemP)
+{
+    CMN_ASSERT(iItemP);
+    Sys_SyncObjectPosix::StLock lock;
+    mRoutines.push_back(Entry{Routine(), iItemP});
     if (mWaiting)
         ::pthread_cond_signal(&mCondition);
 }
@@ -71,6 +128,13 @@ Sys_SyncObjectPosix::StLock::StLock()
 Sys_SyncObjectPosix::StLock::~StLock()
 {
     ::pthread_mutex_unlock(&sLock);
+}
+
+Sys_SyncObjectPosix::Sys_SyncObjectPosix()
+{
+    // Room for several waiters from the start: the first wait for an object, which may come
+    // late in a stream, then does not allocate.
+    mWaiters.reserve(cInitialWaiterCapacity);
 }
 
 Sys_SyncObjectPosix::~Sys_SyncObjectPosix()
@@ -132,7 +196,7 @@ Sys_SyncObject::EWaitResult Sys_SyncObjectPosix::WaitImpl(Sys_SyncObjectPosix* c
     for (;;)
     {
         const timespec deadline = DeadlineAfter(iTimeOut > 0 ? iTimeOut : 0);
-        std::deque<Sys_ApcQueue::Routine> routines;
+        RoutineBatch batch;
         {
             StLock lock;
             if (TryAcquireLocked(iObjects, iCount, iWaitForAny))
@@ -171,11 +235,16 @@ Sys_SyncObject::EWaitResult Sys_SyncObjectPosix::WaitImpl(Sys_SyncObjectPosix* c
                 if (self.mRoutines.empty())
                     return eWaitResult_TimedOut;
             }
-            routines.swap(self.mRoutines);
+            batch.mRoutines.swap(self.mRoutines);
         }
         // Completion routines run outside the lock; then the wait starts over.
-        for (auto& routine : routines)
-            routine();
+        for (Sys_ApcQueue::Entry& entry : batch.mRoutines)
+        {
+            if (Sys_ApcQueue::Item* itemP = std::exchange(entry.mItemP, nullptr))
+                itemP->Run();
+            else
+                entry.mRoutine();
+        }
     }
 }
 
@@ -193,18 +262,26 @@ Sys_SyncObjectPosix::WaitForMultipleObjectsPosix(const HandleList& iObjects, boo
     CMN_ASSERT(inTimeOut >= cWaitForever);
     if (iObjects.empty())
         Sys_ThrowIfOSErr(EINVAL, "");
-    std::vector<Sys_SyncObjectPosix*> objects;
-    objects.reserve(iObjects.size());
+    // Short lists (the usual case) stay on the stack; longer ones go to the heap.
+    Sys_SyncObjectPosix* inlineObjects[cInlineWaitObjects];
+    std::vector<Sys_SyncObjectPosix*> heapObjects;
+    Sys_SyncObjectPosix** objects = inlineObjects;
+    if (iObjects.size() > cInlineWaitObjects)
+    {
+        heapObjects.resize(iObjects.size());
+        objects = heapObjects.data();
+    }
+    size_t count = 0;
     for (const auto& handle : iObjects)
     {
         auto* objectP = dynamic_cast<Sys_SyncObjectPosix*>(handle.Get());
         if (!objectP)
             Sys_ThrowIfOSErr(EINVAL, "");
-        if (!iWaitForAny && std::find(objects.begin(), objects.end(), objectP) != objects.end())
+        if (!iWaitForAny && std::find(objects, objects + count, objectP) != objects + count)
             Sys_ThrowIfOSErr(EINVAL, "");
-        objects.push_back(objectP);
+        objects[count++] = objectP;
     }
-    return WaitImpl(objects.data(), objects.size(), iWaitForAny, inTimeOut);
+    return WaitImpl(objects, count, iWaitForAny, inTimeOut);
 }
 
 void Sys_SyncObjectPosix::SetPlatformDependentMethods()

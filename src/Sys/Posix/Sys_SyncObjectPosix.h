@@ -22,7 +22,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <pthread.h>
@@ -51,14 +50,40 @@ public:
     // wait, and wakes the thread if it waits now.
     void Post(Routine iRoutine);
 
+    // A completion kept in storage of the poster's own, so queueing it allocates nothing.
+    // Exactly one of Run (on the owning thread, during an alertable wait) and Discard (the
+    // queue ends, or a routine before it threw, and it never runs) is called, once.
+    class Item
+    {
+    public:
+        virtual void Run() = 0;
+        virtual void Discard() = 0;
+
+    protected:
+        ~Item() = default;
+    };
+
+    // Any thread: as Post(Routine), for an item.
+    void Post(Item* iItemP);
+
     // Routines queued and not yet run.
     size_t GetPendingCount() const;
+
+    // A queued routine or item (exactly one of them is set).
+    struct Entry
+    {
+        Routine mRoutine;
+        Item* mItemP = nullptr;
+    };
 
 private:
     friend class Sys_SyncObjectPosix;
 
     pthread_cond_t mCondition;
-    std::deque<Routine> mRoutines;
+    // Posted and not yet run, oldest first. The owning thread swaps it with an empty vector
+    // of its own spare batches to run it, so both keep their capacity and a steady flow of
+    // routines allocates nothing here.
+    std::vector<Entry> mRoutines;
     // The wait in progress (valid while mWaiting).
     Sys_SyncObjectPosix* const* mObjects = nullptr;
     size_t mObjectCount = 0;
@@ -93,7 +118,7 @@ public:
     };
 
 protected:
-    Sys_SyncObjectPosix() = default;
+    Sys_SyncObjectPosix();
     ~Sys_SyncObjectPosix() override;
 
     // With StLock held: whether a wait for this object alone would be satisfied now.

@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "Cmn_Assert.h"
 
@@ -29,7 +30,14 @@ public:
         ioTimer.mArmed = true;
         ioTimer.mDue = iDue;
         const bool earliest = mDue.empty() || iDue < mDue.begin()->first;
-        mDue.emplace(iDue, &ioTimer);
+        if (ioTimer.mSpareNode.empty())
+            mDue.emplace(iDue, &ioTimer);
+        else
+        {
+            ioTimer.mSpareNode.key() = iDue;
+            ioTimer.mSpareNode.mapped() = &ioTimer;
+            mDue.insert(std::move(ioTimer.mSpareNode));
+        }
         if (!mThreadRunning)
         {
             mThreadRunning = true;
@@ -68,7 +76,7 @@ private:
         {
             if (it->second == &ioTimer)
             {
-                mDue.erase(it);
+                ioTimer.mSpareNode = mDue.extract(it);
                 break;
             }
         }
@@ -95,7 +103,7 @@ private:
             if (first->first <= now)
             {
                 Sys_TimerEventPosix* timerP = first->second;
-                mDue.erase(first);
+                timerP->mSpareNode = mDue.extract(first);
                 timerP->mArmed = false;
                 Sys_SyncObjectPosix::StLock syncLock;
                 timerP->FireLocked();

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 
 #include "Sys_SyncObjectPosix.h"
 #include "Sys_TimerEvent.h"
@@ -47,4 +48,7 @@ private:
     bool mSignalled = false; // under StLock
     bool mArmed = false;     // under the service mutex
     int64_t mDue = 0;        // under the service mutex
+    // The node of the service's list of due timers while not armed, kept for the next arming
+    // so that arming allocates nothing (under the service mutex).
+    std::multimap<int64_t, Sys_TimerEventPosix*>::node_type mSpareNode;
 };
