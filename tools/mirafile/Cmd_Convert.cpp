@@ -39,6 +39,7 @@
 #include "Sys_FileUtils.h"
 #include "Sys_ProcessBlocker.h"
 #include "Tool.h"
+#include "Tool_Progress.h"
 
 namespace
 {
@@ -47,65 +48,6 @@ const char* const cConvertUsage =
     "[--quality fastest|low|good|better|best|tweak] [--gain DB] [--dither] [--squeeze] "
     "[--split] [--json]";
 const char* const cConsolidateUsage = "consolidate SRC --range START:END... -o OUT [--json]";
-
-volatile std::sig_atomic_t sCancelRequested = 0;
-
-extern "C" void OnConvertInterrupt(int)
-{
-    sCancelRequested = 1;
-}
-
-class StInterruptHandler
-{
-public:
-    StInterruptHandler()
-    {
-        sCancelRequested = 0;
-        struct sigaction action = {};
-        action.sa_handler = OnConvertInterrupt;
-        sigemptyset(&action.sa_mask);
-        ::sigaction(SIGINT, &action, &mOld);
-    }
-    ~StInterruptHandler() { ::sigaction(SIGINT, &mOld, nullptr); }
-    StInterruptHandler(const StInterruptHandler&) = delete;
-    StInterruptHandler& operator=(const StInterruptHandler&) = delete;
-
-private:
-    struct sigaction mOld = {};
-};
-
-class ProgressBar
-{
-public:
-    explicit ProgressBar(int64_t iTotal) : mTotal(iTotal), mShown(::isatty(STDERR_FILENO) == 1) {}
-    ~ProgressBar() { Clear(); }
-    ProgressBar(const ProgressBar&) = delete;
-    ProgressBar& operator=(const ProgressBar&) = delete;
-
-    void Show(int64_t iDone, const std::string& iName)
-    {
-        if (!mShown)
-            return;
-        const int percent = mTotal > 0 ? int(std::min<int64_t>(100, iDone * 100 / mTotal)) : 100;
-        const int width = 30, filled = percent * width / 100;
-        std::string bar(size_t(filled), '=');
-        bar.resize(size_t(width), ' ');
-        std::cerr << "\r[" << bar << "] "
-                  << (percent < 10    ? "  "
-                      : percent < 100 ? " "
-                                      : "")
-                  << percent << "%  " << iName.substr(0, 40) << "\033[K" << std::flush;
-    }
-    void Clear()
-    {
-        if (mShown)
-            std::cerr << "\r\033[K" << std::flush;
-    }
-
-private:
-    const int64_t mTotal;
-    const bool mShown;
-};
 
 // The tool's names of the conversion qualities, by filter length.
 const std::map<std::string, ESRCQuality>& QualityNames()
@@ -193,13 +135,13 @@ Output Describe(const Sys_FileLoc& iLoc)
 
 // Runs a planned chain by hand to its end, drawing progress; Ctrl-C aborts it.
 void RunChain(const FF_BatchProcess::BatchProcessHandle& iProcess, int64_t iDoneBefore,
-              const std::string& iName, ProgressBar& ioBar)
+              const std::string& iName, Tool_ProgressBar& ioBar)
 {
     Sys_ProcessBlockerImpl blocker;
     FF_AudioProcessUtils::SetupManualProcessChain(iProcess.Get(), &blocker);
     auto* chainP = dynamic_cast<FF_AudioProcessChain*>(iProcess.Get());
     bool done = false;
-    while (!done && !sCancelRequested)
+    while (!done && !Tool_CancelRequested())
     {
         done = FF_AudioProcessUtils::RunProcessChainForSlice(iProcess.Get(), 50);
         if (chainP && chainP->GetConsumer())
@@ -210,7 +152,7 @@ void RunChain(const FF_BatchProcess::BatchProcessHandle& iProcess, int64_t iDone
         FF_AudioProcessUtils::AbortManualProcessChain(iProcess.Get());
         throw Cmn_CancelException();
     }
-    if (sCancelRequested)
+    if (Tool_CancelRequested())
         throw Cmn_CancelException();
 }
 
@@ -333,12 +275,12 @@ int RunConvertCommand(const std::vector<std::string>& iArgs)
         folder = Sys_FileLoc(args.Get("to"));
     CheckWritableFolder(folder);
 
-    StInterruptHandler interruptHandler;
+    Tool_StInterruptHandler interruptHandler;
     // Every output of the run goes unless the whole run succeeds.
     Sys_FileUtils::StDeleteFiles runDeleter;
     std::vector<Conversion> conversions;
     {
-        ProgressBar bar(totalSamples);
+        Tool_ProgressBar bar(totalSamples);
         int64_t doneBefore = 0;
         for (size_t i = 0; i < files.size(); ++i)
         {
@@ -374,7 +316,7 @@ int RunConvertCommand(const std::vector<std::string>& iArgs)
                         [&](int64_t iDone, int64_t)
                         {
                             bar.Show(doneBefore + iDone, name);
-                            return !sCancelRequested;
+                            return !Tool_CancelRequested();
                         },
                         &conversion.mStages);
                     made.push_back(dest);
@@ -415,7 +357,7 @@ int RunConvertCommand(const std::vector<std::string>& iArgs)
             doneBefore += FF_AudioFileUtils::CalcSamples(p.mNumSamples, dstRate, p.mSampleRate);
         }
     }
-    if (sCancelRequested)
+    if (Tool_CancelRequested())
         throw Cmn_CancelException();
     runDeleter.Release();
     if (args.Flag("json"))
@@ -465,7 +407,7 @@ int RunConsolidateCommand(const std::vector<std::string>& iArgs)
         folder = Sys_FileLoc(".");
     CheckWritableFolder(folder);
 
-    StInterruptHandler interruptHandler;
+    Tool_StInterruptHandler interruptHandler;
     Sys_FileUtils::StDeleteFiles runDeleter;
     Conversion conversion;
     conversion.mSource = source;
@@ -485,7 +427,7 @@ int RunConsolidateCommand(const std::vector<std::string>& iArgs)
         auto* chainP = dynamic_cast<FF_AudioProcessConvertAudioFile*>(process.Get());
         conversion.mStages = chainP->GetStageNames();
         made = chainP->GetDstFileLocs();
-        ProgressBar bar(total);
+        Tool_ProgressBar bar(total);
         RunChain(process, 0, Sys_FileLoc(source).GetName(), bar);
     }
     catch (const Cmn_CancelException&)

@@ -24,70 +24,11 @@
 #include "Sys_FileUtils.h"
 #include "Sys_ProcessBlocker.h"
 #include "Tool.h"
+#include "Tool_Progress.h"
 
 namespace
 {
 const char* const cUsage = "copy SRC... DEST [--step-size BYTES] [--json]";
-
-volatile std::sig_atomic_t sCancelRequested = 0;
-
-extern "C" void OnInterrupt(int)
-{
-    sCancelRequested = 1;
-}
-
-// Installs the Ctrl-C handler for the command's lifetime.
-class StInterruptHandler
-{
-public:
-    StInterruptHandler()
-    {
-        sCancelRequested = 0;
-        struct sigaction action = {};
-        action.sa_handler = OnInterrupt;
-        sigemptyset(&action.sa_mask);
-        ::sigaction(SIGINT, &action, &mOld);
-    }
-    ~StInterruptHandler() { ::sigaction(SIGINT, &mOld, nullptr); }
-    StInterruptHandler(const StInterruptHandler&) = delete;
-    StInterruptHandler& operator=(const StInterruptHandler&) = delete;
-
-private:
-    struct sigaction mOld = {};
-};
-
-class ProgressBar
-{
-public:
-    explicit ProgressBar(int64_t iTotal) : mTotal(iTotal), mShown(::isatty(STDERR_FILENO) == 1) {}
-    ~ProgressBar() { Clear(); }
-    ProgressBar(const ProgressBar&) = delete;
-    ProgressBar& operator=(const ProgressBar&) = delete;
-
-    void Show(int64_t iDone, const std::string& iName)
-    {
-        if (!mShown)
-            return;
-        const int percent = mTotal > 0 ? int(std::min<int64_t>(100, iDone * 100 / mTotal)) : 100;
-        const int width = 30, filled = percent * width / 100;
-        std::string bar(size_t(filled), '=');
-        bar.resize(size_t(width), ' ');
-        std::cerr << "\r[" << bar << "] "
-                  << (percent < 10    ? "  "
-                      : percent < 100 ? " "
-                                      : "")
-                  << percent << "%  " << iName.substr(0, 40) << "\033[K" << std::flush;
-    }
-    void Clear()
-    {
-        if (mShown)
-            std::cerr << "\r\033[K" << std::flush;
-    }
-
-private:
-    const int64_t mTotal;
-    const bool mShown;
-};
 
 struct CopyItem
 {
@@ -115,7 +56,7 @@ std::string DestinationOf(const FF_BatchProcess& iProcess)
 }
 
 // Runs one copy to its end; throws Cmn_CancelException on Ctrl-C (after the abort).
-void RunCopy(CopyItem& ioItem, int64_t iDoneBefore, ProgressBar& ioBar)
+void RunCopy(CopyItem& ioItem, int64_t iDoneBefore, Tool_ProgressBar& ioBar)
 {
     Sys_FileUtils::StDeleteFiles deleter;
     ioItem.mConstructor->SetFileDeleter(&deleter);
@@ -125,7 +66,7 @@ void RunCopy(CopyItem& ioItem, int64_t iDoneBefore, ProgressBar& ioBar)
     FF_AudioProcessUtils::SetupManualProcessChain(process.Get(), &blocker);
     const std::string name = ioItem.mSource.GetName();
     bool done = false;
-    while (!done && !sCancelRequested)
+    while (!done && !Tool_CancelRequested())
     {
         done = FF_AudioProcessUtils::RunProcessChainForSlice(process.Get(), 50);
         ioBar.Show(iDoneBefore + BytesDone(*process, ioItem.mBytes), name);
@@ -135,7 +76,7 @@ void RunCopy(CopyItem& ioItem, int64_t iDoneBefore, ProgressBar& ioBar)
         FF_AudioProcessUtils::AbortManualProcessChain(process.Get());
         throw Cmn_CancelException(); // the deleter removes what the copy made
     }
-    if (sCancelRequested) // a step that could not be cut short has completed meanwhile
+    if (Tool_CancelRequested()) // a step that could not be cut short has completed meanwhile
         throw Cmn_CancelException();
     ioItem.mDestination = DestinationOf(*process);
     deleter.Release();
@@ -197,9 +138,9 @@ int RunCopyCommand(const std::vector<std::string>& iArgs)
         items.push_back(std::move(item));
     }
 
-    StInterruptHandler interruptHandler;
+    Tool_StInterruptHandler interruptHandler;
     {
-        ProgressBar bar(totalBytes);
+        Tool_ProgressBar bar(totalBytes);
         int64_t doneBefore = 0;
         for (CopyItem& item : items)
         {
