@@ -22,7 +22,7 @@ TEST(FF_AudioOverviewUtils, ComputedOverviewOfAFileIsTheLoopOverviewOfItsMix)
         int16_t mChannels;
         int64_t mLength;
     };
-    // Lengths around the chain's block of 32768 samples and the 256-sample group.
+    // Lengths around the chain's block of 65536 samples and the 256-sample group.
     const Case cases[] = {{8, 1, 0},       {8, 2, 1},      {16, 1, 256},   {16, 2, 257},
                           {24, 1, 32768},  {24, 2, 32769}, {16, 6, 70001}, {8, 1, 65536 + 255},
                           {24, 3, 100000}, {16, 1, 131072}};
