@@ -55,13 +55,13 @@ std::vector<int32_t> ReferenceConvert(const FF_AudioProcessSRC& iStage, int32_t 
             r = (2.0 * ioRandom - 2147483648.0) / 4294967296.0;
         }
         const int64_t row = int64_t(std::nearbyint((t - n) * phases + r)) + (phases + 1) / 2;
-        const float* coefs = iStage.GetSincTable() + row * taps;
+        const double* coefs = iStage.GetSincTable() + row * taps;
         double sum = 0.0;
         for (int32_t c = 0; c < taps; ++c)
         {
             const int64_t j = int64_t(n) - taps / 2 + c;
             const float s = j >= 0 && j < total ? x[size_t(j)] : 0.0f;
-            sum += double(s) * double(coefs[c]);
+            sum += double(s) * coefs[c];
         }
         int64_t v = std::clamp<int64_t>(std::llrint(sum), lo, hi);
         out.push_back(iBits == 32 ? int32_t(uint32_t(v) << 8) : int32_t(v));
@@ -120,7 +120,7 @@ TEST(FF_SincKernel, VectorPathsAddTheSameProductsAsThePlainLoop)
     std::uniform_real_distribution<float> value(-8388608.0f, 8388607.0f), coef(-1.0f, 1.0f);
     for (int32_t taps : {9, 17, 33, 65, 129, 257})
     {
-        std::vector<float> s(static_cast<size_t>(taps)), c(static_cast<size_t>(taps));
+        std::vector<double> s(static_cast<size_t>(taps)), c(static_cast<size_t>(taps));
         for (int trial = 0; trial < 200; ++trial)
         {
             for (int32_t j = 0; j < taps; ++j)

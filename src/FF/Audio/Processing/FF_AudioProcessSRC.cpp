@@ -12,18 +12,28 @@
 #include "Cmn_Assert.h"
 #include "FF/Audio/Processing/FF_AudioRandom.h"
 
+#if defined(__x86_64__)
+#include <emmintrin.h>
+#endif
+
 std::atomic<int32_t> FF_AudioProcessSRC::sRandomState{FF_AudioRandom::cSeed};
 
 namespace
 {
 
-// The sample formats of the blocks: how a sample becomes a float in the history, and how a
-// filtered value goes back, rounded to the nearest integer and clamped.
-int64_t RoundToInt(double iValue)
+// Rounds to the nearest integer, ties to even (the current rounding mode, as llrint), without
+// a call into libm.
+inline int64_t RoundToInt(double iValue)
 {
+#if defined(__x86_64__)
+    return _mm_cvtsd_si64(_mm_set_sd(iValue));
+#else
     return std::llrint(iValue);
+#endif
 }
 
+// The sample formats of the blocks: how a sample becomes a float in the history, and how a
+// filtered value goes back, rounded to the nearest integer and clamped.
 struct SRCFormat8
 {
     static float Read(const char* iP, int64_t iK) { return float(int8_t(iP[iK])); }
@@ -126,6 +136,7 @@ FF_AudioProcessSRC::FF_AudioProcessSRC(int32_t iSrcRate, int32_t iDstRate, ESRCQ
     CMN_ASSERT(iSrcRate > 0 && iDstRate > 0);
     mNumTaps = GetNumTapsForQuality(iQuality);
     mDot = FF_SincKernel::GetDot(mNumTaps);
+    mDotMany = FF_SincKernel::GetDotMany(mNumTaps, FF_SincKernel::GetBestPath());
     CreateSincTable();
 }
 
@@ -134,6 +145,7 @@ FF_AudioProcessSRC::~FF_AudioProcessSRC() = default;
 void FF_AudioProcessSRC::SetKernelPath(FF_SincKernel::EPath iPath)
 {
     mDot = FF_SincKernel::GetDot(mNumTaps, iPath);
+    mDotMany = FF_SincKernel::GetDotMany(mNumTaps, iPath);
 }
 
 double FF_AudioProcessSRC::SincFunc(double x) const
@@ -158,7 +170,7 @@ void FF_AudioProcessSRC::CreateSincTable()
     mNumPhases = std::min(mNumPhases, limit);
 
     const size_t rows = size_t(mNumPhases) + 2;
-    mSincTable.reset(new (std::nothrow) float[rows * size_t(mNumTaps)]);
+    mSincTable.reset(new (std::nothrow) double[rows * size_t(mNumTaps)]);
     if (!mSincTable)
         throw std::runtime_error("FF_AudioProcessSRC: not enough memory for the sinc table");
 
@@ -166,10 +178,10 @@ void FF_AudioProcessSRC::CreateSincTable()
     int32_t k = (mNumPhases + 1) / 2;
     for (size_t row = 0; row < rows; ++row, --k)
     {
-        float* entry = mSincTable.get() + row * size_t(mNumTaps);
+        double* entry = mSincTable.get() + row * size_t(mNumTaps);
         const double fraction = double(k) / double(mNumPhases);
         for (int32_t c = 0; c < mNumTaps; ++c)
-            entry[c] = float(SincFunc(fraction + double(c - half)));
+            entry[c] = double(float(SincFunc(fraction + double(c - half))));
     }
 }
 
@@ -188,6 +200,7 @@ void FF_AudioProcessSRC::Preflight(FF_AudioProcessBlock* inOutBlock)
     const int64_t outSamples =
         CeilMulDiv(s, mDstRate, mSrcRate) + CeilDiv(mDstRate, mSrcRate) * (mNumTaps / 2);
     inOutBlock->SetNumSamples(outSamples);
+    mMaxOutputs = outSamples;
     mHistorySize = int32_t(s) + mNumTaps - 1;
 }
 
@@ -195,8 +208,9 @@ void FF_AudioProcessSRC::AllocateImpl(const FF_AudioProcessBlock& iPrototype)
 {
     mHistory.clear();
     for (int16_t c = 0; c < mNumChannels; ++c)
-        mHistory.emplace_back(new float[size_t(mHistorySize)]());
-    mWindow.assign(size_t(mNumTaps), 0.0f);
+        mHistory.emplace_back(new double[size_t(mHistorySize)]());
+    mWindow.assign(size_t(mNumTaps), 0.0);
+    mSchedule.Resize(size_t(mMaxOutputs));
     mSamplesIn = 0;
     mSamplesOut = 0;
     mHistoryWrite = 0;
@@ -224,25 +238,30 @@ int64_t FF_AudioProcessSRC::ProcessSincInterp(FF_AudioProcessBlock* in, FF_Audio
     const int64_t capacity =
         out->GetBytesPerSample() ? int64_t(out->GetBufferBytes() / out->GetBytesPerSample()) : 0;
 
+    // Without phase noise every channel has the same windows and rows: they are worked out
+    // once. With it, each channel draws its own noise, in the order of its outputs.
+    const bool phaseNoise = mNumPhases == cMaxPhases;
     int64_t produced = 0;
     for (int16_t c = 0; c < channels; ++c)
     {
+        if (c == 0 || phaseNoise)
+            produced = BuildSchedule(count, capacity, last);
         const char* src = in->GetBuffer(size_t(c));
         char* dst = out->GetBuffer(size_t(c));
-        float* ring = mHistory[size_t(c)].get();
+        double* ring = mHistory[size_t(c)].get();
         switch (bits)
         {
         case 8:
-            produced = InterpChannel<SRCFormat8>(src, dst, count, capacity, last, ring);
+            InterpChannel<SRCFormat8>(src, dst, count, produced, ring);
             break;
         case 16:
-            produced = InterpChannel<SRCFormat16>(src, dst, count, capacity, last, ring);
+            InterpChannel<SRCFormat16>(src, dst, count, produced, ring);
             break;
         case 24:
-            produced = InterpChannel<SRCFormat24>(src, dst, count, capacity, last, ring);
+            InterpChannel<SRCFormat24>(src, dst, count, produced, ring);
             break;
         case 32:
-            produced = InterpChannel<SRCFormat32>(src, dst, count, capacity, last, ring);
+            InterpChannel<SRCFormat32>(src, dst, count, produced, ring);
             break;
         default:
             CMN_ASSERT_TEXT(false, "false");
@@ -255,15 +274,117 @@ int64_t FF_AudioProcessSRC::ProcessSincInterp(FF_AudioProcessBlock* in, FF_Audio
     return produced;
 }
 
-template <class Format>
-int64_t FF_AudioProcessSRC::InterpChannel(const char* iIn, char* ioOut, int64_t iCount,
-                                          int64_t iCapacity, bool iLast, float* ioRing)
+int64_t FF_AudioProcessSRC::BuildSchedule(int64_t iCount, int64_t iCapacity, bool iLast)
 {
     const int64_t size = mHistorySize;
     const int32_t taps = mNumTaps;
     const int32_t half = taps / 2;
+    const double ratio = double(mSrcRate) / double(mDstRate);
+    const bool phaseNoise = mNumPhases == cMaxPhases;
+    const double phases = double(mNumPhases);
+    const int64_t centreRow = (mNumPhases + 1) / 2;
+    const int64_t end = mSamplesIn + iCount; // source samples seen so far
+    const int64_t stopAt = end - half;       // an n at or past it waits for more data
+    // Ring index of source sample j: j + base, brought into [0, size).
+    const int64_t base = int64_t(mHistoryWrite) - mSamplesIn;
+    const int64_t limit = std::min<int64_t>(iCapacity, int64_t(mSchedule.mPos.size()));
+    int32_t* const rowP = mSchedule.mRow.data();
+    int32_t* const posP = mSchedule.mPos.data();
+    int32_t* const validP = mSchedule.mValid.data();
+    uint8_t* const wholeP = mSchedule.mWhole.data();
 
-    // 1. The new samples into the ring (source sample j lives at j mod size).
+    // The position i * src / dst as the exact fraction q + rem / b (b = dst / gcd). Where the
+    // table has one row per phase (mNumPhases == b) and the positions stay below 2^32, the
+    // rounding of t = i * ratio in double precision differs from the exact value by far less
+    // than the distance 1 / (2b) of any non-tie to a half, so n and p follow from q and rem
+    // exactly, with integer steps; only a tie (rem == b / 2) is rounded as the doubles round.
+    const int64_t g = std::gcd(mSrcRate, mDstRate);
+    const int64_t a = mSrcRate / g, b = mDstRate / g;
+    const bool exact =
+        !phaseNoise && mNumPhases == b && double(mSamplesOut + limit + 1) * ratio < 4294967296.0;
+    int64_t q = 0, rem = 0;
+    if (exact)
+    {
+        const __int128 x = __int128(mSamplesOut) * a;
+        q = int64_t(x / b);
+        rem = int64_t(x % b);
+    }
+    const int64_t stepQ = a / b, stepRem = a % b;
+
+    int64_t produced = 0;
+    for (int64_t i = mSamplesOut;; ++i)
+    {
+        if (iLast && i == mDstTotal)
+            break;
+        // One output per step until the window would pass the data (or, at the end, until
+        // the destination total is reached; from the source total on the window sees zeros).
+        int64_t n, p;
+        if (exact && 2 * rem != b)
+        {
+            if (2 * rem < b)
+            {
+                n = q;
+                p = rem;
+            }
+            else
+            {
+                n = q + 1;
+                p = rem - b;
+            }
+        }
+        else
+        {
+            const double t = double(i) * ratio;
+            n = RoundToInt(t);
+            double r = 0.0;
+            if (phaseNoise)
+            {
+                const int32_t x = FF_AudioRandom::Next(sRandomState);
+                r = (2.0 * double(x) - 2147483648.0) * (1.0 / 4294967296.0);
+            }
+            p = RoundToInt((t - double(n)) * phases + r);
+        }
+        if (!iLast && n >= stopAt)
+            break;
+        q += stepQ;
+        rem += stepRem;
+        if (rem >= b)
+        {
+            rem -= b;
+            ++q;
+        }
+
+        const int64_t first = n - half;
+        // first - mSamplesIn lies in [-mNumTaps, iCount): one wrap at most either way.
+        int64_t pos = first + base;
+        if (pos >= size)
+            pos -= size;
+        else if (pos < 0)
+            pos += size;
+        if (pos < 0 || pos >= size)
+        {
+            pos %= size;
+            if (pos < 0)
+                pos += size;
+        }
+        CMN_ASSERT_TEXT(produced < limit, "samples out within the output block");
+        rowP[produced] = int32_t((p + centreRow) * taps);
+        posP[produced] = int32_t(pos);
+        validP[produced] = int32_t(std::clamp<int64_t>(end - first, 0, taps));
+        wholeP[produced] = pos + taps <= size && first + taps <= end;
+        ++produced;
+    }
+    return produced;
+}
+
+template <class Format>
+void FF_AudioProcessSRC::InterpChannel(const char* iIn, char* ioOut, int64_t iCount,
+                                       int64_t iProduced, double* ioRing)
+{
+    const int64_t size = mHistorySize;
+    const int32_t taps = mNumTaps;
+
+    // The new samples into the ring (source sample j lives at j mod size).
     {
         int64_t w = mHistoryWrite;
         for (int64_t k = 0; k < iCount; ++k)
@@ -274,57 +395,35 @@ int64_t FF_AudioProcessSRC::InterpChannel(const char* iIn, char* ioOut, int64_t 
         }
     }
 
-    // 2. One output per step until the window would pass the data (or, at the end, until
-    //    the destination total is reached; from the source total on the window sees zeros).
-    const double ratio = double(mSrcRate) / double(mDstRate);
-    const bool phaseNoise = mNumPhases == cMaxPhases;
-    const double phases = double(mNumPhases);
-    const int64_t centreRow = (mNumPhases + 1) / 2;
-    const int64_t end = mSamplesIn + iCount; // source samples seen so far
-    const int64_t stopAt = end - half;       // an n at or past it waits for more data
-    const float* table = mSincTable.get();
-    float* window = mWindow.data();
-
-    int64_t produced = 0;
-    for (int64_t i = mSamplesOut;; ++i)
+    const double* table = mSincTable.get();
+    double* window = mWindow.data();
+    const int32_t* pos = mSchedule.mPos.data();
+    const int32_t* row = mSchedule.mRow.data();
+    const int32_t* valid = mSchedule.mValid.data();
+    const uint8_t* whole = mSchedule.mWhole.data();
+    double* sums = mSchedule.mSums.data();
+    for (int64_t k = 0; k < iProduced;)
     {
-        if (iLast && i == mDstTotal)
-            break;
-        const double t = double(i) * ratio;
-        const int64_t n = std::llrint(t);
-        double r = 0.0;
-        if (phaseNoise)
+        if (whole[k])
         {
-            const int32_t x = FF_AudioRandom::Next(sRandomState);
-            r = (2.0 * double(x) - 2147483648.0) * (1.0 / 4294967296.0);
+            // A run of windows that lie whole in the ring, in one call.
+            const void* stop = std::memchr(whole + k, 0, size_t(iProduced - k));
+            const int64_t e = stop ? static_cast<const uint8_t*>(stop) - whole : iProduced;
+            mDotMany(ioRing, pos + k, table, row + k, e - k, sums + k);
+            k = e;
+            continue;
         }
-        const int64_t p = std::llrint((t - double(n)) * phases + r);
-        const float* row = table + (p + centreRow) * taps;
-        if (!iLast && n >= stopAt)
-            break;
-
-        const int64_t first = n - half;
-        int64_t pos = first % size;
-        if (pos < 0)
-            pos += size;
-        const float* samples;
-        if (pos + taps <= size && first + taps <= end)
+        // A window that wraps the ring or passes the data seen so far, made whole.
+        int64_t p = pos[k];
+        for (int32_t c = 0; c < taps; ++c)
         {
-            samples = ioRing + pos;
+            window[c] = c >= valid[k] ? 0.0 : ioRing[p];
+            if (++p == size)
+                p = 0;
         }
-        else
-        {
-            for (int32_t c = 0; c < taps; ++c)
-            {
-                window[c] = first + c >= end ? 0.0f : ioRing[pos];
-                if (++pos == size)
-                    pos = 0;
-            }
-            samples = window;
-        }
-        CMN_ASSERT_TEXT(produced < iCapacity, "samples out within the output block");
-        Format::Write(ioOut, produced, mDot(samples, row));
-        ++produced;
+        sums[k] = mDot(window, table + row[k]);
+        ++k;
     }
-    return produced;
+    for (int64_t k = 0; k < iProduced; ++k)
+        Format::Write(ioOut, k, sums[k]);
 }

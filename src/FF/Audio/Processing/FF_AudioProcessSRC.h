@@ -12,7 +12,7 @@
 //     row is the phase round((t - n) * mNumPhases [+ noise]) + (mNumPhases + 1) / 2. The noise,
 //     uniform in [-1/2, 1/2), is drawn per output sample only when the table was cut to 16384
 //     phases; it turns the rounding of the phase into noise instead of a fixed pattern.
-//  3. History. Each channel has a ring of mHistorySize = s + mNumTaps - 1 floats, s being the
+//  3. History. Each channel has a ring of mHistorySize = s + mNumTaps - 1 values, s being the
 //     samples per input block of Preflight. Source sample j is at ring index j mod
 //     mHistorySize (mHistoryWrite = mSamplesIn mod mHistorySize), and the ring starts as
 //     zeros, so the first output is aligned with the first input and sees silence before it.
@@ -25,6 +25,14 @@
 //  5. Capacity. An output block holds ceil(s * dst / src) + ceil(dst / src) * (mNumTaps / 2)
 //     samples (Preflight writes it). An input block larger than s, or an output that would
 //     not fit its block, is an assertion, never an overrun.
+//  6. Work per block. The windows and rows of the block's outputs (the schedule) are worked
+//     out once for all channels (once per channel with phase noise, which each channel draws
+//     in the order of its outputs). Where the table has one row per phase, n and the phase
+//     follow from the exact fraction i * src / dst with integer steps; this gives the values
+//     that the rounding of t in double precision gives (its error is far below the distance
+//     of any non-tie to a half while t < 2^32), and ties are rounded in double precision as
+//     written. Table and history hold single-precision values widened to double, so the
+//     inner products (FF_SincKernel, four at a time on AVX2) never convert per tap.
 //
 // Threads: the stage runs on the Filter worker only. The phase noise comes from one
 // process-wide generator state (see FF_AudioRandom), shared and unguarded.
@@ -74,8 +82,9 @@ public:
     ESRCQuality GetQuality() const { return mQuality; }
     int32_t GetNumTaps() const { return mNumTaps; }
     int32_t GetNumPhases() const { return mNumPhases; }
-    // (GetNumPhases() + 2) rows of GetNumTaps() floats.
-    const float* GetSincTable() const { return mSincTable.get(); }
+    // (GetNumPhases() + 2) rows of GetNumTaps() single-precision values, stored as doubles
+    // so that the inner product never converts them.
+    const double* GetSincTable() const { return mSincTable.get(); }
     int32_t GetHistorySize() const { return mHistorySize; }
     int64_t GetSamplesIn() const { return mSamplesIn; }
     int64_t GetSamplesOut() const { return mSamplesOut; }
@@ -100,13 +109,16 @@ protected:
 private:
     void CreateSincTable();
     int64_t ProcessSincInterp(FF_AudioProcessBlock* in, FF_AudioProcessBlock* out);
+    // Where each output of this block takes its window and its row; returns the outputs.
+    int64_t BuildSchedule(int64_t iCount, int64_t iCapacity, bool iLast);
+    // Puts iCount new samples into the ring, then makes the iProduced outputs of the schedule.
     template <class Format>
-    int64_t InterpChannel(const char* iIn, char* ioOut, int64_t iCount, int64_t iCapacity,
-                          bool iLast, float* ioRing);
+    void InterpChannel(const char* iIn, char* ioOut, int64_t iCount, int64_t iProduced,
+                       double* ioRing);
 
     int32_t mSrcRate;
     int32_t mDstRate;
-    std::unique_ptr<float[]> mSincTable;
+    std::unique_ptr<double[]> mSincTable;
     ESRCQuality mQuality;
     int32_t mNumTaps = 0;
     int32_t mNumPhases = 0;
@@ -115,12 +127,34 @@ private:
     int64_t mSrcTotal = -1;
     int64_t mDstTotal = -1;
     int16_t mNumChannels = 0;
-    std::vector<std::unique_ptr<float[]>> mHistory;
+    std::vector<std::unique_ptr<double[]>> mHistory;
     int32_t mHistorySize = 0;
     int32_t mHistoryWrite = 0;
 
     FF_SincKernel::DotFunc mDot = nullptr;
-    std::vector<float> mWindow; // a window that wraps the ring or passes the end, made whole
+    FF_SincKernel::DotManyFunc mDotMany = nullptr;
+    std::vector<double> mWindow; // a window that wraps the ring or passes the end, made whole
+
+    // The outputs of one block: for each, the ring index of its window's first sample, the
+    // offset of its row in the table, how many of its taps lie in the data seen so far (the
+    // rest are zeros at the end of the stream), whether the window lies whole in the ring,
+    // and its sum before rounding. Sized once by AllocateImpl: no allocation while streaming.
+    struct Schedule
+    {
+        std::vector<int32_t> mPos, mRow, mValid;
+        std::vector<uint8_t> mWhole;
+        std::vector<double> mSums;
+        void Resize(size_t iSize)
+        {
+            mPos.assign(iSize, 0);
+            mRow.assign(iSize, 0);
+            mValid.assign(iSize, 0);
+            mWhole.assign(iSize, 0);
+            mSums.assign(iSize, 0.0);
+        }
+    };
+    int64_t mMaxOutputs = 0; // outputs of one block at most (Preflight)
+    Schedule mSchedule;
 
     static std::atomic<int32_t> sRandomState;
 };

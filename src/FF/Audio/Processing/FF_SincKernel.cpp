@@ -10,18 +10,18 @@
 namespace
 {
 
-template <int N> double DotScalarN(const float* iSamples, const float* iCoefs)
+template <int N> double DotScalarN(const double* iSamples, const double* iCoefs)
 {
     double sum = 0.0;
     for (int j = 0; j < N; ++j)
-        sum += double(iSamples[j]) * double(iCoefs[j]);
+        sum += iSamples[j] * iCoefs[j];
     return sum;
 }
 
 #ifdef FF_SINC_X86
 
-// Four floats widened to doubles in two halves, multiplied and added to two partial sums.
-template <int N> double DotSSE2N(const float* iSamples, const float* iCoefs)
+// Two products at a time into four partial sums.
+template <int N> double DotSSE2N(const double* iSamples, const double* iCoefs)
 {
     static_assert((N - 1) % 8 == 0, "tap counts are 2^k + 1");
     __m128d acc0 = _mm_setzero_pd();
@@ -30,26 +30,23 @@ template <int N> double DotSSE2N(const float* iSamples, const float* iCoefs)
     __m128d acc3 = _mm_setzero_pd();
     for (int j = 0; j < N - 1; j += 8)
     {
-        const __m128 s0 = _mm_loadu_ps(iSamples + j);
-        const __m128 c0 = _mm_loadu_ps(iCoefs + j);
-        const __m128 s1 = _mm_loadu_ps(iSamples + j + 4);
-        const __m128 c1 = _mm_loadu_ps(iCoefs + j + 4);
-        acc0 = _mm_add_pd(acc0, _mm_mul_pd(_mm_cvtps_pd(s0), _mm_cvtps_pd(c0)));
-        acc1 = _mm_add_pd(acc1, _mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(s0, s0)),
-                                           _mm_cvtps_pd(_mm_movehl_ps(c0, c0))));
-        acc2 = _mm_add_pd(acc2, _mm_mul_pd(_mm_cvtps_pd(s1), _mm_cvtps_pd(c1)));
-        acc3 = _mm_add_pd(acc3, _mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(s1, s1)),
-                                           _mm_cvtps_pd(_mm_movehl_ps(c1, c1))));
+        acc0 = _mm_add_pd(acc0, _mm_mul_pd(_mm_loadu_pd(iSamples + j), _mm_loadu_pd(iCoefs + j)));
+        acc1 = _mm_add_pd(acc1,
+                          _mm_mul_pd(_mm_loadu_pd(iSamples + j + 2), _mm_loadu_pd(iCoefs + j + 2)));
+        acc2 = _mm_add_pd(acc2,
+                          _mm_mul_pd(_mm_loadu_pd(iSamples + j + 4), _mm_loadu_pd(iCoefs + j + 4)));
+        acc3 = _mm_add_pd(acc3,
+                          _mm_mul_pd(_mm_loadu_pd(iSamples + j + 6), _mm_loadu_pd(iCoefs + j + 6)));
     }
     const __m128d acc = _mm_add_pd(_mm_add_pd(acc0, acc1), _mm_add_pd(acc2, acc3));
     const double sum = _mm_cvtsd_f64(acc) + _mm_cvtsd_f64(_mm_unpackhi_pd(acc, acc));
-    return sum + double(iSamples[N - 1]) * double(iCoefs[N - 1]);
+    return sum + iSamples[N - 1] * iCoefs[N - 1];
 }
 
-// Eight floats widened to two vectors of four doubles each; fused multiply-add (exact here,
-// since the products are exact) into up to four partial sums.
+// Four products at a time, fused multiply-add (exact here: the operands are floats widened,
+// so each product is exact) into up to four partial sums.
 template <int N>
-__attribute__((target("avx2,fma"))) double DotAVX2N(const float* iSamples, const float* iCoefs)
+__attribute__((target("avx2,fma"))) double DotAVX2N(const double* iSamples, const double* iCoefs)
 {
     static_assert((N - 1) % 8 == 0, "tap counts are 2^k + 1");
     __m256d acc0 = _mm256_setzero_pd();
@@ -59,26 +56,64 @@ __attribute__((target("avx2,fma"))) double DotAVX2N(const float* iSamples, const
     int j = 0;
     for (; j + 16 <= N - 1; j += 16)
     {
-        acc0 = _mm256_fmadd_pd(_mm256_cvtps_pd(_mm_loadu_ps(iSamples + j)),
-                               _mm256_cvtps_pd(_mm_loadu_ps(iCoefs + j)), acc0);
-        acc1 = _mm256_fmadd_pd(_mm256_cvtps_pd(_mm_loadu_ps(iSamples + j + 4)),
-                               _mm256_cvtps_pd(_mm_loadu_ps(iCoefs + j + 4)), acc1);
-        acc2 = _mm256_fmadd_pd(_mm256_cvtps_pd(_mm_loadu_ps(iSamples + j + 8)),
-                               _mm256_cvtps_pd(_mm_loadu_ps(iCoefs + j + 8)), acc2);
-        acc3 = _mm256_fmadd_pd(_mm256_cvtps_pd(_mm_loadu_ps(iSamples + j + 12)),
-                               _mm256_cvtps_pd(_mm_loadu_ps(iCoefs + j + 12)), acc3);
+        acc0 = _mm256_fmadd_pd(_mm256_loadu_pd(iSamples + j), _mm256_loadu_pd(iCoefs + j), acc0);
+        acc1 = _mm256_fmadd_pd(_mm256_loadu_pd(iSamples + j + 4), _mm256_loadu_pd(iCoefs + j + 4),
+                               acc1);
+        acc2 = _mm256_fmadd_pd(_mm256_loadu_pd(iSamples + j + 8), _mm256_loadu_pd(iCoefs + j + 8),
+                               acc2);
+        acc3 = _mm256_fmadd_pd(_mm256_loadu_pd(iSamples + j + 12), _mm256_loadu_pd(iCoefs + j + 12),
+                               acc3);
     }
     if constexpr ((N - 1) % 16 != 0)
     {
-        acc0 = _mm256_fmadd_pd(_mm256_cvtps_pd(_mm_loadu_ps(iSamples + j)),
-                               _mm256_cvtps_pd(_mm_loadu_ps(iCoefs + j)), acc0);
-        acc1 = _mm256_fmadd_pd(_mm256_cvtps_pd(_mm_loadu_ps(iSamples + j + 4)),
-                               _mm256_cvtps_pd(_mm_loadu_ps(iCoefs + j + 4)), acc1);
+        acc0 = _mm256_fmadd_pd(_mm256_loadu_pd(iSamples + j), _mm256_loadu_pd(iCoefs + j), acc0);
+        acc1 = _mm256_fmadd_pd(_mm256_loadu_pd(iSamples + j + 4), _mm256_loadu_pd(iCoefs + j + 4),
+                               acc1);
     }
     const __m256d acc = _mm256_add_pd(_mm256_add_pd(acc0, acc1), _mm256_add_pd(acc2, acc3));
     const __m128d half = _mm_add_pd(_mm256_castpd256_pd128(acc), _mm256_extractf128_pd(acc, 1));
     const double sum = _mm_cvtsd_f64(half) + _mm_cvtsd_f64(_mm_unpackhi_pd(half, half));
-    return sum + double(iSamples[N - 1]) * double(iCoefs[N - 1]);
+    return sum + iSamples[N - 1] * iCoefs[N - 1];
+}
+
+// Many inner products, four at a time: the four windows share no data, so their sums are
+// built side by side and reduced together, which hides the latency of each reduction.
+template <int N>
+__attribute__((target("avx2,fma"))) void
+DotManyAVX2N(const double* iSamples, const int32_t* iSampleOffsets, const double* iCoefs,
+             const int32_t* iCoefOffsets, int64_t iCount, double* oSums)
+{
+    static_assert((N - 1) % 8 == 0, "tap counts are 2^k + 1");
+    int64_t k = 0;
+    for (; k + 4 <= iCount; k += 4)
+    {
+        __m256d v[4];
+        double lastS[4], lastC[4];
+        for (int m = 0; m < 4; ++m)
+        {
+            const double* s = iSamples + iSampleOffsets[k + m];
+            const double* c = iCoefs + iCoefOffsets[k + m];
+            __m256d a0 = _mm256_mul_pd(_mm256_loadu_pd(s), _mm256_loadu_pd(c));
+            __m256d a1 = _mm256_mul_pd(_mm256_loadu_pd(s + 4), _mm256_loadu_pd(c + 4));
+            for (int j = 8; j < N - 1; j += 8)
+            {
+                a0 = _mm256_fmadd_pd(_mm256_loadu_pd(s + j), _mm256_loadu_pd(c + j), a0);
+                a1 = _mm256_fmadd_pd(_mm256_loadu_pd(s + j + 4), _mm256_loadu_pd(c + j + 4), a1);
+            }
+            v[m] = _mm256_add_pd(a0, a1);
+            lastS[m] = s[N - 1];
+            lastC[m] = c[N - 1];
+        }
+        // [v0 lo pair, v1 lo pair, v0 hi pair, v1 hi pair] and the same for v2, v3.
+        const __m256d h01 = _mm256_hadd_pd(v[0], v[1]);
+        const __m256d h23 = _mm256_hadd_pd(v[2], v[3]);
+        const __m256d sums =
+            _mm256_add_pd(_mm256_permute2f128_pd(h01, h23, 0x21), _mm256_blend_pd(h01, h23, 0xC));
+        _mm256_storeu_pd(oSums + k,
+                         _mm256_fmadd_pd(_mm256_loadu_pd(lastS), _mm256_loadu_pd(lastC), sums));
+    }
+    for (; k < iCount; ++k)
+        oSums[k] = DotAVX2N<N>(iSamples + iSampleOffsets[k], iCoefs + iCoefOffsets[k]);
 }
 
 bool HostHasAVX2()
@@ -101,13 +136,34 @@ template <int N> FF_SincKernel::DotFunc PickDot(FF_SincKernel::EPath iPath)
     return &DotScalarN<N>;
 }
 
+// One product after the other, for the paths without a batched form.
+template <int N, double (*Dot)(const double*, const double*)>
+void DotManyEachN(const double* iSamples, const int32_t* iSampleOffsets, const double* iCoefs,
+                  const int32_t* iCoefOffsets, int64_t iCount, double* oSums)
+{
+    for (int64_t k = 0; k < iCount; ++k)
+        oSums[k] = Dot(iSamples + iSampleOffsets[k], iCoefs + iCoefOffsets[k]);
+}
+
+template <int N> FF_SincKernel::DotManyFunc PickDotMany(FF_SincKernel::EPath iPath)
+{
+#ifdef FF_SINC_X86
+    if (iPath == FF_SincKernel::ePath_AVX2)
+        return &DotManyAVX2N<N>;
+    if (iPath == FF_SincKernel::ePath_SSE2)
+        return &DotManyEachN<N, DotSSE2N<N>>;
+#endif
+    (void)iPath;
+    return &DotManyEachN<N, DotScalarN<N>>;
+}
+
 } // namespace
 
-double FF_SincKernel::DotScalar(const float* iSamples, const float* iCoefs, int32_t iCount)
+double FF_SincKernel::DotScalar(const double* iSamples, const double* iCoefs, int32_t iCount)
 {
     double sum = 0.0;
     for (int32_t j = 0; j < iCount; ++j)
-        sum += double(iSamples[j]) * double(iCoefs[j]);
+        sum += iSamples[j] * iCoefs[j];
     return sum;
 }
 
@@ -156,5 +212,27 @@ FF_SincKernel::DotFunc FF_SincKernel::GetDot(int32_t iNumTaps, EPath iPath)
         return PickDot<129>(iPath);
     default:
         return PickDot<257>(iPath);
+    }
+}
+
+FF_SincKernel::DotManyFunc FF_SincKernel::GetDotMany(int32_t iNumTaps, EPath iPath)
+{
+    CMN_ASSERT(IsSupportedTapCount(iNumTaps));
+    if (iPath > GetBestPath())
+        iPath = GetBestPath();
+    switch (iNumTaps)
+    {
+    case 9:
+        return PickDotMany<9>(iPath);
+    case 17:
+        return PickDotMany<17>(iPath);
+    case 33:
+        return PickDotMany<33>(iPath);
+    case 65:
+        return PickDotMany<65>(iPath);
+    case 129:
+        return PickDotMany<129>(iPath);
+    default:
+        return PickDotMany<257>(iPath);
     }
 }

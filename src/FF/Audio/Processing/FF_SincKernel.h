@@ -1,5 +1,6 @@
 // The inner product of sample-rate conversion: one window of history samples against one row
-// of the sinc table, single-precision operands and a double-precision sum.
+// of the sinc table, in double precision. The operands are single-precision values (integer
+// samples and float coefficients) stored widened, so that no path converts them per tap.
 //
 // Exactness. A product of two floats is exact in double precision, so every path computes
 // the same products; paths differ only in the order in which they add them. DotScalar adds in
@@ -18,7 +19,7 @@
 class FF_SincKernel
 {
 public:
-    using DotFunc = double (*)(const float* iSamples, const float* iCoefs);
+    using DotFunc = double (*)(const double* iSamples, const double* iCoefs);
 
     enum EPath
     {
@@ -27,8 +28,8 @@ public:
         ePath_AVX2 = 2
     };
 
-    // Sum of double(iSamples[j]) * double(iCoefs[j]) for j from 0 to iCount - 1, added in order.
-    static double DotScalar(const float* iSamples, const float* iCoefs, int32_t iCount);
+    // Sum of iSamples[j] * iCoefs[j] for j from 0 to iCount - 1, added in order.
+    static double DotScalar(const double* iSamples, const double* iCoefs, int32_t iCount);
 
     // The fastest path this host runs.
     static EPath GetBestPath();
@@ -37,4 +38,13 @@ public:
     static DotFunc GetDot(int32_t iNumTaps, EPath iPath);
     static DotFunc GetDot(int32_t iNumTaps) { return GetDot(iNumTaps, GetBestPath()); }
     static bool IsSupportedTapCount(int32_t iNumTaps);
+
+    // iCount inner products: oSums[k] of the window at iSamples + iSampleOffsets[k] and the
+    // row at iCoefs + iCoefOffsets[k]. On the AVX2 path four sums are built side by side and
+    // reduced together, which hides the latency of each; the other paths make them one by
+    // one. The sums differ from DotScalar as the single products of the path do.
+    using DotManyFunc = void (*)(const double* iSamples, const int32_t* iSampleOffsets,
+                                 const double* iCoefs, const int32_t* iCoefOffsets, int64_t iCount,
+                                 double* oSums);
+    static DotManyFunc GetDotMany(int32_t iNumTaps, EPath iPath);
 };
