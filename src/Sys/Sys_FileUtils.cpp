@@ -143,12 +143,76 @@ AppleDoubleEntry FindAppleDoubleEntry(int iFD, uint32_t iID)
 
 // ---- the stepwise copier ---------------------------------------------------------------------
 
+// Moves iCount bytes from iSrcOffset of one descriptor to iDstOffset of another: inside the
+// kernel (copy_file_range: no copy through user space, shared extents where the file system
+// can) while ioKernel holds, else, and from then on, through ioBuffer. Returns 0 or the error.
+int CopyBytes(int iSrcFD, int64_t iSrcOffset, int iDstFD, int64_t iDstOffset, int64_t iCount,
+              bool& ioKernel, std::vector<char>& ioBuffer)
+{
+    int64_t moved = 0;
+    while (ioKernel && moved < iCount)
+    {
+        off_t in = off_t(iSrcOffset + moved), out = off_t(iDstOffset + moved);
+        const ssize_t n = ::copy_file_range(iSrcFD, &in, iDstFD, &out, size_t(iCount - moved), 0);
+        if (n > 0)
+        {
+            moved += n;
+            continue;
+        }
+        if (n == 0)
+            return EIO; // the source ended before the range: it shrank
+        if (errno == EINTR)
+            continue;
+        if (errno != EXDEV && errno != ENOSYS && errno != EINVAL && errno != EOPNOTSUPP &&
+            errno != EBADF && errno != ETXTBSY)
+            return errno;
+        ioKernel = false; // not between these files: bytes through user space from here on
+    }
+    if (moved == iCount)
+        return 0;
+    const int64_t rest = iCount - moved;
+    if (ioBuffer.size() < size_t(std::min<int64_t>(rest, 1 << 20)))
+        ioBuffer.resize(size_t(std::min<int64_t>(rest, 1 << 20)));
+    while (moved < iCount)
+    {
+        const int64_t piece = std::min<int64_t>(iCount - moved, int64_t(ioBuffer.size()));
+        int64_t got = 0;
+        while (got < piece)
+        {
+            const ssize_t n = ::pread(iSrcFD, ioBuffer.data() + got, size_t(piece - got),
+                                      off_t(iSrcOffset + moved + got));
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                return n < 0 ? errno : EIO; // the source shrank
+            got += n;
+        }
+        int64_t put = 0;
+        while (put < piece)
+        {
+            const ssize_t n = ::pwrite(iDstFD, ioBuffer.data() + put, size_t(piece - put),
+                                       off_t(iDstOffset + moved + put));
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                return n < 0 ? errno : EIO;
+            put += n;
+        }
+        moved += piece;
+    }
+    return 0;
+}
+
 class FileCopierPosix : public Sys_FileUtils::FileCopier
 {
 public:
+    // iDstOffset < 0: the destination is created (or truncated) and receives the range at 0,
+    // and an unfinished copy deletes it. iDstOffset >= 0: the destination must exist; the
+    // range is written there and an unfinished copy leaves the file to its owner.
     FileCopierPosix(const Sys_FileLoc& iSrc, const Sys_FileLoc& iDst, int64_t iOffset,
-                    int64_t iLength, int32_t iStepSize)
-        : mSrc(iSrc), mDst(iDst), mOffset(iOffset), mStepSize(iStepSize)
+                    int64_t iLength, int32_t iStepSize, int64_t iDstOffset = -1)
+        : mSrc(iSrc), mDst(iDst), mOffset(iOffset), mDstOffset(std::max<int64_t>(0, iDstOffset)),
+          mIntoExisting(iDstOffset >= 0), mStepSize(iStepSize)
     {
         CMN_ASSERT(iStepSize > 0);
         const std::string context = Context(89, iSrc, iDst);
@@ -166,10 +230,12 @@ public:
         if (iOffset < 0 || iOffset > size || (iLength >= 0 && iLength > size - iOffset))
             Fail(CloseOnError(EINVAL), context);
         mTotal = iLength < 0 ? size - iOffset : iLength;
-        mWholeFile = iOffset == 0 && mTotal == size;
+        mWholeFile = !mIntoExisting && iOffset == 0 && mTotal == size;
         mMode = info.st_mode & 07777;
         mModified = info.st_mtim;
-        mDstFD = ::open(iDst.GetFullPath().c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        mDstFD = mIntoExisting ? ::open(iDst.GetFullPath().c_str(), O_WRONLY | O_CLOEXEC)
+                               : ::open(iDst.GetFullPath().c_str(),
+                                        O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
         if (mDstFD < 0)
             Fail(CloseOnError(errno), context);
     }
@@ -189,30 +255,10 @@ public:
         const int64_t count = std::min<int64_t>(mStepSize, mTotal - done);
         if (count > 0)
         {
-            if (mBuffer.size() < size_t(count))
-                mBuffer.resize(size_t(count));
-            int64_t moved = 0;
-            while (moved < count)
-            {
-                const ssize_t got = ::pread(mSrcFD, mBuffer.data() + moved, size_t(count - moved),
-                                            off_t(mOffset + done + moved));
-                if (got < 0 && errno == EINTR)
-                    continue;
-                if (got <= 0)
-                    Fail(got < 0 ? errno : EIO, Context(89, mSrc, mDst)); // the source shrank
-                moved += got;
-            }
-            int64_t written = 0;
-            while (written < count)
-            {
-                const ssize_t put = ::pwrite(mDstFD, mBuffer.data() + written,
-                                             size_t(count - written), off_t(done + written));
-                if (put < 0 && errno == EINTR)
-                    continue;
-                if (put <= 0)
-                    Fail(put < 0 ? errno : EIO, Context(89, mSrc, mDst));
-                written += put;
-            }
+            const int error = CopyBytes(mSrcFD, mOffset + done, mDstFD, mDstOffset + done, count,
+                                        mKernelCopy, mBuffer);
+            if (error)
+                Fail(error, Context(89, mSrc, mDst));
             mDone.store(done + count, std::memory_order_relaxed);
         }
         if (mDone.load(std::memory_order_relaxed) < mTotal)
@@ -255,6 +301,8 @@ private:
     {
         mAborted = true;
         CloseAll();
+        if (mIntoExisting)
+            return;
         ::unlink(mDst.GetFullPath().c_str());
         if (mCopiedSidecar)
             ::unlink(SidecarOf(mDst).GetFullPath().c_str());
@@ -298,6 +346,9 @@ private:
     Sys_FileLoc mSrc;
     Sys_FileLoc mDst;
     int64_t mOffset;
+    int64_t mDstOffset;
+    bool mIntoExisting;
+    bool mKernelCopy = true;
     int64_t mTotal = 0;
     int32_t mStepSize;
     std::atomic<int64_t> mDone{0};
@@ -829,6 +880,16 @@ Sys_FileUtils::CreateFileCopier(const Sys_FileLoc& iSrc, const Sys_FileLoc& iDst
                                 int64_t iLength, int32_t iStepSize)
 {
     return std::make_unique<FileCopierPosix>(iSrc, iDst, iOffset, iLength, iStepSize);
+}
+
+std::unique_ptr<Sys_FileUtils::FileCopier>
+Sys_FileUtils::CreateRangeCopier(const Sys_FileLoc& iSrc, int64_t iSrcOffset,
+                                 const Sys_FileLoc& iDst, int64_t iDstOffset, int64_t iLength,
+                                 int32_t iStepSize)
+{
+    CMN_ASSERT(iDstOffset >= 0 && iLength >= 0);
+    return std::make_unique<FileCopierPosix>(iSrc, iDst, iSrcOffset, iLength, iStepSize,
+                                             iDstOffset);
 }
 
 // ---- StDeleteFiles ---------------------------------------------------------------------------

@@ -112,7 +112,8 @@ public:
     // ---- stepwise copy ---------------------------------------------------------------------
 
     // Copies a range of one file to a new file in bounded steps, so that a long copy can be
-    // cut into time slices and cancelled.
+    // cut into time slices and cancelled. The bytes move inside the kernel (copy_file_range)
+    // where it can copy between the two files, and through a buffer otherwise.
     //
     // Contract:
     //  - The constructor opens the source, checks the range against its size and creates (or
@@ -148,6 +149,15 @@ public:
     static std::unique_ptr<FileCopier>
     CreateFileCopier(const Sys_FileLoc& iSrc, const Sys_FileLoc& iDst, int64_t iOffset = 0,
                      int64_t iLength = -1, int32_t iStepSize = FileCopier::cDefaultStepSize);
+
+    // A copier of iLength bytes from iSrcOffset of iSrc into the existing file iDst at
+    // iDstOffset (the file grows as needed; nothing else in it changes). Finishing closes the
+    // destination and touches neither its times nor its sidecar; Abort closes it and leaves it
+    // to its owner, as it stands. Asserts "iDstOffset >= 0 && iLength >= 0".
+    static std::unique_ptr<FileCopier>
+    CreateRangeCopier(const Sys_FileLoc& iSrc, int64_t iSrcOffset, const Sys_FileLoc& iDst,
+                      int64_t iDstOffset, int64_t iLength,
+                      int32_t iStepSize = FileCopier::cDefaultStepSize);
 
     // ---- clean-up guard --------------------------------------------------------------------
 

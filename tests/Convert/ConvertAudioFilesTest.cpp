@@ -426,22 +426,26 @@ TEST(ConvertFaults, AFullFileSystemEndsWithAnErrorAndNoOutput)
     if (::mount("tmpfs", mountPoint.c_str(), "tmpfs", 0, "size=256k") != 0)
         GTEST_SKIP() << "no right to mount a small file system here";
     const std::string source = dir.Path() + "/tone.wav";
-    Test_MakeTone(source, 44100, 16, 2, 200000); // about 1.2 MB at 48 kHz 24-bit
+    Test_MakeTone(source, 44100, 16, 2, 200000); // 0.8 MB; about 1.2 MB at 48 kHz 24-bit
     const std::vector<unsigned char> before = Test_FileBytes(source);
-    SetParams(48000, 24);
-    bool threw = false;
-    try
+    // Through the chain, and as a copy of the sample bytes.
+    for (auto [rate, bits] : {std::pair{48000, int16_t(24)}, std::pair{44100, int16_t(16)}})
     {
-        Convert(source, {mountPoint + "/out.wav"});
+        SetParams(rate, bits);
+        bool threw = false;
+        try
+        {
+            Convert(source, {mountPoint + "/out.wav"});
+        }
+        catch (const std::exception& e)
+        {
+            threw = true;
+            EXPECT_NE(std::string(e.what()).find("space"), std::string::npos) << e.what();
+        }
+        EXPECT_TRUE(threw) << rate;
+        EXPECT_TRUE(Test_FolderNames(mountPoint).empty()) << rate;
+        EXPECT_EQ(Test_FileBytes(source), before);
     }
-    catch (const std::exception& e)
-    {
-        threw = true;
-        EXPECT_NE(std::string(e.what()).find("space"), std::string::npos) << e.what();
-    }
-    EXPECT_TRUE(threw);
-    EXPECT_TRUE(Test_FolderNames(mountPoint).empty());
-    EXPECT_EQ(Test_FileBytes(source), before);
     ::umount(mountPoint.c_str());
 }
 
@@ -469,5 +473,28 @@ TEST(ConvertFaults, ACancelInTheMiddleDeletesEveryOutput)
     EXPECT_LT(doneAtCancel, total);
     EXPECT_EQ(Test_FolderNames(dir.Path()), std::set<std::string>{"tone.wav"});
     EXPECT_EQ(Test_FileBytes(source), before);
+}
+
+TEST(ConvertFaults, ACancelledCopyOfTheSampleBytesDeletesTheOutput)
+{
+    Test_TempDir dir;
+    const std::string source = dir.Path() + "/long.wav";
+    Test_MakeTone(source, 44100, 16, 2, 44100 * 100); // 17.6 MB: three steps of the copy
+    SetParams(44100, 16);
+    int calls = 0;
+    int64_t doneAtCancel = -1;
+    std::vector<std::string> stages;
+    EXPECT_THROW(Convert(source, {dir.Path() + "/copy.wav"}, &stages,
+                         [&](int64_t iDone, int64_t)
+                         {
+                             if (++calls < 2)
+                                 return true;
+                             doneAtCancel = iDone;
+                             return false;
+                         }),
+                 Cmn_CancelException);
+    EXPECT_GT(doneAtCancel, 0);
+    EXPECT_LT(doneAtCancel, 44100 * 100);
+    EXPECT_EQ(Test_FolderNames(dir.Path()), std::set<std::string>{"long.wav"});
 }
 } // namespace

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "Sys_FileProperties.h"
@@ -247,6 +248,51 @@ TEST(Sys_FileUtils_FileCopier, AbortAndDestructionLeaveNoPartialFile)
         dropped->CopyNextStep();
     }
     EXPECT_FALSE(Exists(dir.Path() + "/dst2"));
+}
+
+TEST(Sys_FileUtils_FileCopier, ARangeGoesIntoAnExistingFileAtAnOffset)
+{
+    Test_TempDir dir;
+    std::string data;
+    for (int i = 0; i < 9000; ++i)
+        data += static_cast<char>(i * 13);
+    // The source in the machine's shared memory where there is one: a file system of its
+    // own, between which and the test folder the kernel may refuse to copy, so that the
+    // buffered way is taken too.
+    const std::string shm = "/dev/shm/mirafile-range-" + std::to_string(::getpid());
+    for (const std::string& src :
+         {dir.Path() + "/src", std::filesystem::is_directory("/dev/shm") ? shm : std::string()})
+    {
+        if (src.empty())
+            continue;
+        SCOPED_TRACE(src);
+        Write(src, data);
+        Write(dir.Path() + "/dst", std::string(100, 'h'));
+        auto copier = Sys_FileUtils::CreateRangeCopier(
+            Sys_FileLoc(src), 500, Sys_FileLoc(dir.Path() + "/dst"), 40, 8000, 3000);
+        int steps = 0;
+        while (copier->CopyNextStep())
+            ++steps;
+        EXPECT_EQ(steps, 2);
+        EXPECT_EQ(Read(dir.Path() + "/dst"), std::string(40, 'h') + data.substr(500, 8000));
+
+        // An aborted range copy leaves the destination, with what it got, to its owner.
+        Write(dir.Path() + "/dst", std::string(100, 'h'));
+        auto aborted = Sys_FileUtils::CreateRangeCopier(
+            Sys_FileLoc(src), 0, Sys_FileLoc(dir.Path() + "/dst"), 10, 9000, 1000);
+        EXPECT_TRUE(aborted->CopyNextStep());
+        aborted->Abort();
+        EXPECT_EQ(Read(dir.Path() + "/dst"), std::string(10, 'h') + data.substr(0, 1000));
+        std::filesystem::remove(src);
+    }
+    EXPECT_TRUE(FailsWith(
+        [&]
+        {
+            Sys_FileUtils::CreateRangeCopier(Sys_FileLoc(dir.Path() + "/dst"), 0,
+                                             Sys_FileLoc(dir.Path() + "/missing"), 0, 10);
+        },
+        ENOENT));
+    EXPECT_FALSE(Exists(dir.Path() + "/missing"));
 }
 
 TEST(Sys_FileUtils, CopyMoveAndDeleteTakeTheSidecarAlong)

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cctype>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
 
 #include "Cmn_Assert.h"
 #include "Cmn_Exception.h"
+#include "FF/Audio/FF_AudioFilePlugIn.h"
 #include "FF/Audio/Processing/FF_AudioOverviewMgr.h"
 #include "FF/Audio/Processing/FF_AudioOverviewUtils.h"
 #include "FF/Audio/Processing/FF_AudioProcessConvertAudioFile.h"
@@ -240,6 +242,62 @@ void FF_AudioFileUtils::ResetNumberOfConversionPasses()
     sParams.mNumberOfPasses = 1;
 }
 
+namespace
+{
+// Copies the sample bytes of iSource into the new file iDest when both lay them out alike;
+// false (nothing done) when they do not. Progress and cancel as ConvertAudioFiles.
+bool CopySampleBytes(FF_AudioFile& iSource, FF_AudioFile& iDest, int64_t iNumSamples,
+                     const FF_AudioFileUtils::ProgressMethod& iProgress)
+{
+    StOpenForRead openSource(iSource);
+    iDest.Open(Cmn_Store::eOpenFlag_OpenForWrite);
+    struct StClose
+    {
+        FF_AudioFile& mFile;
+        ~StClose()
+        {
+            if (mFile.IsOpen())
+                mFile.Close();
+        }
+    } closeDest{iDest};
+    FF_AudioFilePlugIn* srcPlugIn = iSource.GetPlugIn();
+    FF_AudioFilePlugIn* dstPlugIn = iDest.GetPlugIn();
+    const int64_t srcOffset = iSource.mOffsetToData.GetOr(-1);
+    const int64_t dstOffset = iDest.mOffsetToData.GetOr(-1);
+    const bool alike =
+        srcPlugIn && dstPlugIn && iSource.GetEmbeddedOffset() == 0 &&
+        iDest.GetEmbeddedOffset() == 0 && srcOffset >= 0 && dstOffset >= 0 &&
+        iSource.mByteOrder.GetOr(eByteOrder_Native) == iDest.mByteOrder.GetOr(eByteOrder_Native) &&
+        srcPlugIn->IsDataOffsetBinary() == dstPlugIn->IsDataOffsetBinary() &&
+        iSource.mBitDepth.GetOr(0) == iDest.mBitDepth.GetOr(0) &&
+        iSource.mNumChannels.GetOr(0) == iDest.mNumChannels.GetOr(0);
+    if (!alike)
+        return false;
+    const int64_t frame = int64_t(iDest.mBitDepth.GetOr(0) / 8) * iDest.mNumChannels.GetOr(0);
+    CMN_ASSERT(frame > 0);
+    // The front lays out the header and records the count; the bytes go in behind its back,
+    // so the file is closed while they move and its count is written afterwards.
+    iDest.Close();
+    std::unique_ptr<Sys_FileUtils::FileCopier> copier =
+        Sys_FileUtils::CreateRangeCopier(iSource.GetFileLoc(), srcOffset, iDest.GetFileLoc(),
+                                         dstOffset, iNumSamples * frame, 8 << 20);
+    while (copier->CopyNextStep())
+        if (iProgress && !iProgress(copier->GetBytesCopied() / frame, iNumSamples))
+        {
+            copier->Abort();
+            throw Cmn_CancelException();
+        }
+    iDest.Open(Cmn_Store::eOpenFlag_OpenForWrite);
+    if (iDest.mNumSamples.GetOr(0) != iNumSamples)
+        iDest.mNumSamples.Set(iNumSamples);
+    iDest.Flush();
+    iDest.Close();
+    if (iProgress)
+        iProgress(iNumSamples, iNumSamples);
+    return true;
+}
+} // namespace
+
 void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iSources,
                                           const std::vector<Sys_FileLoc>& iDestLocs,
                                           EAudioFileType iDstType, const ProgressMethod& iProgress,
@@ -314,7 +372,18 @@ void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iS
     }
     opens.clear();
 
-    // 3. and 4. One chain, over the whole.
+    // 3. and 4. One chain, over the whole; or, when it would only read and write bytes that
+    // are laid out alike in both files, a copy of those bytes.
+    const bool onlyReadAndWrite = sameRate && bitsPerSample == params.mBitDepth &&
+                                  params.mGainDB == 0.0 && !params.mSqueeze && !withOverviews;
+    if (onlyReadAndWrite && iSources.size() == 1 && destinations.size() == 1 &&
+        CopySampleBytes(*iSources.front(), *destinations.front(), srcNumSamples, iProgress))
+    {
+        if (oStagesP)
+            *oStagesP = {"FF_AudioProcessReadFiles", "FF_AudioProcessWriteFiles"};
+        deleter.Release();
+        return;
+    }
     FF_AudioProcessConvertAudioFile::ConvertHandle chain(new FF_AudioProcessConvertAudioFile);
     std::list<Cmn_Interval> whole = {Cmn_Interval(0, srcNumSamples)};
     // Blocks four times the usual size: a quarter of the hand-offs between the workers, for

@@ -113,7 +113,10 @@ public:
     // carries an overview), write. Runs to its end on the calling thread; iProgress may
     // cancel. On failure or cancel every destination is deleted and the failure (or
     // Cmn_CancelException) is thrown; the sources are only read. oStagesP receives the names
-    // of the chain's stages, head first.
+    // of the chain's stages, head first. A chain of only the reader and the writer, between
+    // two plain files whose sample bytes are laid out alike (same depth, channels, byte order
+    // and sign convention), is not run: its bytes are copied between the files, inside the
+    // kernel where the file system allows, in steps that report progress and may be cancelled.
     static void ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iSources,
                                   const std::vector<Sys_FileLoc>& iDestLocs,
                                   EAudioFileType iDstType = eAudioFileType_WAVE,
