@@ -13,7 +13,7 @@
 #include "FF/Audio/Processing/FF_AudioRandom.h"
 
 #if defined(__x86_64__)
-#include <emmintrin.h>
+#include <immintrin.h>
 #endif
 
 std::atomic<int32_t> FF_AudioProcessSRC::sRandomState{FF_AudioRandom::cSeed};
@@ -36,6 +36,7 @@ inline int64_t RoundToInt(double iValue)
 // filtered value goes back, rounded to the nearest integer and clamped.
 struct SRCFormat8
 {
+    static constexpr int64_t cBytes = 1;
     static float Read(const char* iP, int64_t iK) { return float(int8_t(iP[iK])); }
     static void Write(char* iP, int64_t iK, double iValue)
     {
@@ -45,6 +46,7 @@ struct SRCFormat8
 
 struct SRCFormat16
 {
+    static constexpr int64_t cBytes = 2;
     static float Read(const char* iP, int64_t iK)
     {
         int16_t v;
@@ -60,6 +62,7 @@ struct SRCFormat16
 
 struct SRCFormat24
 {
+    static constexpr int64_t cBytes = 3;
     static float Read(const char* iP, int64_t iK)
     {
         const unsigned char* p = reinterpret_cast<const unsigned char*>(iP) + 3 * iK;
@@ -80,6 +83,7 @@ struct SRCFormat24
 // 24-bit range and shifted back on the way out.
 struct SRCFormat32
 {
+    static constexpr int64_t cBytes = 4;
     static float Read(const char* iP, int64_t iK)
     {
         int32_t v;
@@ -93,6 +97,116 @@ struct SRCFormat32
         std::memcpy(iP + 4 * iK, &v, 4);
     }
 };
+
+// Runs of samples in and out: the plain loops of a format, and AVX2 loops for the 16- and
+// 24-bit formats (the same values: clamping the sum to the integer bounds before rounding
+// gives what rounding and then clamping gives, and both round ties to even).
+template <class Format> void ReadMany(const char* iIn, double* oOut, int64_t iCount)
+{
+    for (int64_t k = 0; k < iCount; ++k)
+        oOut[k] = Format::Read(iIn, k);
+}
+
+template <class Format> void WriteMany(char* oOut, const double* iSums, int64_t iCount)
+{
+    for (int64_t k = 0; k < iCount; ++k)
+        Format::Write(oOut, k, iSums[k]);
+}
+
+#if defined(__x86_64__)
+
+__attribute__((target("avx2"))) void ReadMany16AVX2(const char* iIn, double* oOut, int64_t iCount)
+{
+    int64_t k = 0;
+    for (; k + 4 <= iCount; k += 4)
+    {
+        const __m128i v = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(iIn + 2 * k));
+        _mm256_storeu_pd(oOut + k, _mm256_cvtepi32_pd(_mm_cvtepi16_epi32(v)));
+    }
+    for (; k < iCount; ++k)
+        oOut[k] = SRCFormat16::Read(iIn, k);
+}
+
+__attribute__((target("avx2"))) void WriteMany16AVX2(char* oOut, const double* iSums,
+                                                     int64_t iCount)
+{
+    const __m256d lo = _mm256_set1_pd(-32768.0), hi = _mm256_set1_pd(32767.0);
+    int64_t k = 0;
+    for (; k + 4 <= iCount; k += 4)
+    {
+        const __m256d v = _mm256_min_pd(_mm256_max_pd(_mm256_loadu_pd(iSums + k), lo), hi);
+        const __m128i i = _mm256_cvtpd_epi32(v);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(oOut + 2 * k), _mm_packs_epi32(i, i));
+    }
+    for (; k < iCount; ++k)
+        SRCFormat16::Write(oOut, k, iSums[k]);
+}
+
+// Four packed 3-byte samples per step; a step reads (writes) 16 bytes, of which the last 4
+// belong to the next samples, so the vector loop stops 6 samples before the end.
+__attribute__((target("avx2"))) void ReadMany24AVX2(const char* iIn, double* oOut, int64_t iCount)
+{
+    const __m128i spread = _mm_setr_epi8(-1, 0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11);
+    int64_t k = 0;
+    for (; k + 6 <= iCount; k += 4)
+    {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(iIn + 3 * k));
+        const __m128i w = _mm_srai_epi32(_mm_shuffle_epi8(v, spread), 8);
+        _mm256_storeu_pd(oOut + k, _mm256_cvtepi32_pd(w));
+    }
+    for (; k < iCount; ++k)
+        oOut[k] = SRCFormat24::Read(iIn, k);
+}
+
+__attribute__((target("avx2"))) void WriteMany24AVX2(char* oOut, const double* iSums,
+                                                     int64_t iCount)
+{
+    const __m256d lo = _mm256_set1_pd(-8388608.0), hi = _mm256_set1_pd(8388607.0);
+    const __m128i pack = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+    int64_t k = 0;
+    for (; k + 6 <= iCount; k += 4)
+    {
+        const __m256d v = _mm256_min_pd(_mm256_max_pd(_mm256_loadu_pd(iSums + k), lo), hi);
+        const __m128i i = _mm256_cvtpd_epi32(v);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(oOut + 3 * k), _mm_shuffle_epi8(i, pack));
+    }
+    for (; k < iCount; ++k)
+        SRCFormat24::Write(oOut, k, iSums[k]);
+}
+
+template <> void ReadMany<SRCFormat16>(const char* iIn, double* oOut, int64_t iCount)
+{
+    if (FF_SincKernel::GetBestPath() == FF_SincKernel::ePath_AVX2)
+        return ReadMany16AVX2(iIn, oOut, iCount);
+    for (int64_t k = 0; k < iCount; ++k)
+        oOut[k] = SRCFormat16::Read(iIn, k);
+}
+
+template <> void WriteMany<SRCFormat16>(char* oOut, const double* iSums, int64_t iCount)
+{
+    if (FF_SincKernel::GetBestPath() == FF_SincKernel::ePath_AVX2)
+        return WriteMany16AVX2(oOut, iSums, iCount);
+    for (int64_t k = 0; k < iCount; ++k)
+        SRCFormat16::Write(oOut, k, iSums[k]);
+}
+
+template <> void ReadMany<SRCFormat24>(const char* iIn, double* oOut, int64_t iCount)
+{
+    if (FF_SincKernel::GetBestPath() == FF_SincKernel::ePath_AVX2)
+        return ReadMany24AVX2(iIn, oOut, iCount);
+    for (int64_t k = 0; k < iCount; ++k)
+        oOut[k] = SRCFormat24::Read(iIn, k);
+}
+
+template <> void WriteMany<SRCFormat24>(char* oOut, const double* iSums, int64_t iCount)
+{
+    if (FF_SincKernel::GetBestPath() == FF_SincKernel::ePath_AVX2)
+        return WriteMany24AVX2(oOut, iSums, iCount);
+    for (int64_t k = 0; k < iCount; ++k)
+        SRCFormat24::Write(oOut, k, iSums[k]);
+}
+
+#endif
 
 int64_t CeilDiv(int64_t iNum, int64_t iDen)
 {
@@ -309,50 +423,70 @@ int64_t FF_AudioProcessSRC::BuildSchedule(int64_t iCount, int64_t iCapacity, boo
         q = int64_t(x / b);
         rem = int64_t(x % b);
     }
-    const int64_t stepQ = a / b, stepRem = a % b;
+    const int64_t stepQ = exact ? a / b : 0, stepRem = exact ? a % b : 0;
 
     int64_t produced = 0;
+    if (exact)
+    {
+        // The same outputs as the general loop below, without its doubles, in two passes
+        // with few values live in each: first n (relative to mSamplesIn, into posP) and the
+        // row, then the ring index and the window's extent from n.
+        const int64_t stop = iLast ? mDstTotal - mSamplesOut : limit + 1;
+        const int64_t rowBase = centreRow * taps;
+        for (; produced < stop; ++produced)
+        {
+            const bool up = 2 * rem > b;
+            int64_t n = up ? q + 1 : q;
+            int64_t p = up ? rem - b : rem;
+            if (2 * rem == b) [[unlikely]]
+            {
+                const double t = double(mSamplesOut + produced) * ratio;
+                n = RoundToInt(t);
+                p = RoundToInt((t - double(n)) * phases);
+            }
+            if (!iLast && n >= stopAt)
+                break;
+            CMN_ASSERT_TEXT(produced < limit, "samples out within the output block");
+            posP[produced] = int32_t(n - mSamplesIn);
+            rowP[produced] = int32_t(rowBase + p * taps);
+            // A short chain from one output to the next: add, compare, select.
+            const int64_t next = rem + stepRem;
+            const bool carry = next >= b;
+            rem = carry ? next - b : next;
+            q += carry ? stepQ + 1 : stepQ;
+        }
+        // n - mSamplesIn lies in [-mNumTaps / 2, iCount + mNumTaps): one wrap at most.
+        const int32_t write = mHistoryWrite, ringSize = mHistorySize, count = int32_t(iCount);
+        for (int64_t k = 0; k < produced; ++k)
+        {
+            const int32_t first = posP[k] - half; // relative to mSamplesIn
+            int32_t pos = first + write;
+            pos = pos >= ringSize ? pos - ringSize : pos;
+            pos = pos < 0 ? pos + ringSize : pos;
+            const int32_t inData = count - first;
+            posP[k] = pos;
+            validP[k] = std::clamp(inData, 0, taps);
+            wholeP[k] = uint8_t((pos + taps <= ringSize) & (inData >= taps));
+        }
+        return produced;
+    }
     for (int64_t i = mSamplesOut;; ++i)
     {
         if (iLast && i == mDstTotal)
             break;
         // One output per step until the window would pass the data (or, at the end, until
         // the destination total is reached; from the source total on the window sees zeros).
-        int64_t n, p;
-        if (exact && 2 * rem != b)
+        const double t = double(i) * ratio;
+        const int64_t n = RoundToInt(t);
+        double r = 0.0;
+        if (phaseNoise)
         {
-            if (2 * rem < b)
-            {
-                n = q;
-                p = rem;
-            }
-            else
-            {
-                n = q + 1;
-                p = rem - b;
-            }
+            const int32_t x = FF_AudioRandom::Next(sRandomState);
+            r = (2.0 * double(x) - 2147483648.0) * (1.0 / 4294967296.0);
         }
-        else
-        {
-            const double t = double(i) * ratio;
-            n = RoundToInt(t);
-            double r = 0.0;
-            if (phaseNoise)
-            {
-                const int32_t x = FF_AudioRandom::Next(sRandomState);
-                r = (2.0 * double(x) - 2147483648.0) * (1.0 / 4294967296.0);
-            }
-            p = RoundToInt((t - double(n)) * phases + r);
-        }
+        const int64_t p = RoundToInt((t - double(n)) * phases + r);
         if (!iLast && n >= stopAt)
             break;
-        q += stepQ;
-        rem += stepRem;
-        if (rem >= b)
-        {
-            rem -= b;
-            ++q;
-        }
 
         const int64_t first = n - half;
         // first - mSamplesIn lies in [-mNumTaps, iCount): one wrap at most either way.
@@ -384,15 +518,13 @@ void FF_AudioProcessSRC::InterpChannel(const char* iIn, char* ioOut, int64_t iCo
     const int64_t size = mHistorySize;
     const int32_t taps = mNumTaps;
 
-    // The new samples into the ring (source sample j lives at j mod size).
+    // The new samples into the ring (source sample j lives at j mod size): up to the ring's
+    // end, then from its start.
     {
-        int64_t w = mHistoryWrite;
-        for (int64_t k = 0; k < iCount; ++k)
-        {
-            ioRing[w] = Format::Read(iIn, k);
-            if (++w == size)
-                w = 0;
-        }
+        const int64_t w = mHistoryWrite;
+        const int64_t first = std::min<int64_t>(iCount, size - w);
+        ReadMany<Format>(iIn, ioRing + w, first);
+        ReadMany<Format>(iIn + first * Format::cBytes, ioRing, iCount - first);
     }
 
     const double* table = mSincTable.get();
@@ -424,6 +556,5 @@ void FF_AudioProcessSRC::InterpChannel(const char* iIn, char* ioOut, int64_t iCo
         sums[k] = mDot(window, table + row[k]);
         ++k;
     }
-    for (int64_t k = 0; k < iProduced; ++k)
-        Format::Write(ioOut, k, sums[k]);
+    WriteMany<Format>(ioOut, sums, iProduced);
 }
