@@ -51,6 +51,14 @@ TEST(FF_AudioProcessRequantize, RaisingShiftsInZeros)
         for (bool dither : {false, true})
             EXPECT_EQ(Requantize(c.mFrom, c.mTo, dither, c.mIn), c.mOut) << c.mFrom << "x" << c.mTo;
     }
+    // Long runs (blocks of 64 and a short last one) take the vector paths where there are.
+    std::vector<int32_t> in, out;
+    for (int32_t k = 0; k < 1003; ++k)
+    {
+        in.push_back(int16_t(k * 40503));
+        out.push_back(in.back() * 256);
+    }
+    EXPECT_EQ(Requantize(16, 24, false, in), out);
 }
 
 TEST(FF_AudioProcessRequantize, LoweringWithoutTheFlagDropsTheLowBytes)
