@@ -1,6 +1,8 @@
 #include <cmath>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "FF/Audio/Processing/FF_AudioProcessByteSwapper.h"
 #include "FF/Audio/Processing/FF_AudioProcessGain.h"
 #include "FF/Audio/Processing/FF_AudioProcessMixer.h"
@@ -111,6 +113,29 @@ TEST(FF_AudioProcessMixer, SumsChannelsAtEqualPowerAndClips)
     const Test_Stream out8 =
         Test_RunStage(stereo, Channels(8, {{-90, -100, 90}, {-90, -100, 90}}), 2);
     EXPECT_EQ(out8.mChannels[0], (std::vector<int32_t>{-127, -128, 127}));
+
+    // Long runs at 16 and 24 bits, with clipping on both sides: the vector path where there
+    // is one, and the plain loop for the last frames of each block.
+    for (int32_t bits : {16, 24})
+    {
+        const int32_t max = bits == 16 ? 32767 : 8388607;
+        std::vector<std::vector<int32_t>> in(3);
+        std::vector<int32_t> expected;
+        for (int32_t k = 0; k < 1001; ++k)
+        {
+            int64_t sum = 0;
+            for (int32_t c = 0; c < 3; ++c)
+            {
+                in[size_t(c)].push_back(
+                    int32_t((int64_t(k) * (7919 + 104729 * c)) % (2 * max) - max));
+                sum += in[size_t(c)].back();
+            }
+            const int64_t v = int64_t(double(sum) * std::sqrt(1.0 / 3.0));
+            expected.push_back(int32_t(std::clamp<int64_t>(v, -max - 1, max)));
+        }
+        const Test_Stream mixed = Test_RunStage(three, Channels(bits, in), 97);
+        EXPECT_EQ(mixed.mChannels[0], expected) << bits << " bits";
+    }
 
     EXPECT_TRUE(Test_Asserts([] { FF_AudioProcessMixer(2, 2); }, "iDstNumChannels == 1"));
     FF_AudioProcessBlock mono(1, 48000, 16, 10, 10);

@@ -23,6 +23,9 @@ public:
     double GetFactor() const { return mFactor; }
 
 private:
+    // Channels up to which 24-bit sums fit 32 bits: the vector path mixes those.
+    static constexpr int16_t cMaxVectorChannels = 128;
+
     template <int32_t Bytes>
     void MixFrames(const FF_AudioProcessBlock* in, char* dst, int64_t iCount, int16_t iChannels,
                    int32_t iMax) const;
