@@ -1,38 +1,10 @@
-#include <cstring>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <vector>
-
-#include "L10N_ExceptionData.h"
-#include "Sys_File.h"
 #include "Sys_FileBasedStream.h"
+#include "SysTestSupport.h"
+#include "Sys_File.h"
 #include "Sys_FilePosix.h"
-#include "TestSupport.h"
 
 namespace
 {
-using Bytes = std::vector<unsigned char>;
-
-Bytes Pattern(size_t iSize)
-{
-    Bytes bytes(iSize);
-    for (size_t i = 0; i < iSize; ++i)
-        bytes[i] = static_cast<unsigned char>((i * 7 + 3) % 251);
-    return bytes;
-}
-
-void WriteWholeFile(const std::string& iPath, const Bytes& iBytes)
-{
-    std::ofstream out(iPath, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(iBytes.data()), std::streamsize(iBytes.size()));
-}
-
-Bytes ReadWholeFile(const std::string& iPath)
-{
-    std::ifstream in(iPath, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 // A plain file that counts what the streams ask of it, and can cut writes short.
 class CountingFile : public Sys_FilePosix
 {
@@ -53,8 +25,7 @@ public:
         ++mSeeks;
         Sys_FilePosix::SetPosition(iFrom, iOffset);
     }
-    std::vector<int64_t> mReads;
-    std::vector<int64_t> mWrites;
+    std::vector<int64_t> mReads, mWrites;
     int mSeeks = 0;
     bool mShortWrites = false;
 };
@@ -87,7 +58,6 @@ TEST_F(Sys_FileBasedStreamTest, InStreamReadsMixedSizesInOrder)
     OpenWith(data);
     Sys_FileBasedInStream in(mFile);
     in.SetReadAhead(5000);
-    Bytes got;
     const int32_t sizes[] = {1, 3, 128, 4999, 5000, 5001, 77, 300000, 2};
     size_t at = 0;
     for (int round = 0;; ++round)
@@ -105,43 +75,32 @@ TEST_F(Sys_FileBasedStreamTest, InStreamReadsMixedSizesInOrder)
     EXPECT_EQ(in.GetEndPos(), 700000);
 }
 
-TEST_F(Sys_FileBasedStreamTest, ReadOfExactlyTheReadAheadGoesThroughTheBuffer)
-{
-    OpenWith(Pattern(10000));
-    Sys_FileBasedInStream in(mFile);
-    in.SetReadAhead(1000);
-    Bytes part(1001);
-    in.Read(part.data(), 1000);
-    ASSERT_EQ(mCounter->mReads, std::vector<int64_t>{1000});
-    in.SetPos(0);
-    in.Read(part.data(), 1000); // served from the buffer
-    EXPECT_EQ(mCounter->mReads.size(), 1u);
-
-    in.SetPos(2000);
-    in.Read(part.data(), 1001); // one byte more: straight into the caller's memory
-    in.SetPos(2000);
-    in.Read(part.data(), 1001);
-    EXPECT_EQ(mCounter->mReads, (std::vector<int64_t>{1000, 1001, 1001}));
-    EXPECT_EQ(part[0], Pattern(2001)[2000]);
-}
-
-TEST_F(Sys_FileBasedStreamTest, SetPosStaysInTheBufferUpToItsEnd)
+TEST_F(Sys_FileBasedStreamTest, BufferServesReadsAndSeeksUpToItsEnd)
 {
     const Bytes data = Pattern(10000);
     OpenWith(data);
     Sys_FileBasedInStream in(mFile);
     in.SetReadAhead(1000);
-    unsigned char byte = 0;
-    in.Read(&byte, 1);
+    Bytes part(1001);
+    in.Read(part.data(), 1000); // exactly the read-ahead goes through the buffer
+    ASSERT_EQ(mCounter->mReads, std::vector<int64_t>{1000});
     const int seeks = mCounter->mSeeks;
     in.SetPos(1000); // the end of the valid bytes, inclusive
     in.SetPos(0);
     EXPECT_EQ(mCounter->mSeeks, seeks);
-    EXPECT_EQ(in.GetPos(), 0);
+    in.Read(part.data(), 1000);
+    EXPECT_EQ(mCounter->mReads.size(), 1u);
+
     in.SetPos(1001);
     EXPECT_EQ(mCounter->mSeeks, seeks + 1);
-    in.Read(&byte, 1);
-    EXPECT_EQ(byte, data[1001]);
+    in.Read(part.data(), 1);
+    EXPECT_EQ(part[0], data[1001]);
+    in.SetPos(2000);
+    in.Read(part.data(), 1001); // one byte more: straight into the caller's memory
+    in.SetPos(2000);
+    in.Read(part.data(), 1001);
+    EXPECT_EQ(mCounter->mReads, (std::vector<int64_t>{1000, 1000, 1001, 1001}));
+    EXPECT_TRUE(std::equal(part.begin(), part.end(), data.begin() + 2000));
 }
 
 TEST_F(Sys_FileBasedStreamTest, ShortReadThrowsOnlyOnTheDirectPath)
@@ -152,15 +111,7 @@ TEST_F(Sys_FileBasedStreamTest, ShortReadThrowsOnlyOnTheDirectPath)
     in.SetPos(400);
     Bytes part(200, 0xEE);
     // 128-byte read-ahead: 200 bytes go direct and meet the end.
-    try
-    {
-        in.Read(part.data(), 200);
-        FAIL() << "a short direct read must throw";
-    }
-    catch (const std::exception& e)
-    {
-        EXPECT_TRUE(L10N_IsException(e, 2, 22));
-    }
+    EXPECT_TRUE(Test_ThrowsL10N([&] { in.Read(part.data(), 200); }, 2, 22));
     EXPECT_EQ(in.GetPos(), 400);
     // Through the buffer a short read is not reported; the missing bytes are zeros.
     in.Read(part.data(), 120);
@@ -198,16 +149,15 @@ TEST_F(Sys_FileBasedStreamTest, OutStreamDestroyedWithoutFlushLosesItsBytes)
 {
     OpenWith(Bytes());
     const Bytes data = Pattern(100);
+    for (bool flush : {false, true})
     {
         Sys_FileBasedOutStream out(mFile);
         out.Write(data.data(), 100);
         EXPECT_EQ(out.GetEndPos(), 100);
-    }
-    EXPECT_EQ(mFile.GetEOF(), 0);
-    {
-        Sys_FileBasedOutStream out(mFile);
-        out.Write(data.data(), 100);
-        out.Flush();
+        if (flush)
+            out.Flush();
+        else
+            EXPECT_EQ(mFile.GetEOF(), 0);
     }
     EXPECT_EQ(ReadWholeFile(mPath), data);
 }
@@ -217,9 +167,8 @@ TEST_F(Sys_FileBasedStreamTest, OutStreamKeepsOrderAcrossBufferedAndDirectWrites
     OpenWith(Bytes());
     const Bytes data = Pattern(900000);
     Sys_FileBasedOutStream out(mFile);
-    const int32_t sizes[] = {10, 300000, 262144, 1, 262143, 75702};
     int64_t at = 0;
-    for (int32_t n : sizes)
+    for (int32_t n : {10, 300000, 262144, 1, 262143, 75702})
     {
         out.Write(data.data() + at, n);
         at += n;
@@ -228,7 +177,7 @@ TEST_F(Sys_FileBasedStreamTest, OutStreamKeepsOrderAcrossBufferedAndDirectWrites
     }
     ASSERT_EQ(at, 900000);
     out.Flush();
-    // One flush for the 10 bytes before the large write, the large write itself, ...
+    // The 10 bytes are flushed before the large write, which goes straight to the file.
     EXPECT_EQ(mCounter->mWrites[0], 10);
     EXPECT_EQ(mCounter->mWrites[1], 300000);
     EXPECT_EQ(ReadWholeFile(mPath), data);
@@ -253,8 +202,6 @@ TEST_F(Sys_FileBasedStreamTest, OutStreamSetPosRewritesHeldBytesAndFlushMovesPas
     std::fill(data.begin() + 40, data.begin() + 45, 2);
     EXPECT_EQ(ReadWholeFile(mPath), data);
 
-    out.ClearHighWaterMark();
-    EXPECT_EQ(out.GetHighWaterMark(), 0);
     out.SetPos(5000); // outside the buffer: flush, seek
     out.Write(two, 1);
     EXPECT_EQ(out.GetHighWaterMark(), 5001);
@@ -269,22 +216,6 @@ TEST_F(Sys_FileBasedStreamTest, ShortWritesThrowWriteToStreamFailed)
     const Bytes data = Pattern(300000);
     mCounter->mShortWrites = true;
     out.Write(data.data(), 10);
-    try
-    {
-        out.Flush();
-        FAIL() << "a short flush must throw";
-    }
-    catch (const std::exception& e)
-    {
-        EXPECT_TRUE(L10N_IsException(e, 2, 23));
-    }
-    try
-    {
-        out.Write(data.data(), 300000);
-        FAIL() << "a short direct write must throw";
-    }
-    catch (const std::exception& e)
-    {
-        EXPECT_TRUE(L10N_IsException(e, 2, 23));
-    }
+    EXPECT_TRUE(Test_ThrowsL10N([&] { out.Flush(); }, 2, 23));
+    EXPECT_TRUE(Test_ThrowsL10N([&] { out.Write(data.data(), 300000); }, 2, 23));
 }

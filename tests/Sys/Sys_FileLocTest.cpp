@@ -1,26 +1,14 @@
 // Sys_FileLoc (paths, components, the "SFL" stream form), Sys_Volume over an installed mount
 // table, Sys_RelativeFileLoc, Sys_FileLocIterator and Sys_FileLocUtils; also the seeds of
 // fuzz/FileLocStreamFuzz.cpp.
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <vector>
-
-#include "Cmn_MemBufferStream.h"
 #include "Sys_FileLoc.h"
+#include "SysTestSupport.h"
 #include "Sys_FileLocIterator.h"
 #include "Sys_FileLocUtils.h"
 #include "Sys_FileType.h"
-#include "Sys_FileUtils.h"
 #include "Sys_RelativeFileLoc.h"
-#include "Sys_TypedStream.h"
 #include "Sys_Volume.h"
 #include "Sys_VolumePosix.h"
-#include "TestSupport.h"
 
 namespace
 {
@@ -30,13 +18,37 @@ constexpr uint32_t kRootID = 0x524F4F54;
 Sys_VolumePosix::MountEntry Entry(uint32_t iID, const std::string& iMountPoint,
                                   const std::string& iRoot = "/", const std::string& iFS = "ext4")
 {
-    Sys_VolumePosix::MountEntry entry;
-    entry.mID = iID;
-    entry.mMountPoint = iMountPoint;
-    entry.mRoot = iRoot;
-    entry.mFileSystemName = iFS;
-    entry.mSource = "/dev/test";
-    return entry;
+    return {iID, iMountPoint, iRoot, iFS, "/dev/test"};
+}
+
+Bytes Out(const Sys_FileLoc& iLoc)
+{
+    Test_Out out;
+    *out << iLoc;
+    return out.Get();
+}
+
+Sys_FileLoc In(const Bytes& iBytes)
+{
+    Test_In in(iBytes);
+    Sys_FileLoc loc;
+    *in >> loc;
+    EXPECT_EQ(in->GetPos(), in->GetEndPos());
+    return loc;
+}
+
+// A stream form written by hand: folder flag, identifier, count, components.
+Bytes Forge(uint32_t iID, int32_t iCount, const std::vector<std::string>& iComponents)
+{
+    Test_Out out;
+    out->WriteBlock("SFL", 3);
+    *out << int16_t(1) << int32_t(0) << false << iID << iCount;
+    for (const std::string& component : iComponents)
+        *out << component;
+    const int64_t end = out->GetPos();
+    out->SetPos(5);
+    *out << int32_t(end - 9); // the size of what follows it
+    return out.Get();
 }
 
 // Installs a mount table for the test's duration.
@@ -48,43 +60,6 @@ protected:
         Sys_VolumePosix::SetMountTable(iTable);
     }
     void TearDown() override { Sys_VolumePosix::ClearMountTable(); }
-
-    static std::vector<unsigned char> Out(const Sys_FileLoc& iLoc)
-    {
-        Cmn_MemBufferOutStream mem;
-        Sys_CrossPlatformOutStream out(&mem);
-        out << iLoc;
-        return Test_Contents(mem);
-    }
-    static Sys_FileLoc In(const std::vector<unsigned char>& iBytes)
-    {
-        Cmn_MemBufferInStream mem(iBytes.data(), iBytes.data() + iBytes.size());
-        Sys_CrossPlatformInStream in(&mem);
-        Sys_FileLoc loc;
-        in >> loc;
-        EXPECT_EQ(in.GetPos(), in.GetEndPos());
-        return loc;
-    }
-    // A stream form written by hand: folder flag, identifier, count, components.
-    static std::vector<unsigned char> Forge(uint32_t iID, int32_t iCount,
-                                            const std::vector<std::string>& iComponents)
-    {
-        Cmn_MemBufferOutStream mem;
-        Sys_CrossPlatformOutStream out(&mem);
-        out.WriteBlock("SFL", 3);
-        out.Write(int16_t(1));
-        const int64_t sizePos = out.GetPos();
-        out.Write(int32_t(0));
-        out.Write(false);
-        out.Write(iID);
-        out.Write(iCount);
-        for (const std::string& component : iComponents)
-            out.Write(component);
-        const int64_t end = out.GetPos();
-        out.SetPos(sizePos);
-        out.Write(int32_t(end - sizePos - 4));
-        return Test_Contents(mem);
-    }
 };
 } // namespace
 
@@ -92,15 +67,10 @@ protected:
 
 TEST(Sys_FileLoc, KeepsPathsInCanonicalForm)
 {
-    struct Case
+    const struct
     {
-        const char* mGiven;
-        const char* mPath;
-        const char* mName;
-        const char* mExtension;
-        const char* mParent;
-    };
-    const Case cases[] = {
+        const char *mGiven, *mPath, *mName, *mExtension, *mParent;
+    } cases[] = {
         {"/a//b/./take.wav/", "/a/b/take.wav", "take.wav", "wav", "/a/b"},
         {"/", "/", "", "", ""},
         {"/.hidden", "/.hidden", ".hidden", "", "/"},
@@ -108,13 +78,14 @@ TEST(Sys_FileLoc, KeepsPathsInCanonicalForm)
         {"/a/../b", "/a/../b", "b", "", "/a/.."},
         {"", "", "", "", ""},
     };
-    for (const Case& c : cases)
+    for (const auto& c : cases)
     {
+        SCOPED_TRACE(c.mGiven);
         const Sys_FileLoc loc{std::string(c.mGiven)};
-        EXPECT_EQ(loc.GetFullPath(), c.mPath) << c.mGiven;
-        EXPECT_EQ(loc.GetName(), c.mName) << c.mGiven;
-        EXPECT_EQ(loc.GetExtension(), c.mExtension) << c.mGiven;
-        EXPECT_EQ(loc.GetParentFolder().GetFullPath(), c.mParent) << c.mGiven;
+        EXPECT_EQ(loc.GetFullPath(), c.mPath);
+        EXPECT_EQ(loc.GetName(), c.mName);
+        EXPECT_EQ(loc.GetExtension(), c.mExtension);
+        EXPECT_EQ(loc.GetParentFolder().GetFullPath(), c.mParent);
     }
     EXPECT_EQ(Sys_FileLoc("/p/\xC3\xA9").GetUTF16FullPath(), u"/p/\u00E9");
     EXPECT_TRUE(
@@ -129,28 +100,22 @@ TEST(Sys_FileLoc, TypeAddsItsExtensionOnce)
     EXPECT_EQ(Sys_FileLoc(folder, "take", type).GetFullPath(), "/data/take.tloc");
     EXPECT_EQ(Sys_FileLoc(folder, "take.TLOC", type).GetFullPath(), "/data/take.TLOC");
     EXPECT_EQ(Sys_FileLoc(folder, "v1.0", Sys_FileType::cFolder).GetExtension(), "");
+    EXPECT_EQ(Sys_FileLoc(folder, "b").GetFullPath(), "/data/b");
 }
 
 // ---- the stream form and changing mount points ---------------------------------------------
 
-TEST_F(Sys_FileLocStream, WritesVolumeByIdentifierAndPathByComponents)
+TEST_F(Sys_FileLocStream, StoresTheVolumeByIdentifierAndReadsBackWhereItIsMountedNow)
 {
     Mount({Entry(kRootID, "/"), Entry(kMovedID, "/mnt/a")});
     const Sys_FileLoc loc("/mnt/a/takes/one.wav");
-    const std::vector<unsigned char> bytes = Out(loc);
-    const std::vector<unsigned char> expected = Forge(kMovedID, 2, {"takes", "one.wav"});
-    EXPECT_EQ(bytes, expected);
+    const Bytes bytes = Out(loc);
+    EXPECT_EQ(bytes, Forge(kMovedID, 2, {"takes", "one.wav"}));
     EXPECT_EQ(In(bytes), loc);
     EXPECT_EQ(loc.GetPathComponents(), (std::vector<std::string>{"/mnt/a", "takes", "one.wav"}));
     EXPECT_EQ(Sys_FileLoc(loc.GetPathComponents()), loc);
     EXPECT_EQ(In(Out(Sys_FileLoc())), Sys_FileLoc());
-}
-
-TEST_F(Sys_FileLocStream, ReadsBackWhereTheVolumeIsMountedNow)
-{
-    Mount({Entry(kRootID, "/"), Entry(kMovedID, "/mnt/a")});
-    const std::vector<unsigned char> bytes = Out(Sys_FileLoc("/mnt/a/takes/one.wav"));
-    const std::vector<unsigned char> root = Out(Sys_FileLoc("/mnt/a"));
+    const Bytes root = Out(Sys_FileLoc("/mnt/a"));
 
     Mount({Entry(kRootID, "/"), Entry(kMovedID, "/media/disk b")});
     EXPECT_EQ(In(bytes).GetFullPath(), "/media/disk b/takes/one.wav");
@@ -164,16 +129,15 @@ TEST_F(Sys_FileLocStream, ReadsBackWhereTheVolumeIsMountedNow)
 TEST_F(Sys_FileLocStream, UnmountedVolumeThrowsAfterTheWholeBlock)
 {
     Mount({Entry(kRootID, "/"), Entry(kMovedID, "/mnt/a")});
-    std::vector<unsigned char> bytes = Out(Sys_FileLoc("/mnt/a/x"));
-    const std::vector<unsigned char> second = Out(Sys_FileLoc("/y"));
+    Bytes bytes = Out(Sys_FileLoc("/mnt/a/x"));
+    const Bytes second = Out(Sys_FileLoc("/y"));
     bytes.insert(bytes.end(), second.begin(), second.end());
     Mount({Entry(kRootID, "/")});
 
-    Cmn_MemBufferInStream mem(bytes.data(), bytes.data() + bytes.size());
-    Sys_CrossPlatformInStream in(&mem);
+    Test_In in(bytes);
     Sys_FileLoc loc;
-    EXPECT_TRUE(Test_ThrowsL10N([&] { loc.StreamIn(in); }, 1, 1));
-    loc.StreamIn(in); // the next block reads on
+    EXPECT_TRUE(Test_ThrowsL10N([&] { loc.StreamIn(*in); }, 1, 1));
+    loc.StreamIn(*in); // the next block reads on
     EXPECT_EQ(loc.GetFullPath(), "/y");
 }
 
@@ -184,15 +148,15 @@ TEST_F(Sys_FileLocStream, RefusesBadCountsAndComponents)
     EXPECT_TRUE(Test_ThrowsL10N([&] { In(Forge(kRootID, -1, {})); }, 2, 29));
     for (const char* bad : {"..", ".", "", "a/b"})
         EXPECT_TRUE(Test_ThrowsL10N([&] { In(Forge(kRootID, 1, {bad})); }, 3, 1)) << bad;
-    std::vector<unsigned char> cut = Forge(kRootID, 1, {"abc"});
+    Bytes cut = Forge(kRootID, 1, {"abc"});
     cut.resize(cut.size() - 2);
     EXPECT_THROW(In(cut), Cmn_Exception);
 }
 
 TEST_F(Sys_FileLocStream, VolumesComeFromTheInstalledTable)
 {
-    Sys_VolumePosix::MountEntry proc = Entry(7, "/proc", "/", "proc");
-    Mount({Entry(kRootID, "/"), Entry(kMovedID, "/mnt/a"), Entry(kMovedID, "/mnt/again"), proc});
+    Mount({Entry(kRootID, "/"), Entry(kMovedID, "/mnt/a"), Entry(kMovedID, "/mnt/again"),
+           Entry(7, "/proc", "/", "proc")});
     const Sys_Volume volume = Sys_FileLoc("/mnt/a/deep/er").GetVolume();
     EXPECT_EQ(volume.GetID(), kMovedID);
     EXPECT_TRUE(volume.IsMounted());
@@ -239,31 +203,31 @@ TEST(Sys_VolumePosix, ParsesMountInfo)
 
     EXPECT_EQ(Sys_VolumePosix::IDFromUUID("0A1B-2C3D"), Sys_VolumePosix::IDFromUUID("0a1b2c3d"));
     EXPECT_NE(Sys_VolumePosix::IDFromUUID("0a1b2c3d"), Sys_VolumePosix::IDFromUUID("0a1b2c3e"));
+    EXPECT_EQ(Sys_Volume::FileSystemTypeFromMagic(0x4d44), Sys_Volume::eFileSystemType_FAT);
+    EXPECT_EQ(Sys_Volume::FileSystemTypeFromMagic(0x2011BAB0), Sys_Volume::eFileSystemType_FAT);
+    EXPECT_EQ(Sys_Volume::FileSystemTypeFromMagic(0xEF53), Sys_Volume::eFileSystemType_Other);
 }
 
-TEST(Sys_VolumePosix, RealVolumesHaveStableIdentifiers)
+TEST(Sys_Volume, RealVolumesHaveStableIdentifiersAndSectorSizes)
 {
     Test_TempDir dir;
-    const Sys_Volume volume = Sys_FileLoc(dir.Path()).GetVolume();
+    const Sys_Volume volume = Sys_FileLoc(dir.Path() + "/not-yet/there").GetVolume();
     ASSERT_TRUE(volume.IsMounted());
     EXPECT_NE(volume.GetID(), 0u);
     Sys_Volume::RescanVolumes();
     EXPECT_EQ(Sys_FileLoc(dir.Path()).GetVolume().GetID(), volume.GetID());
     EXPECT_GT(volume.GetMaxFileNameComponentLength(), 8);
+    const int32_t sector = volume.GetBytesPerSector();
+    EXPECT_GE(sector, 512);
+    EXPECT_EQ(sector & (sector - 1), 0);
+    EXPECT_FALSE(Sys_Volume().IsMounted());
+    EXPECT_EQ(Sys_Volume().GetBytesPerSector(), 512);
     Sys_VolumeAttr attr;
     ASSERT_TRUE(volume.GetAttr(&attr));
     EXPECT_GT(attr.GetSize(), 0);
     EXPECT_LE(attr.GetFreeSpace(), attr.GetSize());
-    // Stored on the real volume, read back on it.
-    Cmn_MemBufferOutStream mem;
-    Sys_BigEndianOutStream out(&mem);
-    const Sys_FileLoc loc(dir.Path() + "/a.wav");
-    out << loc;
-    Cmn_MemBufferInStream inMem(mem.GetBuffer(), mem.GetBuffer() + mem.GetEndPos());
-    Sys_BigEndianInStream in(&inMem);
-    Sys_FileLoc back;
-    in >> back;
-    EXPECT_EQ(back, loc);
+    const Sys_FileLoc loc(dir.Path() + "/a.wav"); // stored on the real volume, read back on it
+    EXPECT_EQ(In(Out(loc)), loc);
 }
 
 // ---- relative locations ----------------------------------------------------------------------
@@ -293,11 +257,11 @@ namespace
 void Touch(const std::string& iPath)
 {
     std::filesystem::create_directories(std::filesystem::path(iPath).parent_path());
-    std::ofstream(iPath) << "x";
+    WriteWholeFile(iPath, std::string("x"));
 }
 } // namespace
 
-TEST(Sys_FileLocIterator, FindsMatchesDepthFirstAndResumesAfterItsBudget)
+TEST(Sys_FileLocIterator, FindsMatchesDepthFirstResumesAfterItsBudgetAndStops)
 {
     const Sys_FileType type = Sys_FileType::RegisterType({}, {"itk"}, "iterator test", 0);
     Test_TempDir dir;
@@ -331,23 +295,18 @@ TEST(Sys_FileLocIterator, FindsMatchesDepthFirstAndResumesAfterItsBudget)
     }
     EXPECT_EQ(found, expected);
     EXPECT_GT(emptySlices, 20);
-}
 
-TEST(Sys_FileLocIterator, MatchesNamePatternsAndStops)
-{
-    Test_TempDir dir;
-    for (const char* name : {"one.txt", "f/two.txt", "f/three.wav"})
-        Touch(dir.Path() + "/" + name);
-    Sys_FileLocIterator it(Sys_FileLoc(dir.Path()), std::string("*.txt"));
-    ASSERT_TRUE(it.Next());
-    EXPECT_EQ(it->GetName(), "two.txt");
-    EXPECT_EQ(it.GetCurrentSearchPath().GetFullPath(), dir.Path() + "/f");
-    it.Abort();
-    EXPECT_FALSE(it);
-    EXPECT_FALSE(it.Next());
-    EXPECT_TRUE(Test_Asserts([&] { *it; }, "mImpl->IsOnEntry()"));
-    EXPECT_TRUE(Test_ThrowsL10N(
-        [&] { Sys_FileLocIterator bad(Sys_FileLoc(dir.Path() + "/one.txt"), "*"); }, 2, 4));
+    // By name pattern; an aborted walk stops.
+    Sys_FileLocIterator text(Sys_FileLoc(root + "/sub"), std::string("*.txt"));
+    ASSERT_TRUE(text.Next());
+    EXPECT_EQ(text->GetName(), "e.txt");
+    EXPECT_EQ(text.GetCurrentSearchPath().GetFullPath(), root + "/sub/deeper");
+    text.Abort();
+    EXPECT_FALSE(text);
+    EXPECT_FALSE(text.Next());
+    EXPECT_TRUE(Test_Asserts([&] { *text; }, "mImpl->IsOnEntry()"));
+    EXPECT_TRUE(
+        Test_ThrowsL10N([&] { Sys_FileLocIterator bad(Sys_FileLoc(root + "/a.itk"), "*"); }, 2, 4));
 }
 
 // ---- well-known places -----------------------------------------------------------------------
@@ -397,38 +356,30 @@ TEST(Sys_FileLocUtils, AnswersWhereLocationsLie)
 TEST_F(Sys_FileLocStream, WritesFuzzSeeds)
 {
     Mount({Entry(kRootID, "/"), Entry(kMovedID, "/fuzz/vol")});
-    struct Seed
+    const struct
     {
         const char* mName;
         unsigned char mOrder;
         std::string mPath;
-    };
-    const Seed seeds[] = {{"little_file", 0, "/fuzz/vol/a/b.wav"},
-                          {"big_root", 1, "/fuzz/vol"},
-                          {"big_deep", 1, "/usr/share/sounds/x/y/z.aif"},
-                          {"little_empty", 0, ""}};
+    } seeds[] = {{"little_file", 0, "/fuzz/vol/a/b.wav"},
+                 {"big_root", 1, "/fuzz/vol"},
+                 {"big_deep", 1, "/usr/share/sounds/x/y/z.aif"},
+                 {"little_empty", 0, ""}};
     const char* folder = std::getenv("MIRAFILE_WRITE_FUZZ_SEEDS");
-    for (const Seed& seed : seeds)
+    for (const auto& seed : seeds)
     {
-        Cmn_MemBufferOutStream mem;
-        const unsigned char order = seed.mOrder;
-        mem.Write(&order, 1);
-        std::unique_ptr<Sys_TypedOutStream> out;
-        if (order)
-            out = std::make_unique<Sys_BigEndianOutStream>(&mem);
-        else
-            out = std::make_unique<Sys_LittleEndianOutStream>(&mem);
+        Test_Out out(seed.mOrder ? 2 : 1);
+        out.mMem.Write(&seed.mOrder, 1);
         Sys_FileLoc(seed.mPath).StreamOut(*out);
-        std::vector<unsigned char> bytes = Test_Contents(mem);
+        const Bytes bytes = out.Get();
 
         // What the target does with it.
         Cmn_MemBufferInStream inMem(bytes.data() + 1, bytes.data() + bytes.size());
-        Sys_TypedInStream in(&inMem, order == 1);
+        Sys_TypedInStream in(&inMem, seed.mOrder == 1);
         Sys_FileLoc back;
         back.StreamIn(in);
         EXPECT_EQ(back.GetFullPath(), seed.mPath);
         if (folder)
-            std::ofstream(std::string(folder) + "/" + seed.mName, std::ios::binary)
-                .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+            WriteWholeFile(std::string(folder) + "/" + seed.mName, bytes);
     }
 }

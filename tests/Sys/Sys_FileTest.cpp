@@ -1,173 +1,120 @@
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <random>
 #include <sys/stat.h>
-#include <thread>
-#include <vector>
 
-#include "Cmn_Assert.h"
+#include "SysTestSupport.h"
 #include "Sys_AsyncFileIOParams.h"
 #include "Sys_Event.h"
 #include "Sys_File.h"
 #include "Sys_FileLoc.h"
 #include "Sys_FilePosix.h"
-#include "Sys_OSErrData.h"
-#include "Sys_Volume.h"
-#include "TestSupport.h"
 
 namespace
 {
-using Bytes = std::vector<unsigned char>;
-
-Bytes Pattern(size_t iSize, uint32_t iSeed = 1)
-{
-    Bytes bytes(iSize);
-    std::mt19937 random(iSeed);
-    for (auto& b : bytes)
-        b = static_cast<unsigned char>(random());
-    return bytes;
-}
-
-void WriteWholeFile(const std::string& iPath, const Bytes& iBytes)
-{
-    std::ofstream out(iPath, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(iBytes.data()), std::streamsize(iBytes.size()));
-}
-
-Bytes ReadWholeFile(const std::string& iPath)
-{
-    std::ifstream in(iPath, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-bool Exists(const std::string& iPath)
-{
-    struct stat info
-    {
-    };
-    return ::stat(iPath.c_str(), &info) == 0;
-}
-
-int32_t ErrorOf(const std::exception& iException)
-{
-    const auto* osError = dynamic_cast<const Sys_OSErrException*>(&iException);
-    return osError ? osError->GetData().GetError() : 0;
-}
-
-std::string AssertTextOf(const std::function<void()>& iAction)
-{
-    try
-    {
-        iAction();
-    }
-    catch (const Cmn_AssertException& e)
-    {
-        return e.what();
-    }
-    return std::string();
-}
-
 constexpr int32_t cRead = Sys_File::eOpen_ForRead | Sys_File::eOpen_Existing;
 constexpr int32_t cReadWrite = cRead | Sys_File::eOpen_ForWrite;
 constexpr int32_t cCreate = Sys_File::eOpen_Create | Sys_File::eOpen_ShareRead |
                             Sys_File::eOpen_ShareWrite; // 563 once Open adds read and write
 
+Sys_FilePosix& Impl(Sys_File& iFile)
+{
+    return dynamic_cast<Sys_FilePosix&>(*iFile.GetImpl());
+}
+
 class Sys_FileTest : public ::testing::Test
 {
 protected:
     std::string PathOf(const std::string& iName) const { return mDir.Path() + "/" + iName; }
+    // A file named iName holding iContent, opened with iFlags.
+    Sys_File& OpenWith(const Bytes& iContent, int32_t iFlags, const std::string& iName = "a")
+    {
+        WriteWholeFile(PathOf(iName), iContent);
+        mFiles.push_back(std::make_unique<Sys_File>(Sys_FileLoc(PathOf(iName))));
+        mFiles.back()->Open(iFlags);
+        return *mFiles.back();
+    }
     Test_TempDir mDir;
+    std::vector<std::unique_ptr<Sys_File>> mFiles;
 };
 } // namespace
 
 // ---- open flags ---------------------------------------------------------------------------
 
-TEST_F(Sys_FileTest, CreateAloneTruncatesAndOpensForReadAndWrite)
+TEST_F(Sys_FileTest, OpenFlagsDecideCreationAndTruncation)
 {
-    WriteWholeFile(PathOf("a"), Pattern(1000));
-    Sys_File file(Sys_FileLoc(PathOf("a")));
-    file.Open(Sys_File::eOpen_Create);
-    EXPECT_EQ(file.GetEOF(), 0);
-    const Bytes data = Pattern(10, 7);
-    EXPECT_EQ(file.Write(data.data(), 10), 10);
-    file.SetPosition(Sys_File::eOffsetFrom_Start, 0);
-    Bytes back(10);
-    EXPECT_EQ(file.Read(back.data(), 10), 10);
-    EXPECT_EQ(back, data);
-    auto* impl = dynamic_cast<Sys_FilePosix*>(file.GetImpl());
-    ASSERT_NE(impl, nullptr);
-    EXPECT_EQ(impl->GetOpenFlags() & 3, 3);
-    EXPECT_NE(impl->GetOpenFlags() & Sys_File::eOpen_AsyncIO, 0) << "always on for this host";
-}
-
-TEST_F(Sys_FileTest, CreateWithExistingKeepsContentAndMakesMissingFiles)
-{
-    const Bytes data = Pattern(1000);
-    WriteWholeFile(PathOf("a"), data);
-    Sys_File file(Sys_FileLoc(PathOf("a")));
-    file.Open(Sys_File::eOpen_Create | Sys_File::eOpen_Existing);
-    EXPECT_EQ(file.GetEOF(), 1000);
-    file.Close();
-
-    Sys_File fresh(Sys_FileLoc(PathOf("b")));
-    fresh.Open(Sys_File::eOpen_Create | Sys_File::eOpen_Existing);
-    EXPECT_EQ(fresh.GetEOF(), 0);
-    EXPECT_TRUE(Exists(PathOf("b")));
-}
-
-TEST_F(Sys_FileTest, ExistingAloneNeedsTheFile)
-{
-    Sys_File file(Sys_FileLoc(PathOf("missing")));
-    try
+    const struct
     {
-        file.Open(cRead);
-        FAIL() << "opening a missing file must fail";
-    }
-    catch (const std::exception& e)
+        int32_t mFlags;
+        bool mExists;
+        int64_t mEOF; // -1: the open fails with ENOENT
+    } cases[] = {{Sys_File::eOpen_Create, true, 0},
+                 {Sys_File::eOpen_Create | Sys_File::eOpen_Existing, true, 1000},
+                 {Sys_File::eOpen_Create | Sys_File::eOpen_Existing, false, 0},
+                 {cRead, false, -1}};
+    int n = 0;
+    for (const auto& c : cases)
     {
-        EXPECT_EQ(ErrorOf(e), ENOENT);
-        EXPECT_NE(std::string(e.what()).find(PathOf("missing")), std::string::npos);
+        const std::string path = PathOf(std::to_string(n++));
+        SCOPED_TRACE(path);
+        if (c.mExists)
+            WriteWholeFile(path, Pattern(1000));
+        Sys_File file{Sys_FileLoc(path)};
+        if (c.mEOF < 0)
+        {
+            const auto [error, text] = ThrownError([&] { file.Open(c.mFlags); });
+            EXPECT_EQ(error, ENOENT);
+            EXPECT_NE(text.find(path), std::string::npos);
+            EXPECT_FALSE(file.IsOpen());
+        }
+        else
+        {
+            file.Open(c.mFlags);
+            EXPECT_EQ(file.GetEOF(), c.mEOF);
+        }
+        EXPECT_EQ(Exists(path), c.mEOF >= 0);
     }
-    EXPECT_FALSE(file.IsOpen());
-    EXPECT_FALSE(Exists(PathOf("missing")));
 }
 
-TEST_F(Sys_FileTest, SharingIsAlwaysGranted)
+TEST_F(Sys_FileTest, CreateOpensForReadAndWriteSharingIsAlwaysGrantedAndDeleteOnCloseDeletes)
 {
     Sys_File writer(Sys_FileLoc(PathOf("a")));
     writer.Open(Sys_File::eOpen_Create); // no share bits
+    EXPECT_EQ(Impl(writer).GetOpenFlags() & 3, 3);
+    EXPECT_NE(Impl(writer).GetOpenFlags() & Sys_File::eOpen_AsyncIO, 0) << "always on here";
     Sys_File other(Sys_FileLoc(PathOf("a")));
     other.Open(cReadWrite);
     const Bytes data = Pattern(64);
-    writer.Write(data.data(), 64);
+    EXPECT_EQ(writer.Write(data.data(), 64), 64);
     Bytes back(64);
     EXPECT_EQ(other.Read(back.data(), 64), 64);
     EXPECT_EQ(back, data);
-}
+    writer.SetPosition(Sys_File::eOffsetFrom_Start, 0);
+    EXPECT_EQ(writer.Read(back.data(), 64), 64);
+    EXPECT_EQ(back, data);
 
-TEST_F(Sys_FileTest, DeleteOnCloseRemovesTheFileAtClose)
-{
-    Sys_File file(Sys_FileLoc(PathOf("temp")));
-    file.Open(cCreate | Sys_File::eOpen_DeleteOnClose);
-    const Bytes data = Pattern(100);
-    file.Write(data.data(), 100);
+    Sys_File temp(Sys_FileLoc(PathOf("temp")));
+    temp.Open(cCreate | Sys_File::eOpen_DeleteOnClose);
+    temp.Write(data.data(), 64);
     EXPECT_TRUE(Exists(PathOf("temp")));
-    file.Close();
-    EXPECT_FALSE(Exists(PathOf("temp")));
-    EXPECT_FALSE(file.IsOnline());
+    temp.Close();
+    EXPECT_FALSE(Exists(PathOf("temp"))) << "deleted on close";
+    EXPECT_FALSE(temp.IsOnline());
 }
 
-TEST_F(Sys_FileTest, WriteThroughNeedsWriteAccess)
+TEST_F(Sys_FileTest, MisuseFailsTheAssertionAndWriteThroughNeedsWriteAccess)
 {
     WriteWholeFile(PathOf("a"), Pattern(10));
     Sys_File file(Sys_FileLoc(PathOf("a")));
-    const std::string text = AssertTextOf([&] { file.Open(cRead | Sys_File::eOpen_WriteThrough); });
-    EXPECT_NE(text.find("( inOpenFlags & Sys_File::eOpen_ForWrite ) != 0"), std::string::npos);
+    EXPECT_TRUE(Test_Asserts([&] { file.Open(cRead | Sys_File::eOpen_WriteThrough); },
+                             "( inOpenFlags & Sys_File::eOpen_ForWrite ) != 0"));
     EXPECT_FALSE(file.IsOpen());
+    file.Open(cRead);
+    EXPECT_TRUE(Test_Asserts([&] { file.Open(cRead); }, "!this->IsOpen()"));
+    file.Close();
+    EXPECT_FALSE(file.IsOpen());
+    file.Open(cRead);
+    EXPECT_EQ(file.GetEOF(), 10);
+    EXPECT_EQ(file.GetPosition(), 0);
+    EXPECT_THROW(Sys_File(static_cast<Sys_FileImpl*>(nullptr)), Cmn_AssertException);
+    file.Close();
 
     file.Open(cReadWrite | Sys_File::eOpen_WriteThrough);
     const Bytes data = Pattern(5000, 3);
@@ -176,32 +123,12 @@ TEST_F(Sys_FileTest, WriteThroughNeedsWriteAccess)
     EXPECT_EQ(ReadWholeFile(PathOf("a")), data);
 }
 
-TEST_F(Sys_FileTest, OpenTwiceFailsTheAssertionAndCloseAllowsReopening)
-{
-    WriteWholeFile(PathOf("a"), Pattern(10));
-    Sys_File file(Sys_FileLoc(PathOf("a")));
-    file.Open(cRead);
-    EXPECT_NE(AssertTextOf([&] { file.Open(cRead); }).find("!this->IsOpen()"), std::string::npos);
-    file.Close();
-    EXPECT_FALSE(file.IsOpen());
-    file.Open(cRead);
-    EXPECT_EQ(file.GetEOF(), 10);
-    EXPECT_EQ(file.GetPosition(), 0);
-}
-
-TEST(Sys_FileFront, NullImplementationFailsTheAssertion)
-{
-    EXPECT_THROW(Sys_File(static_cast<Sys_FileImpl*>(nullptr)), Cmn_AssertException);
-}
-
 // ---- positions, reads and writes -----------------------------------------------------------
 
-TEST_F(Sys_FileTest, ShortCountsAtTheEndAreNoFailure)
+TEST_F(Sys_FileTest, ShortCountsAtTheEndAreNoFailureAndWritesPastItLeaveZeros)
 {
     const Bytes data = Pattern(100);
-    WriteWholeFile(PathOf("a"), data);
-    Sys_File file(Sys_FileLoc(PathOf("a")));
-    file.Open(cRead);
+    Sys_File& file = OpenWith(data, cReadWrite);
     file.SetPosition(Sys_File::eOffsetFrom_End, 30);
     EXPECT_EQ(file.GetPosition(), 70);
     Bytes back(50);
@@ -209,23 +136,18 @@ TEST_F(Sys_FileTest, ShortCountsAtTheEndAreNoFailure)
     EXPECT_TRUE(std::equal(back.begin(), back.begin() + 30, data.begin() + 70));
     EXPECT_EQ(file.GetPosition(), 100);
     EXPECT_EQ(file.Read(back.data(), 50), 0);
-    file.SetPosition(Sys_File::eOffsetFrom_Current, 1000);
+    file.SetPosition(Sys_File::eOffsetFrom_Current, 10);
     EXPECT_EQ(file.Read(back.data(), 50), 0);
     EXPECT_THROW(file.SetPosition(Sys_File::eOffsetFrom_Start, -1), Sys_OSErrException);
     EXPECT_THROW(file.SetPosition(Sys_File::eOffsetFrom_End, 101), Sys_OSErrException);
-    EXPECT_EQ(file.GetPosition(), 1100);
-}
+    EXPECT_EQ(file.GetPosition(), 110);
 
-TEST_F(Sys_FileTest, WritingPastTheEndLeavesZerosBetween)
-{
-    Sys_File file(Sys_FileLoc(PathOf("a")));
-    file.Open(cCreate);
-    file.SetPosition(Sys_File::eOffsetFrom_Start, 10);
     const unsigned char one = 0xAB;
     file.Write(&one, 1);
-    Bytes expected(11, 0);
-    expected[10] = 0xAB;
     file.Close();
+    Bytes expected = data;
+    expected.resize(111, 0);
+    expected[110] = 0xAB;
     EXPECT_EQ(ReadWholeFile(PathOf("a")), expected);
 }
 
@@ -254,21 +176,12 @@ TEST_F(Sys_FileTest, ReadOnlyFlagFollowsTheOwnerWriteBit)
 TEST_F(Sys_FileTest, UnbufferedReadsMatchAPlainReadAtOddPlaces)
 {
     const Bytes data = Pattern(5 * 4096 + 777);
-    WriteWholeFile(PathOf("a"), data);
-    Sys_File file(Sys_FileLoc(PathOf("a")));
-    file.Open(cRead | Sys_File::eOpen_Unbuffered | Sys_File::eOpen_AsyncIO);
-    auto* impl = dynamic_cast<Sys_FilePosix*>(file.GetImpl());
-    ASSERT_GE(impl->GetSectorSize(), 512);
-    const int64_t sector = impl->GetSectorSize();
-    const int64_t offsets[] = {0,
-                               1,
-                               511,
-                               sector - 1,
-                               sector,
-                               sector + 3,
-                               3 * sector - 5,
-                               int64_t(data.size()) - 10,
-                               int64_t(data.size())};
+    Sys_File& file = OpenWith(data, cRead | Sys_File::eOpen_Unbuffered | Sys_File::eOpen_AsyncIO);
+    const int64_t sector = Impl(file).GetSectorSize();
+    ASSERT_GE(sector, 512);
+    const int64_t size = int64_t(data.size());
+    const int64_t offsets[] = {0,         1,   511, sector - 1, sector, sector + 3, 3 * sector - 5,
+                               size - 10, size};
     const int64_t lengths[] = {1, 7, sector - 1, sector, sector + 1, 2 * sector + 13, 20000};
     // Unaligned memory as well as aligned: the whole sectors then take the bounce buffer.
     std::vector<unsigned char> storage(30000 + 2 * size_t(sector));
@@ -278,12 +191,11 @@ TEST_F(Sys_FileTest, UnbufferedReadsMatchAPlainReadAtOddPlaces)
         for (int64_t offset : offsets)
             for (int64_t length : lengths)
             {
+                SCOPED_TRACE(std::to_string(offset) + "+" + std::to_string(length));
                 file.SetPosition(Sys_File::eOffsetFrom_Start, offset);
-                const int64_t expected =
-                    std::max<int64_t>(0, std::min<int64_t>(length, int64_t(data.size()) - offset));
-                ASSERT_EQ(file.Read(target, length), expected) << offset << "+" << length;
-                ASSERT_TRUE(std::equal(target, target + expected, data.begin() + offset))
-                    << offset << "+" << length;
+                const int64_t expected = std::max<int64_t>(0, std::min(length, size - offset));
+                ASSERT_EQ(file.Read(target, length), expected);
+                ASSERT_TRUE(std::equal(target, target + expected, data.begin() + offset));
                 ASSERT_EQ(file.GetPosition(), offset + expected);
             }
 }
@@ -291,18 +203,15 @@ TEST_F(Sys_FileTest, UnbufferedReadsMatchAPlainReadAtOddPlaces)
 TEST_F(Sys_FileTest, UnbufferedWritesMatchAReferenceAndKeepTheTrueLength)
 {
     Bytes reference = Pattern(3 * 4096 + 100, 5);
-    WriteWholeFile(PathOf("a"), reference);
-    Sys_File file(Sys_FileLoc(PathOf("a")));
-    file.Open(cReadWrite | Sys_File::eOpen_Unbuffered);
-    const int64_t sector = dynamic_cast<Sys_FilePosix*>(file.GetImpl())->GetSectorSize();
+    Sys_File& file = OpenWith(reference, cReadWrite | Sys_File::eOpen_Unbuffered);
+    const int64_t sector = Impl(file).GetSectorSize();
     std::mt19937 random(11);
     std::vector<unsigned char> storage(70000);
     for (int round = 0; round < 60; ++round)
     {
         const int64_t offset = int64_t(random() % (reference.size() + sector));
         const int64_t length = int64_t(random() % (round % 3 == 0 ? 3 * sector : 64)) + 1;
-        const size_t shift = random() % 3; // aligned and unaligned caller memory
-        unsigned char* source = storage.data() + shift;
+        unsigned char* source = storage.data() + random() % 3; // aligned and unaligned memory
         for (int64_t i = 0; i < length; ++i)
             source[i] = static_cast<unsigned char>(random());
         file.SetPosition(Sys_File::eOffsetFrom_Start, offset);
@@ -320,11 +229,8 @@ TEST_F(Sys_FileTest, UnbufferedWritesMatchAReferenceAndKeepTheTrueLength)
 TEST_F(Sys_FileTest, UnbufferedFileGoesOnBufferedWhenDirectTransfersAreRefused)
 {
     const Bytes data = Pattern(3 * 4096 + 5);
-    WriteWholeFile(PathOf("a"), data);
-    Sys_File file(Sys_FileLoc(PathOf("a")));
-    file.Open(cReadWrite | Sys_File::eOpen_Unbuffered);
-    auto* impl = dynamic_cast<Sys_FilePosix*>(file.GetImpl());
-    if (!impl->IsDirectIO())
+    Sys_File& file = OpenWith(data, cReadWrite | Sys_File::eOpen_Unbuffered);
+    if (!Impl(file).IsDirectIO())
         GTEST_SKIP() << "this file system refuses direct I/O at open already";
     // The refusal a file system gives for a transfer shape it cannot do directly.
     Sys_FilePosix::SetFault(Sys_FilePosix::eFault_Read, 1, EINVAL);
@@ -332,21 +238,19 @@ TEST_F(Sys_FileTest, UnbufferedFileGoesOnBufferedWhenDirectTransfersAreRefused)
     file.SetPosition(Sys_File::eOffsetFrom_Start, 1);
     EXPECT_EQ(file.Read(back.data(), int64_t(data.size()) - 1), int64_t(data.size()) - 1);
     EXPECT_TRUE(std::equal(back.begin(), back.end() - 1, data.begin() + 1));
-    EXPECT_FALSE(impl->IsDirectIO());
+    EXPECT_FALSE(Impl(file).IsDirectIO());
     const unsigned char byte = 0x5A;
     file.SetPosition(Sys_File::eOffsetFrom_Start, 4097);
     EXPECT_EQ(file.Write(&byte, 1), 1);
     EXPECT_EQ(file.GetEOF(), int64_t(data.size()));
 }
 
-// ---- growth ---------------------------------------------------------------------------------
+// ---- growth and faults ----------------------------------------------------------------------
 
 TEST_F(Sys_FileTest, SetEOFGrowsWithZerosAndShrinksKeepingTheHead)
 {
     const Bytes data = Pattern(5000);
-    WriteWholeFile(PathOf("a"), data);
-    Sys_File file(Sys_FileLoc(PathOf("a")));
-    file.Open(cReadWrite);
+    Sys_File& file = OpenWith(data, cReadWrite);
     file.SetPosition(Sys_File::eOffsetFrom_Start, 123);
     for (int64_t length : {int64_t(5000), int64_t(8 << 20), int64_t(8 << 20) + 1, int64_t(70001)})
     {
@@ -365,23 +269,14 @@ TEST_F(Sys_FileTest, SetEOFGrowsWithZerosAndShrinksKeepingTheHead)
 
 TEST_F(Sys_FileTest, InjectedFaultsFailTheNthTransfer)
 {
-    Sys_File file(Sys_FileLoc(PathOf("a")));
-    file.Open(cCreate);
+    Sys_File& file = OpenWith({}, cCreate);
     const Bytes data = Pattern(10);
     Sys_FilePosix::SetFault(Sys_FilePosix::eFault_Write, 2, ENOSPC);
     EXPECT_EQ(file.Write(data.data(), 10), 10);
-    try
-    {
-        file.Write(data.data(), 10);
-        FAIL() << "the second write must fail";
-    }
-    catch (const std::exception& e)
-    {
-        EXPECT_EQ(ErrorOf(e), ENOSPC);
-    }
+    EXPECT_EQ(ThrownError([&] { file.Write(data.data(), 10); }).first, ENOSPC);
     EXPECT_EQ(file.Write(data.data(), 10), 10) << "a fault strikes once";
     Sys_FilePosix::SetFault(Sys_FilePosix::eFault_Grow, 1, EFBIG);
-    EXPECT_THROW(file.SetEOF(1 << 20), Sys_OSErrException);
+    EXPECT_EQ(ThrownError([&] { file.SetEOF(1 << 20); }).first, EFBIG);
     EXPECT_EQ(file.GetEOF(), 20);
     Sys_FilePosix::SetFault(Sys_FilePosix::eFault_Read, 1, EIO);
     Sys_FilePosix::SetFault(Sys_FilePosix::eFault_Read, 0, EIO);
@@ -390,8 +285,6 @@ TEST_F(Sys_FileTest, InjectedFaultsFailTheNthTransfer)
     EXPECT_EQ(file.Read(back.data(), 20), 20) << "a fault switched off does not strike";
 }
 
-// ---- MoveBlock ------------------------------------------------------------------------------
-
 TEST_F(Sys_FileTest, MoveBlockMovesOverlappingRegionsBothWays)
 {
     const Bytes data = Pattern(100000);
@@ -399,124 +292,107 @@ TEST_F(Sys_FileTest, MoveBlockMovesOverlappingRegionsBothWays)
     {
         int64_t mStart, mLength, mDelta;
     };
-    for (const Move& move : {Move{1000, 70000, 5000}, Move{20000, 70000, -777},
-                             Move{0, 100000, 40000}, Move{50000, 50000, -50000}, Move{10, 5, 1}})
+    for (const Move& move :
+         {Move{1000, 70000, 5000}, Move{20000, 70000, -777}, Move{0, 100000, 40000},
+          Move{50000, 50000, -50000}, Move{10, 5, 1}, Move{0, 0, 10}, Move{0, 10, 0}})
     {
-        WriteWholeFile(PathOf("a"), data);
-        Sys_File file(Sys_FileLoc(PathOf("a")));
-        file.Open(cReadWrite);
+        SCOPED_TRACE(std::to_string(move.mStart) + " " + std::to_string(move.mDelta));
+        Sys_File& file = OpenWith(data, cReadWrite);
         file.SetPosition(Sys_File::eOffsetFrom_Start, 4321);
         file.MoveBlock(move.mStart, move.mLength, move.mDelta);
         EXPECT_EQ(file.GetPosition(), 4321);
         file.Close();
         Bytes expected = data;
-        expected.resize(
-            std::max<size_t>(data.size(), size_t(move.mStart + move.mLength + move.mDelta)));
+        expected.resize(std::max(data.size(), size_t(move.mStart + move.mLength + move.mDelta)));
         std::memmove(expected.data() + move.mStart + move.mDelta, data.data() + move.mStart,
                      size_t(move.mLength));
-        EXPECT_EQ(ReadWholeFile(PathOf("a")), expected) << move.mStart << " " << move.mDelta;
+        EXPECT_EQ(ReadWholeFile(PathOf("a")), expected);
     }
-}
-
-TEST_F(Sys_FileTest, MoveBlockOfMissingBytesFailsTheReadAssertion)
-{
-    WriteWholeFile(PathOf("a"), Pattern(1000));
-    Sys_File file(Sys_FileLoc(PathOf("a")));
-    file.Open(cReadWrite);
-    file.MoveBlock(0, 0, 10); // nothing to move
-    file.MoveBlock(0, 10, 0);
-    EXPECT_NE(AssertTextOf([&] { file.MoveBlock(900, 200, 10); })
-                  .find("this->Read( buffer, blockSize ) == blockSize"),
-              std::string::npos);
+    Sys_File& file = OpenWith(Pattern(1000), cReadWrite);
+    EXPECT_TRUE(Test_Asserts([&] { file.MoveBlock(900, 200, 10); },
+                             "this->Read( buffer, blockSize ) == blockSize"));
 }
 
 // ---- async transfers ------------------------------------------------------------------------
 
 namespace
 {
-struct CompletionLog
+// Requests issued on one thread, with a callback that records where they complete.
+struct AsyncBatch
 {
+    // iCount requests of iBlock bytes, request i at i * iBlock in the file and in iMemoryP,
+    // issued last first when iReverse (each request keeps its own position).
+    void Issue(Sys_File& iFile, bool iWrite, int iCount, int iBlock, unsigned char* iMemoryP,
+               bool iReverse = false)
+    {
+        for (int n = 0; n < iCount; ++n)
+        {
+            const int i = iReverse ? iCount - 1 - n : n;
+            auto request = Sys_AsyncFileIOParams::Create(int64_t(i) * iBlock, iBlock,
+                                                         iMemoryP + int64_t(i) * iBlock);
+            request->SetCallback(&Record, this);
+            mEvents.push_back(request->GetCompletionEvent());
+            iWrite ? iFile.WriteAsync(request.Get()) : iFile.ReadAsync(request.Get());
+            mRequests.push_back(request);
+        }
+    }
+    Sys_SyncObject::EWaitResult WaitAll()
+    {
+        return Sys_SyncObject::WaitForMultipleObjects(mEvents, false, Sys_SyncObject::cWaitForever);
+    }
+    static void Record(Sys_AsyncFileIOParams*, void* iDataP)
+    {
+        auto* batch = static_cast<AsyncBatch*>(iDataP);
+        if (std::this_thread::get_id() != batch->mIssuer)
+            batch->mAllOnIssuer = false;
+        ++batch->mCount;
+    }
+    std::vector<Sys_AsyncFileIOParams::ParamsHandle> mRequests;
+    Sys_SyncObject::HandleList mEvents;
     std::atomic<int> mCount{0};
     std::atomic<bool> mAllOnIssuer{true};
-    std::thread::id mIssuer = std::this_thread::get_id();
+    const std::thread::id mIssuer = std::this_thread::get_id();
 };
-
-void RecordCompletion(Sys_AsyncFileIOParams*, void* iDataP)
-{
-    auto* log = static_cast<CompletionLog*>(iDataP);
-    if (std::this_thread::get_id() != log->mIssuer)
-        log->mAllOnIssuer = false;
-    ++log->mCount;
-}
 } // namespace
 
 TEST_F(Sys_FileTest, ManyAsyncReadsCompleteOnTheIssuingThread)
 {
-    constexpr int cRequests = 128;
-    constexpr int cBlock = 4096;
+    constexpr int cRequests = 128, cBlock = 4096;
     const Bytes data = Pattern(size_t(cRequests) * cBlock);
-    WriteWholeFile(PathOf("a"), data);
-    Sys_File file(Sys_FileLoc(PathOf("a")));
-    file.Open(cRead);
-    CompletionLog log;
-    std::vector<Bytes> buffers(cRequests, Bytes(cBlock));
-    std::vector<Sys_AsyncFileIOParams::ParamsHandle> requests;
-    std::vector<Sys_Event::EventHandle> events;
-    for (int i = 0; i < cRequests; ++i)
-    {
-        // Issued in reverse order, to show that each request keeps its own position.
-        const int block = cRequests - 1 - i;
-        requests.push_back(Sys_AsyncFileIOParams::Create(int64_t(block) * cBlock, cBlock,
-                                                         buffers[size_t(block)].data()));
-        requests.back()->SetCallback(&RecordCompletion, &log);
-        events.push_back(requests.back()->GetCompletionEvent());
-        file.ReadAsync(requests.back().Get());
-    }
-    EXPECT_EQ(log.mCount.load(), 0) << "nothing completes before the issuer waits";
+    Sys_File& file = OpenWith(data, cRead);
+    Bytes target(data.size());
+    AsyncBatch batch;
+    batch.Issue(file, false, cRequests, cBlock, target.data(), true);
+    EXPECT_EQ(batch.mCount.load(), 0) << "nothing completes before the issuer waits";
     EXPECT_EQ(file.GetPosition(), 0);
-    EXPECT_EQ(Sys_Event::WaitForMultipleEvents(events, false, Sys_SyncObject::cWaitForever),
-              Sys_SyncObject::eWaitResult_Signalled);
-    EXPECT_EQ(log.mCount.load(), cRequests);
-    EXPECT_TRUE(log.mAllOnIssuer.load());
-    for (int i = 0; i < cRequests; ++i)
+    EXPECT_EQ(batch.WaitAll(), Sys_SyncObject::eWaitResult_Signalled);
+    EXPECT_EQ(batch.mCount.load(), cRequests);
+    EXPECT_TRUE(batch.mAllOnIssuer.load());
+    for (auto& request : batch.mRequests)
     {
-        const auto state = requests[size_t(i)]->GetResultState();
-        EXPECT_EQ(state.mError, 0);
-        EXPECT_EQ(state.mBytesTransferred, cBlock);
-        EXPECT_TRUE(std::equal(buffers[size_t(i)].begin(), buffers[size_t(i)].end(),
-                               data.begin() + int64_t(i) * cBlock));
+        EXPECT_EQ(request->GetResultState().mError, 0);
+        EXPECT_EQ(request->GetResultState().mBytesTransferred, cBlock);
     }
+    EXPECT_EQ(target, data);
 }
 
 TEST_F(Sys_FileTest, AsyncWritesFromAWorkerThreadCompleteOnThatThread)
 {
-    constexpr int cRequests = 80;
-    constexpr int cBlock = 1000;
-    const Bytes data = Pattern(size_t(cRequests) * cBlock);
-    Sys_File file(Sys_FileLoc(PathOf("a")));
-    file.Open(cCreate);
+    constexpr int cRequests = 80, cBlock = 1000;
+    Bytes data = Pattern(size_t(cRequests) * cBlock);
+    Sys_File& file = OpenWith({}, cCreate);
     std::atomic<bool> allOnIssuer{false};
     std::atomic<int> count{0};
-    std::thread worker(
+    std::thread(
         [&]
         {
-            CompletionLog log;
-            std::vector<Sys_AsyncFileIOParams::ParamsHandle> requests;
-            Sys_SyncObject::HandleList events;
-            for (int i = 0; i < cRequests; ++i)
-            {
-                requests.push_back(Sys_AsyncFileIOParams::Create(
-                    int64_t(i) * cBlock, cBlock,
-                    const_cast<unsigned char*>(data.data()) + i * cBlock));
-                requests.back()->SetCallback(&RecordCompletion, &log);
-                events.push_back(requests.back()->GetCompletionEvent());
-                file.WriteAsync(requests.back().Get());
-            }
-            Sys_SyncObject::WaitForMultipleObjects(events, false, Sys_SyncObject::cWaitForever);
-            allOnIssuer = log.mAllOnIssuer.load();
-            count = log.mCount.load();
-        });
-    worker.join();
+            AsyncBatch batch;
+            batch.Issue(file, true, cRequests, cBlock, data.data());
+            batch.WaitAll();
+            allOnIssuer = batch.mAllOnIssuer.load();
+            count = batch.mCount.load();
+        })
+        .join();
     EXPECT_EQ(count.load(), cRequests);
     EXPECT_TRUE(allOnIssuer.load());
     file.Close();
@@ -525,9 +401,8 @@ TEST_F(Sys_FileTest, AsyncWritesFromAWorkerThreadCompleteOnThatThread)
 
 TEST_F(Sys_FileTest, AsyncFailuresAndShortCountsComeBackThroughTheParams)
 {
-    WriteWholeFile(PathOf("a"), Pattern(100));
-    Sys_File writeOnly(Sys_FileLoc(PathOf("a")));
-    writeOnly.Open(Sys_File::eOpen_ForWrite | Sys_File::eOpen_Existing);
+    Sys_File& writeOnly =
+        OpenWith(Pattern(100), Sys_File::eOpen_ForWrite | Sys_File::eOpen_Existing);
     Bytes buffer(64);
     auto failing = Sys_AsyncFileIOParams::Create(0, 64, buffer.data(), Sys_Event::Create(0));
     writeOnly.ReadAsync(failing.Get());
@@ -547,60 +422,21 @@ TEST_F(Sys_FileTest, AsyncFailuresAndShortCountsComeBackThroughTheParams)
     auto bad = Sys_AsyncFileIOParams::Create(-1, 64, buffer.data());
     EXPECT_THROW(reader.ReadAsync(bad.Get()), Sys_OSErrException);
     reader.Close();
-    EXPECT_NE(AssertTextOf([&] { reader.ReadAsync(atEnd.Get()); })
-                  .find("mOpenFlags & Sys_File::eOpen_AsyncIO"),
-              std::string::npos);
+    EXPECT_TRUE(Test_Asserts([&] { reader.ReadAsync(atEnd.Get()); },
+                             "mOpenFlags & Sys_File::eOpen_AsyncIO"));
 }
 
 TEST_F(Sys_FileTest, CloseWaitsForRunningTransfersAndCompletionsStillArrive)
 {
-    constexpr int cRequests = 64;
-    const Bytes data = Pattern(size_t(cRequests) * 512);
-    WriteWholeFile(PathOf("a"), data);
+    const Bytes data = Pattern(64 * 512);
     Bytes target(data.size());
-    std::vector<Sys_AsyncFileIOParams::ParamsHandle> requests;
-    Sys_SyncObject::HandleList events;
+    AsyncBatch batch;
     {
+        WriteWholeFile(PathOf("a"), data);
         Sys_File file(Sys_FileLoc(PathOf("a")));
         file.Open(cRead);
-        for (int i = 0; i < cRequests; ++i)
-        {
-            requests.push_back(
-                Sys_AsyncFileIOParams::Create(i * 512, 512, target.data() + i * 512));
-            events.push_back(requests.back()->GetCompletionEvent());
-            file.ReadAsync(requests.back().Get());
-        }
+        batch.Issue(file, false, 64, 512, target.data());
     } // the file closes here with transfers running
-    EXPECT_EQ(Sys_SyncObject::WaitForMultipleObjects(events, false, Sys_SyncObject::cWaitForever),
-              Sys_SyncObject::eWaitResult_Signalled);
+    EXPECT_EQ(batch.WaitAll(), Sys_SyncObject::eWaitResult_Signalled);
     EXPECT_EQ(target, data);
-}
-
-// ---- locations and volumes ------------------------------------------------------------------
-
-TEST(Sys_FileLoc, SplitsNamesAndParents)
-{
-    const Sys_FileLoc loc("/tmp//x/take.wav/");
-    EXPECT_EQ(loc.GetFullPath(), "/tmp/x/take.wav");
-    EXPECT_EQ(loc.GetName(), "take.wav");
-    EXPECT_EQ(loc.GetParentFolder().GetFullPath(), "/tmp/x");
-    EXPECT_EQ(Sys_FileLoc("/tmp").GetParentFolder().GetFullPath(), "/");
-    EXPECT_TRUE(Sys_FileLoc("/").GetParentFolder().IsEmpty());
-    EXPECT_EQ(Sys_FileLoc(Sys_FileLoc("/a"), "b").GetFullPath(), "/a/b");
-}
-
-TEST(Sys_Volume, ReportsMountedVolumesAndFileSystemKinds)
-{
-    Test_TempDir dir;
-    const Sys_Volume volume = Sys_FileLoc(dir.Path() + "/not-yet/there").GetVolume();
-    EXPECT_TRUE(volume.IsMounted());
-    const int32_t sector = volume.GetBytesPerSector();
-    EXPECT_GE(sector, 512);
-    EXPECT_EQ(sector & (sector - 1), 0);
-    EXPECT_FALSE(Sys_Volume().IsMounted());
-    EXPECT_EQ(Sys_Volume().GetBytesPerSector(), 512);
-    EXPECT_EQ(Sys_Volume::FileSystemTypeFromMagic(0x4d44), Sys_Volume::eFileSystemType_FAT);
-    EXPECT_EQ(Sys_Volume::FileSystemTypeFromMagic(0x2011BAB0), Sys_Volume::eFileSystemType_FAT);
-    EXPECT_EQ(Sys_Volume::FileSystemTypeFromMagic(0xEF53), Sys_Volume::eFileSystemType_Other);
-    EXPECT_EQ(int(Sys_Volume::eFileSystemType_FAT), 3);
 }

@@ -1,14 +1,8 @@
 // Sys_FileType's table and the rows of Tarn_FileTypes.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-#include <vector>
-
-#include "Sys_FileLoc.h"
 #include "Sys_FileType.h"
+#include "SysTestSupport.h"
+#include "Sys_FileLoc.h"
 #include "Tarn_FileTypes.h"
-#include "TestSupport.h"
 
 namespace
 {

@@ -1,39 +1,24 @@
 // Sys_FileUtils: new names for taken ones, the clean-up guard, stepwise and whole copies,
 // moves and deletes (with AppleDouble sidecars), the Mac type from a sidecar, and
 // Sys_FileProperties.
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
 #include <unistd.h>
-#include <vector>
 
+#include "SysTestSupport.h"
 #include "Sys_FileProperties.h"
 #include "Sys_FileUtils.h"
-#include "Sys_OSErrData.h"
 #include "Sys_Volume.h"
 #include "Tarn_FileTypes.h"
-#include "TestSupport.h"
 
 namespace
 {
 void Write(const std::string& iPath, const std::string& iData)
 {
-    std::ofstream(iPath, std::ios::binary) << iData;
+    WriteWholeFile(iPath, iData);
 }
 
 std::string Read(const std::string& iPath)
 {
-    std::ifstream in(iPath, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-bool Exists(const std::string& iPath)
-{
-    return std::filesystem::exists(std::filesystem::symlink_status(iPath));
+    return ReadWholeFile<std::string>(iPath);
 }
 
 void Put32(std::string& ioData, uint32_t iValue)
@@ -67,15 +52,7 @@ std::string AppleDouble(const char* iType, const char* iCreator, uint32_t iForkS
 
 bool FailsWith(const std::function<void()>& iAction, int32_t iErrno)
 {
-    try
-    {
-        iAction();
-    }
-    catch (const Sys_OSErrException& e)
-    {
-        return e.GetData().GetError() == iErrno;
-    }
-    return false;
+    return ThrownError(iAction).first == iErrno;
 }
 } // namespace
 
@@ -83,28 +60,24 @@ bool FailsWith(const std::function<void()>& iAction, int32_t iErrno)
 
 TEST(Sys_FileUtils, SplitsNamesIntoBaseSuffixAndExtension)
 {
-    struct Case
+    const struct
     {
         const char* mName;
         bool mFolder;
-        const char* mBase;
-        const char* mSuffix;
-        const char* mExtension;
-    };
-    const Case cases[] = {{"Take.wav", false, "Take", "", "wav"},
-                          {"Take.L.wav", false, "Take", ".L", "wav"},
-                          {"Mix.LFE.aif", false, "Mix", ".LFE", "aif"},
-                          {"Mix.Ls", false, "Mix", "", "Ls"},
-                          {"v1.5", true, "v1.5", "", ""},
-                          {".hidden", false, ".hidden", "", ""},
-                          {"Loop", false, "Loop", "", ""}};
-    for (const Case& c : cases)
+        const char *mBase, *mSuffix, *mExtension;
+    } cases[] = {{"Take.wav", false, "Take", "", "wav"},
+                 {"Take.L.wav", false, "Take", ".L", "wav"},
+                 {"Mix.LFE.aif", false, "Mix", ".LFE", "aif"},
+                 {"Mix.Ls", false, "Mix", "", "Ls"},
+                 {"v1.5", true, "v1.5", "", ""},
+                 {".hidden", false, ".hidden", "", ""},
+                 {"Loop", false, "Loop", "", ""}};
+    for (const auto& c : cases)
     {
         std::string base, suffix, extension;
         Sys_FileUtils::SplitName(c.mName, c.mFolder, &base, &suffix, &extension);
-        EXPECT_EQ(base, c.mBase) << c.mName;
-        EXPECT_EQ(suffix, c.mSuffix) << c.mName;
-        EXPECT_EQ(extension, c.mExtension) << c.mName;
+        EXPECT_EQ(base + "|" + suffix + "|" + extension,
+                  std::string(c.mBase) + "|" + c.mSuffix + "|" + c.mExtension);
     }
 }
 
@@ -145,60 +118,50 @@ struct Recorder : Sys_FileUtils::StDeleteFiles::DeleteNotificationClient
 };
 } // namespace
 
-TEST(Sys_FileUtils_StDeleteFiles, DeletesOnUnwindUnlessReleased)
+TEST(Sys_FileUtils_StDeleteFiles, DeletesAtTheEndOfItsScopeUnlessReleased)
 {
     Test_TempDir dir;
-    Write(dir.Path() + "/out.wav", "data");
-    Write(dir.Path() + "/._out.wav", "side");
-    std::filesystem::create_directories(dir.Path() + "/made/inner");
-    Write(dir.Path() + "/made/inner/x", "x");
-    Write(dir.Path() + "/kept.wav", "k");
+    const std::string p = dir.Path();
+    Write(p + "/out.wav", "data");
+    Write(p + "/._out.wav", "side");
+    std::filesystem::create_directories(p + "/made/inner");
+    Write(p + "/made/inner/x", "x");
+    Write(p + "/kept.wav", "k");
     Recorder recorder;
     Sys_FileUtils::StDeleteFiles::SetDeleteNoficationClient(&recorder);
-    try
     {
-        Sys_FileUtils::StDeleteFiles guard(Sys_FileLoc(dir.Path() + "/out.wav"));
-        guard.Add(Sys_FileLoc(dir.Path() + "/made"));
-        guard.Add(Sys_FileLoc(dir.Path() + "/never-made"));
-        guard.Add(Sys_FileLoc(dir.Path() + "/out.wav"));
+        Sys_FileUtils::StDeleteFiles guard(Sys_FileLoc(p + "/out.wav"));
+        guard.Add(Sys_FileLoc(p + "/made"));
+        guard.Add(Sys_FileLoc(p + "/never-made"));
+        guard.Add(Sys_FileLoc(p + "/out.wav"));
         EXPECT_EQ(guard.GetFiles().size(), 3u);
-        throw std::runtime_error("write failed");
-    }
-    catch (const std::runtime_error&)
-    {
     }
     Sys_FileUtils::StDeleteFiles::SetDeleteNoficationClient(nullptr);
-    EXPECT_FALSE(Exists(dir.Path() + "/out.wav"));
-    EXPECT_FALSE(Exists(dir.Path() + "/._out.wav"));
-    EXPECT_FALSE(Exists(dir.Path() + "/made"));
+    for (const char* gone : {"/out.wav", "/._out.wav", "/made"})
+        EXPECT_FALSE(Exists(p + gone)) << gone;
     EXPECT_EQ(recorder.mDeleted, (std::vector<std::string>{"out.wav", "made"}));
 
-    {
-        Sys_FileUtils::StDeleteFiles guard(Sys_FileLoc(dir.Path() + "/kept.wav"));
-        guard.Release();
-    }
-    EXPECT_TRUE(Exists(dir.Path() + "/kept.wav"));
-    Sys_FileUtils::StDeleteFiles guard(Sys_FileLoc(dir.Path() + "/kept.wav"));
+    Sys_FileUtils::StDeleteFiles(Sys_FileLoc(p + "/kept.wav")).Release();
+    EXPECT_TRUE(Exists(p + "/kept.wav"));
+    Sys_FileUtils::StDeleteFiles guard(Sys_FileLoc(p + "/kept.wav"));
     guard.Delete();
-    EXPECT_FALSE(Exists(dir.Path() + "/kept.wav"));
+    EXPECT_FALSE(Exists(p + "/kept.wav"));
     EXPECT_TRUE(guard.GetFiles().empty());
 }
 
 // ---- copies --------------------------------------------------------------------------------
 
-TEST(Sys_FileUtils_FileCopier, CopiesInBoundedStepsWithProgress)
+TEST(Sys_FileUtils_FileCopier, CopiesInBoundedStepsAndLeavesNoPartialFile)
 {
     Test_TempDir dir;
-    std::string data;
-    for (int i = 0; i < 10000; ++i)
-        data += static_cast<char>(i * 7);
-    Write(dir.Path() + "/src", data);
-    auto copier = Sys_FileUtils::CreateFileCopier(Sys_FileLoc(dir.Path() + "/src"),
-                                                  Sys_FileLoc(dir.Path() + "/dst"), 0, -1, 4096);
+    const std::string src = dir.Path() + "/src", dst = dir.Path() + "/dst";
+    const Bytes bytes = Pattern(10000);
+    const std::string data(bytes.begin(), bytes.end());
+    Write(src, data);
+    auto copier = Sys_FileUtils::CreateFileCopier(Sys_FileLoc(src), Sys_FileLoc(dst), 0, -1, 4096);
     EXPECT_EQ(copier->GetTotalBytes(), 10000);
     std::vector<int64_t> progress;
-    bool more = true;
-    while (more)
+    for (bool more = true; more;)
     {
         more = copier->CopyNextStep();
         progress.push_back(copier->GetBytesCopied());
@@ -207,55 +170,40 @@ TEST(Sys_FileUtils_FileCopier, CopiesInBoundedStepsWithProgress)
     EXPECT_TRUE(copier->IsFinished());
     EXPECT_FALSE(copier->CopyNextStep());
     copier->Abort(); // finished: nothing to undo
-    EXPECT_EQ(Read(dir.Path() + "/dst"), data);
+    EXPECT_EQ(Read(dst), data);
 
-    auto part = Sys_FileUtils::CreateFileCopier(Sys_FileLoc(dir.Path() + "/src"),
-                                                Sys_FileLoc(dir.Path() + "/part"), 100, 50);
+    auto part = Sys_FileUtils::CreateFileCopier(Sys_FileLoc(src), Sys_FileLoc(dst + "p"), 100, 50);
     EXPECT_FALSE(part->CopyNextStep());
-    EXPECT_EQ(Read(dir.Path() + "/part"), data.substr(100, 50));
-
-    Write(dir.Path() + "/empty", "");
-    auto empty = Sys_FileUtils::CreateFileCopier(Sys_FileLoc(dir.Path() + "/empty"),
-                                                 Sys_FileLoc(dir.Path() + "/empty2"));
-    EXPECT_FALSE(empty->CopyNextStep());
-    EXPECT_TRUE(Exists(dir.Path() + "/empty2"));
-
+    EXPECT_EQ(Read(dst + "p"), data.substr(100, 50));
+    Write(src + "0", "");
+    EXPECT_FALSE(Sys_FileUtils::CreateFileCopier(Sys_FileLoc(src + "0"), Sys_FileLoc(dst + "0"))
+                     ->CopyNextStep());
+    EXPECT_TRUE(Exists(dst + "0"));
     EXPECT_TRUE(FailsWith(
         [&]
-        {
-            Sys_FileUtils::CreateFileCopier(Sys_FileLoc(dir.Path() + "/src"),
-                                            Sys_FileLoc(dir.Path() + "/x"), 9990, 11);
-        },
+        { Sys_FileUtils::CreateFileCopier(Sys_FileLoc(src), Sys_FileLoc(dst + "x"), 9990, 11); },
         EINVAL));
-    EXPECT_FALSE(Exists(dir.Path() + "/x"));
-}
+    EXPECT_FALSE(Exists(dst + "x"));
 
-TEST(Sys_FileUtils_FileCopier, AbortAndDestructionLeaveNoPartialFile)
-{
-    Test_TempDir dir;
-    Write(dir.Path() + "/src", std::string(5000, 's'));
-    auto copier = Sys_FileUtils::CreateFileCopier(Sys_FileLoc(dir.Path() + "/src"),
-                                                  Sys_FileLoc(dir.Path() + "/dst"), 0, -1, 1000);
-    EXPECT_TRUE(copier->CopyNextStep());
-    EXPECT_TRUE(Exists(dir.Path() + "/dst"));
-    copier->Abort();
-    EXPECT_TRUE(copier->IsAborted());
-    EXPECT_FALSE(copier->CopyNextStep());
-    EXPECT_FALSE(Exists(dir.Path() + "/dst"));
-    {
-        auto dropped = Sys_FileUtils::CreateFileCopier(
-            Sys_FileLoc(dir.Path() + "/src"), Sys_FileLoc(dir.Path() + "/dst2"), 0, -1, 1000);
-        dropped->CopyNextStep();
-    }
-    EXPECT_FALSE(Exists(dir.Path() + "/dst2"));
+    // Aborted or dropped half-way, a copy takes its partial file with it.
+    auto aborted =
+        Sys_FileUtils::CreateFileCopier(Sys_FileLoc(src), Sys_FileLoc(dst + "a"), 0, -1, 1000);
+    EXPECT_TRUE(aborted->CopyNextStep());
+    EXPECT_TRUE(Exists(dst + "a"));
+    aborted->Abort();
+    EXPECT_TRUE(aborted->IsAborted());
+    EXPECT_FALSE(aborted->CopyNextStep());
+    EXPECT_FALSE(Exists(dst + "a"));
+    Sys_FileUtils::CreateFileCopier(Sys_FileLoc(src), Sys_FileLoc(dst + "d"), 0, -1, 1000)
+        ->CopyNextStep();
+    EXPECT_FALSE(Exists(dst + "d"));
 }
 
 TEST(Sys_FileUtils_FileCopier, ARangeGoesIntoAnExistingFileAtAnOffset)
 {
     Test_TempDir dir;
-    std::string data;
-    for (int i = 0; i < 9000; ++i)
-        data += static_cast<char>(i * 13);
+    const Bytes bytes = Pattern(9000);
+    const std::string data(bytes.begin(), bytes.end()), dst = dir.Path() + "/dst";
     // The source in the machine's shared memory where there is one: a file system of its
     // own, between which and the test folder the kernel may refuse to copy, so that the
     // buffered way is taken too.
@@ -267,32 +215,29 @@ TEST(Sys_FileUtils_FileCopier, ARangeGoesIntoAnExistingFileAtAnOffset)
             continue;
         SCOPED_TRACE(src);
         Write(src, data);
-        Write(dir.Path() + "/dst", std::string(100, 'h'));
-        auto copier = Sys_FileUtils::CreateRangeCopier(
-            Sys_FileLoc(src), 500, Sys_FileLoc(dir.Path() + "/dst"), 40, 8000, 3000);
+        Write(dst, std::string(100, 'h'));
+        auto copier = Sys_FileUtils::CreateRangeCopier(Sys_FileLoc(src), 500, Sys_FileLoc(dst), 40,
+                                                       8000, 3000);
         int steps = 0;
         while (copier->CopyNextStep())
             ++steps;
         EXPECT_EQ(steps, 2);
-        EXPECT_EQ(Read(dir.Path() + "/dst"), std::string(40, 'h') + data.substr(500, 8000));
+        EXPECT_EQ(Read(dst), std::string(40, 'h') + data.substr(500, 8000));
 
         // An aborted range copy leaves the destination, with what it got, to its owner.
-        Write(dir.Path() + "/dst", std::string(100, 'h'));
-        auto aborted = Sys_FileUtils::CreateRangeCopier(
-            Sys_FileLoc(src), 0, Sys_FileLoc(dir.Path() + "/dst"), 10, 9000, 1000);
+        Write(dst, std::string(100, 'h'));
+        auto aborted =
+            Sys_FileUtils::CreateRangeCopier(Sys_FileLoc(src), 0, Sys_FileLoc(dst), 10, 9000, 1000);
         EXPECT_TRUE(aborted->CopyNextStep());
         aborted->Abort();
-        EXPECT_EQ(Read(dir.Path() + "/dst"), std::string(10, 'h') + data.substr(0, 1000));
+        EXPECT_EQ(Read(dst), std::string(10, 'h') + data.substr(0, 1000));
         std::filesystem::remove(src);
     }
+    const std::string missing = dir.Path() + "/missing";
     EXPECT_TRUE(FailsWith(
-        [&]
-        {
-            Sys_FileUtils::CreateRangeCopier(Sys_FileLoc(dir.Path() + "/dst"), 0,
-                                             Sys_FileLoc(dir.Path() + "/missing"), 0, 10);
-        },
+        [&] { Sys_FileUtils::CreateRangeCopier(Sys_FileLoc(dst), 0, Sys_FileLoc(missing), 0, 10); },
         ENOENT));
-    EXPECT_FALSE(Exists(dir.Path() + "/missing"));
+    EXPECT_FALSE(Exists(missing));
 }
 
 TEST(Sys_FileUtils, CopyMoveAndDeleteTakeTheSidecarAlong)
@@ -349,24 +294,26 @@ TEST(Sys_FileUtils, GetFileTypeReadsTheMacTypeWhenTheExtensionSaysNothing)
 {
     Tarn_FileTypes::Initialize();
     Test_TempDir dir;
-    const std::string p = dir.Path();
-    Write(p + "/Groove", "g");
-    Write(p + "/._Groove", AppleDouble("MIDI", "MDul", 0));
-    Write(p + "/notes.txt", "t");
-    Write(p + "/._notes.txt", AppleDouble("MIDI", "MDul", 0));
-    Write(p + "/Liar", "l");
-    Write(p + "/._Liar", AppleDouble("MIDI", "MDul", 0, true));
-    Write(p + "/Short", "s");
-    Write(p + "/._Short", AppleDouble("MIDI", "MDul", 0).substr(0, 40));
-    Write(p + "/Bare", "b");
-
-    EXPECT_EQ(Sys_FileUtils::GetFileType(Sys_FileLoc(p + "/Groove")),
-              Tarn_FileTypes::cMIDIFileType);
-    EXPECT_EQ(Sys_FileUtils::GetFileType(Sys_FileLoc(p + "/notes.txt")),
-              Tarn_FileTypes::cTextFileType);
-    for (const char* name : {"/Liar", "/Short", "/Bare", "/missing"})
-        EXPECT_EQ(Sys_FileUtils::GetFileType(Sys_FileLoc(p + name)), Sys_FileType::cUnknown)
-            << name;
+    const std::string p = dir.Path(), midi = AppleDouble("MIDI", "MDul", 0);
+    const struct
+    {
+        const char* mName;
+        std::string mSidecar;
+        Sys_FileType mType;
+    } files[] = {{"Groove", midi, Tarn_FileTypes::cMIDIFileType},
+                 {"notes.txt", midi, Tarn_FileTypes::cTextFileType},
+                 {"Liar", AppleDouble("MIDI", "MDul", 0, true), Sys_FileType::cUnknown},
+                 {"Short", midi.substr(0, 40), Sys_FileType::cUnknown},
+                 {"Bare", "", Sys_FileType::cUnknown}};
+    for (const auto& file : files)
+    {
+        Write(p + "/" + file.mName, "x");
+        if (!file.mSidecar.empty())
+            Write(p + "/._" + file.mName, file.mSidecar);
+        EXPECT_EQ(Sys_FileUtils::GetFileType(Sys_FileLoc(p + "/" + file.mName)), file.mType)
+            << file.mName;
+    }
+    EXPECT_EQ(Sys_FileUtils::GetFileType(Sys_FileLoc(p + "/missing")), Sys_FileType::cUnknown);
     EXPECT_EQ(Sys_FileUtils::GetFileType(Sys_FileLoc(p)), Sys_FileType::cFolder);
 
     const Sys_FileProperties props(Sys_FileLoc(p + "/Groove"));

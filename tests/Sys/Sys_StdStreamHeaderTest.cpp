@@ -1,57 +1,39 @@
 // Sys_StdStreamHeaderWriter and Sys_StdStreamHeaderReader, and the seeds of the fuzz target
 // fuzz/StreamHeaderFuzz.cpp, which these tests write.
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
-#include <string>
-#include <vector>
-
-#include "Cmn_MemBufferStream.h"
 #include "Sys_StdStreamHeader.h"
-#include "Sys_TypedStream.h"
-#include "TestSupport.h"
+#include "SysTestSupport.h"
 
 namespace
 {
-using Bytes = std::vector<unsigned char>;
-using Check = std::function<void(Sys_StdStreamHeaderReader&, Sys_TypedInStream&)>;
-
 // A header with magic "MAGI", version iVersion and the data bytes iData, in big-endian order.
 Bytes BigEndianHeader(int16_t iVersion, const Bytes& iData)
 {
-    Cmn_MemBufferOutStream mem;
-    Sys_BigEndianOutStream out(&mem);
-    Sys_StdStreamHeaderWriter writer(out, "MAGI", iVersion);
-    out.WriteBlock(iData.data(), static_cast<int32_t>(iData.size()));
+    Test_Out out(2);
+    Sys_StdStreamHeaderWriter writer(*out, "MAGI", iVersion);
+    out->WriteBlock(iData.data(), static_cast<int32_t>(iData.size()));
     writer.PatchSize();
-    return Test_Contents(mem);
+    return out.Get();
 }
 
-// Reads a big-endian header from iBytes with magic iMagic, then runs iCheck with it.
-void WithReader(const Bytes& iBytes, const char* iMagic, const Check& iCheck = {})
+// A big-endian stream over iBytes and a reader of the header at its start.
+struct Read
 {
-    Cmn_MemBufferInStream mem(iBytes.data(), iBytes.data() + iBytes.size());
-    Sys_BigEndianInStream in(&mem);
-    Sys_StdStreamHeaderReader reader(in, iMagic);
-    if (iCheck)
-        iCheck(reader, in);
-}
+    Read(const Bytes& iBytes, const char* iMagic = "MAGI") : mIn(iBytes, 2), mReader(*mIn, iMagic)
+    {
+    }
+    Test_In mIn;
+    Sys_StdStreamHeaderReader mReader;
+};
 } // namespace
 
 // ---- the writer --------------------------------------------------------------------------
 
 TEST(Sys_StdStreamHeaderWriter, WritesMagicVersionAndPatchedSizeInItsByteOrder)
 {
-    // A header written after iBefore, with iData inside; the size stays 0 unless patched.
+    // A header written after mBefore, with mData inside; the size stays 0 unless patched.
     const struct
     {
-        int mOrder; // index into Test_ByteOrders()
+        size_t mOrder; // index into Test_ByteOrders()
         const char* mMagic;
         int16_t mVersion;
         Bytes mBefore, mData;
@@ -69,8 +51,7 @@ TEST(Sys_StdStreamHeaderWriter, WritesMagicVersionAndPatchedSizeInItsByteOrder)
     };
     for (const auto& row : rows)
     {
-        Cmn_MemBufferOutStream mem;
-        auto out = Test_ByteOrders()[static_cast<size_t>(row.mOrder)].mMakeOut(&mem);
+        Test_Out out(row.mOrder);
         out->WriteBlock(row.mBefore.data(), static_cast<int32_t>(row.mBefore.size()));
         {
             Sys_StdStreamHeaderWriter writer(*out, row.mMagic, row.mVersion);
@@ -82,35 +63,24 @@ TEST(Sys_StdStreamHeaderWriter, WritesMagicVersionAndPatchedSizeInItsByteOrder)
                 writer.PatchSize();
             EXPECT_EQ(out->GetPos(), static_cast<int64_t>(row.mExpected.size())); // back there
         }
-        EXPECT_EQ(Test_Contents(mem), row.mExpected) << row.mMagic;
+        EXPECT_EQ(out.Get(), row.mExpected) << row.mMagic;
     }
 }
 
-TEST(Sys_StdStreamHeaderWriter, PatchSizeTwiceFailsTheAssertion)
-{
-    Cmn_MemBufferOutStream mem;
-    Sys_NativeOutStream out(&mem);
-    Sys_StdStreamHeaderWriter writer(out, "M", 1);
-    writer.PatchSize();
-    EXPECT_TRUE(Test_Asserts([&] { writer.PatchSize(); }, "!mPatched"));
-}
-
-TEST(Sys_StdStreamHeaderWriter, MagicOf128BytesIsAcceptedAnd129FailsTheAssertion)
+TEST(Sys_StdStreamHeaderWriter, MagicUpTo128BytesAndOnePatchAreAllowed)
 {
     const std::string magic128(128, 'm'), magic129(129, 'm');
-    Cmn_MemBufferOutStream mem;
-    Sys_BigEndianOutStream out(&mem);
-    Sys_StdStreamHeaderWriter(out, magic128.c_str(), 3).PatchSize();
-    EXPECT_EQ(mem.GetEndPos(), 128 + 2 + 4);
-    EXPECT_TRUE(Test_Asserts([&] { Sys_StdStreamHeaderWriter writer(out, magic129.c_str(), 3); },
+    Test_Out out(2);
+    Sys_StdStreamHeaderWriter writer(*out, magic128.c_str(), 3);
+    writer.PatchSize();
+    EXPECT_TRUE(Test_Asserts([&] { writer.PatchSize(); }, "!mPatched"));
+    EXPECT_EQ(out->GetEndPos(), 128 + 2 + 4);
+    EXPECT_TRUE(Test_Asserts([&] { Sys_StdStreamHeaderWriter writer(*out, magic129.c_str(), 3); },
                              "magicLen <= kMaxMagicLen"));
-    EXPECT_EQ(mem.GetEndPos(), 128 + 2 + 4); // nothing written
+    EXPECT_EQ(out->GetEndPos(), 128 + 2 + 4); // nothing written
 
-    const Bytes bytes = Test_Contents(mem);
-    WithReader(bytes, magic128.c_str(),
-               [](Sys_StdStreamHeaderReader& r, Sys_TypedInStream&)
-               { EXPECT_EQ(r.GetVersion(), 3); });
-    EXPECT_TRUE(Test_Asserts([&] { WithReader(bytes, magic129.c_str()); },
+    EXPECT_EQ(Read(out.Get(), magic128.c_str()).mReader.GetVersion(), 3);
+    EXPECT_TRUE(Test_Asserts([&] { Read(out.Get(), magic129.c_str()); },
                              "magicLen <= Sys_StdStreamHeaderWriter::kMaxMagicLen"));
 }
 
@@ -118,11 +88,10 @@ TEST(Sys_StdStreamHeaderWriter, MagicOf128BytesIsAcceptedAnd129FailsTheAssertion
 
 TEST(Sys_StdStreamHeaderReader, ReadsWhatTheWriterWroteInEveryByteOrder)
 {
-    for (const Test_ByteOrder& order : Test_ByteOrders())
+    for (size_t order = 0; order < Test_ByteOrders().size(); ++order)
     {
-        SCOPED_TRACE(order.mName);
-        Cmn_MemBufferOutStream mem;
-        auto out = order.mMakeOut(&mem);
+        SCOPED_TRACE(Test_ByteOrders()[order].mName);
+        Test_Out out(order);
         out->Write(static_cast<unsigned char>(0x55)); // something before the header
         {
             Sys_StdStreamHeaderWriter writer(*out, "Track", -300);
@@ -131,9 +100,7 @@ TEST(Sys_StdStreamHeaderReader, ReadsWhatTheWriterWroteInEveryByteOrder)
         }
         out->Write(static_cast<int16_t>(9)); // something after it
 
-        const Bytes bytes = Test_Contents(mem);
-        Cmn_MemBufferInStream memIn(bytes.data(), bytes.data() + bytes.size());
-        auto in = order.mMakeIn(&memIn);
+        Test_In in(out.Get(), order);
         EXPECT_EQ(in->Read<unsigned char>(), 0x55);
         Sys_StdStreamHeaderReader reader(*in, "Track");
         EXPECT_EQ(reader.GetHeaderStartPos(), 1);
@@ -153,135 +120,106 @@ TEST(Sys_StdStreamHeaderReader, ReadsWhatTheWriterWroteInEveryByteOrder)
     }
 }
 
-TEST(Sys_StdStreamHeaderReader, WrongMagicThrows2_28)
+TEST(Sys_StdStreamHeaderReader, ConstructionChecksMagicAndSizeAgainstTheStream)
 {
-    const Bytes bytes = BigEndianHeader(1, {});
-    EXPECT_TRUE(Test_ThrowsL10N([&] { WithReader(bytes, "MAGX"); }, 2, 28));
-    EXPECT_TRUE(Test_ThrowsL10N([&] { WithReader(bytes, "magi"); }, 2, 28));
-    // A shorter magic that is a prefix matches its own length only: the rest is read as
-    // version and size, here "GI" and the version, and that size lies.
-    EXPECT_TRUE(Test_ThrowsL10N([&] { WithReader(bytes, "MA"); }, 2, 29));
+    const Bytes header = BigEndianHeader(1, {});
+    // {bytes, magic, package and id thrown, or 0}
+    std::vector<std::tuple<Bytes, const char*, int32_t, int32_t>> rows = {
+        {header, "MAGX", 2, 28},
+        {header, "magi", 2, 28},
+        // A shorter magic that is a prefix matches its own length only: the rest is read as
+        // version and size, here "GI" and the version, and that size lies.
+        {header, "MA", 2, 29},
+        {{'M', 'A', 'G', 'I', 0, 1, 0, 0, 0, 3, 0xAA, 0xBB}, "MAGI", 2, 29}, // one past the end
+        {{'M', 'A', 'G', 'I', 0, 1, 0, 0, 0, 2, 0xAA, 0xBB}, "MAGI", 0, 0},  // exactly to it
+        {{'M', 'A', 'G', 'I', 0, 1, 0x7F, 0xFF, 0xFF, 0xFF, 0xAA}, "MAGI", 2, 29}, // largest
+        {{'M', 'A', 'G', 'I', 0, 1, 0xFF, 0xFF, 0xFF, 0xFF, 0xAA}, "MAGI", 2, 29}, // -1
+        {{'M', 'A', 'G', 'I', 0, 1, 0x80, 0, 0, 0}, "MAGI", 2, 29},                // INT32_MIN
+    };
+    for (size_t len = 0; len < header.size(); ++len) // truncated: the stream's end of stream
+        rows.emplace_back(Bytes(header.begin(), header.begin() + std::ptrdiff_t(len)), "MAGI", 7,
+                          8);
+    for (const auto& [bytes, magic, package, id] : rows)
+    {
+        SCOPED_TRACE(::testing::PrintToString(bytes) + " " + magic);
+        if (package)
+            EXPECT_TRUE(Test_ThrowsL10N([&] { Read(bytes, magic); }, package, id));
+        else
+        {
+            Read read(bytes, magic);
+            EXPECT_EQ(read.mReader.GetDataEndPos(), read.mIn->GetEndPos());
+        }
+    }
 }
 
 TEST(Sys_StdStreamHeaderReader, SkipTheRestMovesToTheDataEndOrThrows2_29PastIt)
 {
     Bytes bytes = BigEndianHeader(1, {1, 2, 3, 4, 5});
     bytes.push_back(0x77);
-    WithReader(bytes, "MAGI",
-               [](Sys_StdStreamHeaderReader& r, Sys_TypedInStream& in)
-               {
-                   EXPECT_EQ(in.Read<unsigned char>(), 1);
-                   r.SkipTheRest();
-                   EXPECT_EQ(in.GetPos(), r.GetDataEndPos());
-                   EXPECT_EQ(in.Read<unsigned char>(), 0x77);
-               });
+    Read read(bytes);
+    EXPECT_EQ(read.mIn->Read<unsigned char>(), 1);
+    read.mReader.SkipTheRest();
+    EXPECT_EQ(read.mIn->GetPos(), read.mReader.GetDataEndPos());
+    EXPECT_EQ(read.mIn->Read<unsigned char>(), 0x77);
+
     bytes = BigEndianHeader(1, {1, 2});
     bytes.push_back(3);
-    WithReader(bytes, "MAGI",
-               [](Sys_StdStreamHeaderReader& r, Sys_TypedInStream& in)
-               {
-                   in.Read<unsigned char>();
-                   in.Read<uint16_t>(); // one byte more than the header holds
-                   EXPECT_FALSE(r.IsMoreLeft());
-                   EXPECT_TRUE(Test_ThrowsL10N([&] { r.SkipTheRest(); }, 2, 29));
-                   EXPECT_TRUE(r.IsFinished());
-               });
+    Read past(bytes);
+    past.mIn->Read<unsigned char>();
+    past.mIn->Read<uint16_t>(); // one byte more than the header holds
+    EXPECT_FALSE(past.mReader.IsMoreLeft());
+    EXPECT_TRUE(Test_ThrowsL10N([&] { past.mReader.SkipTheRest(); }, 2, 29));
+    EXPECT_TRUE(past.mReader.IsFinished());
 }
 
 TEST(Sys_StdStreamHeaderReader, CheckVersionAcceptsMinToMaxAndThrows2_30Below2_31Above)
 {
     // {version, min, max, id thrown or 0}
     // clang-format off
-    const int rows[][4] = {{3, 3, 7, 0}, {5, 3, 7, 0}, {7, 3, 7, 0}, {2, 3, 7, 30}, {8, 3, 7, 31},
-                           {INT16_MIN, INT16_MIN, INT16_MAX, 0}, {INT16_MAX, INT16_MIN, INT16_MAX, 0}};
+    const int16_t rows[][4] = {{3, 3, 7, 0}, {5, 3, 7, 0}, {7, 3, 7, 0}, {2, 3, 7, 30}, {8, 3, 7, 31},
+                               {INT16_MIN, INT16_MIN, INT16_MAX, 0}, {INT16_MAX, INT16_MIN, INT16_MAX, 0}};
     // clang-format on
-    for (const auto& row : rows)
-        WithReader(
-            BigEndianHeader(static_cast<int16_t>(row[0]), {}), "MAGI",
-            [&](Sys_StdStreamHeaderReader& r, Sys_TypedInStream&)
-            {
-                const int16_t min = static_cast<int16_t>(row[1]);
-                const int16_t max = static_cast<int16_t>(row[2]);
-                if (row[3] == 0)
-                    r.CheckVersion(min, max);
-                else
-                    EXPECT_TRUE(Test_ThrowsL10N([&] { r.CheckVersion(min, max); }, 2, row[3]))
-                        << row[0];
-                EXPECT_EQ(r.IsFinished(), row[3] != 0) << row[0];
-            });
-}
-
-TEST(Sys_StdStreamHeaderReader, SizePastTheStreamEndOrNegativeThrows2_29AtConstruction)
-{
-    const Bytes magicVersion = {'M', 'A', 'G', 'I', 0, 1};
-    // {size field, data after it, throws}
-    const struct
+    for (const auto& [version, min, max, id] : rows)
     {
-        Bytes mSize, mData;
-        bool mThrows;
-    } rows[] = {
-        {{0, 0, 0, 3}, {0xAA, 0xBB}, true},       // one past the end
-        {{0, 0, 0, 2}, {0xAA, 0xBB}, false},      // exactly to the end
-        {{0x7F, 0xFF, 0xFF, 0xFF}, {0xAA}, true}, // the largest size there is
-        {{0xFF, 0xFF, 0xFF, 0xFF}, {0xAA}, true}, // -1
-        {{0x80, 0x00, 0x00, 0x00}, {}, true},     // INT32_MIN
-    };
-    for (const auto& row : rows)
-    {
-        Bytes bytes = magicVersion;
-        bytes.insert(bytes.end(), row.mSize.begin(), row.mSize.end());
-        bytes.insert(bytes.end(), row.mData.begin(), row.mData.end());
-        if (row.mThrows)
-            EXPECT_TRUE(Test_ThrowsL10N([&] { WithReader(bytes, "MAGI"); }, 2, 29));
+        SCOPED_TRACE(version);
+        Read read(BigEndianHeader(version, {}));
+        if (id == 0)
+            read.mReader.CheckVersion(min, max);
         else
-            WithReader(bytes, "MAGI",
-                       [](Sys_StdStreamHeaderReader& r, Sys_TypedInStream& in)
-                       { EXPECT_EQ(r.GetDataEndPos(), in.GetEndPos()); });
-    }
-}
-
-TEST(Sys_StdStreamHeaderReader, TruncatedHeaderThrowsTheStreamsEndOfStream)
-{
-    const Bytes full = BigEndianHeader(1, {});
-    for (size_t len = 0; len < full.size(); ++len)
-    {
-        const Bytes cut(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(len));
-        EXPECT_TRUE(Test_ThrowsL10N([&] { WithReader(cut, "MAGI"); }, 7, 8)) << len;
+            EXPECT_TRUE(Test_ThrowsL10N([&] { read.mReader.CheckVersion(min, max); }, 2, id));
+        EXPECT_EQ(read.mReader.IsFinished(), id != 0);
     }
 }
 
 TEST(Sys_StdStreamHeaderReader, NestedHeadersEachFrameTheirOwnData)
 {
-    Cmn_MemBufferOutStream mem;
-    Sys_CrossPlatformOutStream out(&mem);
+    Test_Out out;
     {
-        Sys_StdStreamHeaderWriter outer(out, "Outer", 2);
-        out << 11;
+        Sys_StdStreamHeaderWriter outer(*out, "Outer", 2);
+        *out << 11;
         {
-            Sys_StdStreamHeaderWriter inner(out, "Inner", 1);
-            out << 22 << 33; // 33: a newer field an older reader skips
+            Sys_StdStreamHeaderWriter inner(*out, "Inner", 1);
+            *out << 22 << 33; // 33: a newer field an older reader skips
             inner.PatchSize();
         }
-        out << 44;
+        *out << 44;
         outer.PatchSize();
     }
-    const Bytes bytes = Test_Contents(mem);
-    Cmn_MemBufferInStream memIn(bytes.data(), bytes.data() + bytes.size());
-    Sys_CrossPlatformInStream in(&memIn);
-    Sys_StdStreamHeaderReader outer(in, "Outer");
+    Test_In in(out.Get());
+    Sys_StdStreamHeaderReader outer(*in, "Outer");
     outer.CheckVersion(1, 2);
-    EXPECT_EQ(in.Read<int32_t>(), 11);
+    EXPECT_EQ(in->Read<int32_t>(), 11);
     {
-        Sys_StdStreamHeaderReader inner(in, "Inner");
+        Sys_StdStreamHeaderReader inner(*in, "Inner");
         inner.CheckVersion(1, 1);
-        EXPECT_EQ(in.Read<int32_t>(), 22);
+        EXPECT_EQ(in->Read<int32_t>(), 22);
         EXPECT_TRUE(inner.IsMoreLeft());
         inner.SkipTheRest();
     }
-    EXPECT_EQ(in.Read<int32_t>(), 44);
+    EXPECT_EQ(in->Read<int32_t>(), 44);
     EXPECT_FALSE(outer.IsMoreLeft());
     outer.SkipTheRest();
-    EXPECT_EQ(in.GetPos(), in.GetEndPos());
+    EXPECT_EQ(in->GetPos(), in->GetEndPos());
 }
 
 // ---- the seeds of fuzz/StreamHeaderFuzz.cpp ----------------------------------------------
@@ -306,12 +244,11 @@ constexpr unsigned char eOp_Char = 0, eOp_UChar = 1, eOp_Int16 = 2, eOp_UInt16 =
 Bytes MakeFuzzSeed(unsigned char iOrder, int16_t iVersion,
                    const std::function<void(Sys_TypedOutStream&)>& iOps)
 {
-    Cmn_MemBufferOutStream mem;
-    auto out = Test_ByteOrders()[iOrder & 3].mMakeOut(&mem);
+    Test_Out out(iOrder & 3);
     Sys_StdStreamHeaderWriter writer(*out, "MiraFuzz", iVersion);
     iOps(*out);
     writer.PatchSize();
-    Bytes seed = Test_Contents(mem);
+    Bytes seed = out.Get();
     seed.insert(seed.begin(), iOrder);
     return seed;
 }
@@ -331,82 +268,66 @@ void WriteEveryType(Sys_TypedOutStream& out)
 
 std::vector<std::pair<std::string, Bytes>> MakeFuzzSeeds()
 {
-    std::vector<std::pair<std::string, Bytes>> seeds;
-    seeds.emplace_back("big_every_type", MakeFuzzSeed(2, 2, WriteEveryType));
-    seeds.emplace_back("little_every_type", MakeFuzzSeed(1, 3, WriteEveryType));
-    seeds.emplace_back("native_strings", MakeFuzzSeed(0, 1,
-                                                      [](Sys_TypedOutStream& out)
-                                                      {
-                                                          out << eOp_String << std::string();
-                                                          out << eOp_String
-                                                              << std::string("a\0b", 3);
-                                                      }));
-    seeds.emplace_back("cross_nested",
-                       MakeFuzzSeed(3, 2,
-                                    [](Sys_TypedOutStream& out)
-                                    {
-                                        out << eOp_Int32 << 7 << eOp_Nested;
-                                        Sys_StdStreamHeaderWriter inner(out, "MiraFuzz", 1);
-                                        out << eOp_Double << 2.5;
-                                        inner.PatchSize();
-                                        out << eOp_Bool << false;
-                                    }));
+    auto strings = [](Sys_TypedOutStream& out)
+    { out << eOp_String << std::string() << eOp_String << std::string("a\0b", 3); };
+    auto nested = [](Sys_TypedOutStream& out)
+    {
+        out << eOp_Int32 << 7 << eOp_Nested;
+        Sys_StdStreamHeaderWriter inner(out, "MiraFuzz", 1);
+        out << eOp_Double << 2.5;
+        inner.PatchSize();
+        out << eOp_Bool << false;
+    };
     // Lying numbers: a string length past the data, and a header size past the stream.
     Bytes lyingString = MakeFuzzSeed(
         2, 1, [](Sys_TypedOutStream& out) { out << eOp_String << std::string("abcd"); });
     lyingString[1 + 8 + 2 + 4 + 1] = 0x7F; // 0x7F000004 bytes claimed
-    seeds.emplace_back("lying_string_length", lyingString);
     Bytes lyingSize = MakeFuzzSeed(
         2, 1, [](Sys_TypedOutStream& out) { out << eOp_Int16 << static_cast<int16_t>(1); });
     lyingSize[1 + 8 + 2] = 0x40; // size 0x40000003
-    seeds.emplace_back("lying_header_size", lyingSize);
-    return seeds;
+    return {{"big_every_type", MakeFuzzSeed(2, 2, WriteEveryType)},
+            {"little_every_type", MakeFuzzSeed(1, 3, WriteEveryType)},
+            {"native_strings", MakeFuzzSeed(0, 1, strings)},
+            {"cross_nested", MakeFuzzSeed(3, 2, nested)},
+            {"lying_string_length", lyingString},
+            {"lying_header_size", lyingSize}};
 }
 } // namespace
 
 TEST(Sys_StdStreamHeaderReader, FuzzSeedsAreWellFormedAndUpToDate)
 {
     const auto seeds = MakeFuzzSeeds();
+    const char* writeTo = std::getenv("MIRAFILE_WRITE_FUZZ_SEEDS");
+    const char* source = std::getenv("MIRAFILE_SOURCE_DIR");
+    const auto folder = std::filesystem::path(source ? source : "") / "fuzz/seeds/StreamHeaderFuzz";
+    if (writeTo)
+        std::filesystem::create_directories(writeTo);
     for (const auto& [name, bytes] : seeds)
     {
+        SCOPED_TRACE(name);
         // Each well-formed seed reads back as one header that ends where the input ends.
-        Cmn_MemBufferInStream mem(bytes.data() + 1, bytes.data() + bytes.size());
-        auto in = Test_ByteOrders()[bytes[0] & 3].mMakeIn(&mem);
+        Test_In in(Bytes(bytes.begin() + 1, bytes.end()), bytes[0] & 3);
         if (name == "lying_header_size")
-        {
             EXPECT_TRUE(
                 Test_ThrowsL10N([&] { Sys_StdStreamHeaderReader reader(*in, "MiraFuzz"); }, 2, 29));
-            continue;
-        }
-        Sys_StdStreamHeaderReader reader(*in, "MiraFuzz");
-        reader.CheckVersion(1, 3);
-        EXPECT_EQ(reader.GetDataEndPos(), in->GetEndPos()) << name;
-        if (name == "lying_string_length")
+        else
         {
-            in->Read<unsigned char>();
-            EXPECT_TRUE(Test_ThrowsL10N([&] { in->Read<std::string>(); }, 7, 8));
+            Sys_StdStreamHeaderReader reader(*in, "MiraFuzz");
+            reader.CheckVersion(1, 3);
+            EXPECT_EQ(reader.GetDataEndPos(), in->GetEndPos());
+            if (name == "lying_string_length")
+            {
+                in->Read<unsigned char>();
+                EXPECT_TRUE(Test_ThrowsL10N([&] { in->Read<std::string>(); }, 7, 8));
+            }
         }
-    }
-
-    if (const char* dir = std::getenv("MIRAFILE_WRITE_FUZZ_SEEDS"))
-    {
-        std::filesystem::create_directories(dir);
-        for (const auto& [name, bytes] : seeds)
-            std::ofstream(std::filesystem::path(dir) / name, std::ios::binary)
-                .write(reinterpret_cast<const char*>(bytes.data()),
-                       static_cast<std::streamsize>(bytes.size()));
-    }
-    if (const char* source = std::getenv("MIRAFILE_SOURCE_DIR"))
-    {
-        const auto folder = std::filesystem::path(source) / "fuzz" / "seeds" / "StreamHeaderFuzz";
-        for (const auto& [name, bytes] : seeds)
+        if (writeTo)
+            WriteWholeFile((std::filesystem::path(writeTo) / name).string(), bytes);
+        if (source)
         {
-            std::ifstream file(folder / name, std::ios::binary);
-            ASSERT_TRUE(file) << (folder / name) << " is missing: run this test with "
-                              << "MIRAFILE_WRITE_FUZZ_SEEDS=" << folder.string();
-            const Bytes stored((std::istreambuf_iterator<char>(file)),
-                               std::istreambuf_iterator<char>());
-            EXPECT_EQ(stored, bytes) << name << " is out of date";
+            ASSERT_TRUE(Exists((folder / name).string()))
+                << " missing: run this test with MIRAFILE_WRITE_FUZZ_SEEDS=" << folder.string();
+            EXPECT_EQ(ReadWholeFile((folder / name).string()), bytes) << "out of date";
         }
     }
 }

@@ -1,13 +1,6 @@
-#include <atomic>
-#include <cerrno>
-#include <gtest/gtest.h>
-#include <thread>
-#include <vector>
-
-#include "Cmn_Assert.h"
+#include "SysTestSupport.h"
 #include "Sys_Event.h"
 #include "Sys_EventPosix.h"
-#include "Sys_OSErrData.h"
 #include "Sys_Semaphore.h"
 #include "Sys_SemaphorePosix.h"
 #include "Sys_SyncObjectPosix.h"
@@ -15,144 +8,117 @@
 namespace
 {
 using EventHandle = Sys_Event::EventHandle;
+constexpr auto cSignalled = Sys_SyncObject::eWaitResult_Signalled;
+constexpr auto cTimedOut = Sys_SyncObject::eWaitResult_TimedOut;
 
-// Spins until the object has iCount waiters (bounded; fails the test on a hang).
+// Spins until iCondition holds (bounded; the caller's assertion then fails on a hang).
+template <class F> void SpinUntil(F&& iCondition)
+{
+    for (int i = 0; i < 2000000 && !iCondition(); ++i)
+        std::this_thread::yield();
+}
+
 void AwaitWaiters(Sys_SyncObject& iObject, int32_t iCount)
 {
     auto& object = dynamic_cast<Sys_SyncObjectPosix&>(iObject);
-    for (int i = 0; i < 2000000 && object.GetWaiterCount() != iCount; ++i)
-        std::this_thread::yield();
+    SpinUntil([&] { return object.GetWaiterCount() == iCount; });
     ASSERT_EQ(object.GetWaiterCount(), iCount);
 }
 
-int32_t ErrorOf(const std::exception& iException)
+int32_t CountOf(const Sys_Semaphore::SemaphoreHandle& iSemaphore)
 {
-    const auto* osError = dynamic_cast<const Sys_OSErrException*>(&iException);
-    return osError ? osError->GetData().GetError() : 0;
+    return dynamic_cast<Sys_SemaphorePosix&>(*iSemaphore).GetCount();
 }
+
+// iCount threads that wait for iEvent without a timeout and count their releases.
+struct Waiters
+{
+    Waiters(const EventHandle& iEvent, int iCount)
+    {
+        for (int i = 0; i < iCount; ++i)
+            mThreads.emplace_back(
+                [this, iEvent]
+                {
+                    if (iEvent->Wait(Sys_SyncObject::cWaitForever) == cSignalled)
+                        ++mReleased;
+                });
+        AwaitWaiters(*iEvent, iCount);
+    }
+    int Join()
+    {
+        for (auto& thread : mThreads)
+            thread.join();
+        return mReleased.load();
+    }
+    std::atomic<int> mReleased{0};
+    std::vector<std::thread> mThreads;
+};
 } // namespace
 
-TEST(Sys_Event, ManualResetStaysSetUntilReset)
+TEST(Sys_Event, ManualResetStaysSetAndAutoResetIsTakenByOneWait)
 {
-    EventHandle event = Sys_Event::Create(1);
-    EXPECT_FALSE(event->IsSet());
-    event->Set();
-    EXPECT_TRUE(event->IsSet());
-    EXPECT_EQ(event->Wait(0), Sys_SyncObject::eWaitResult_Signalled);
-    EXPECT_TRUE(event->IsSet());
-    event->Reset();
-    EXPECT_FALSE(event->IsSet());
-    EXPECT_EQ(event->Wait(5), Sys_SyncObject::eWaitResult_TimedOut);
+    EventHandle manual = Sys_Event::Create(1);
+    EXPECT_FALSE(manual->IsSet());
+    manual->Set();
+    EXPECT_EQ(manual->Wait(0), cSignalled);
+    EXPECT_TRUE(manual->IsSet());
+    manual->Reset();
+    EXPECT_FALSE(manual->IsSet());
+    EXPECT_EQ(manual->Wait(5), cTimedOut);
+
+    EventHandle automatic = Sys_Event::Create(0);
+    automatic->Set();
+    EXPECT_EQ(automatic->Wait(Sys_SyncObject::cWaitForever), cSignalled);
+    EXPECT_FALSE(automatic->IsSet());
+    automatic->Set();
+    automatic->Set(); // a second Set on a set event does not count twice
+    EXPECT_TRUE(automatic->IsSet());
+    EXPECT_FALSE(automatic->IsSet());
 }
 
-TEST(Sys_Event, AutoResetIsTakenByOneWait)
-{
-    EventHandle event = Sys_Event::Create(0);
-    event->Set();
-    EXPECT_EQ(event->Wait(Sys_SyncObject::cWaitForever), Sys_SyncObject::eWaitResult_Signalled);
-    EXPECT_FALSE(event->IsSet());
-    event->Set();
-    event->Set(); // a second Set on a set event does not count twice
-    EXPECT_TRUE(event->IsSet());
-    EXPECT_FALSE(event->IsSet());
-}
-
-TEST(Sys_Event, ManualResetReleasesEveryWaiter)
-{
-    EventHandle event = Sys_Event::Create(1);
-    std::atomic<int> released{0};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 3; ++i)
-        threads.emplace_back(
-            [&]
-            {
-                if (event->Wait(Sys_SyncObject::cWaitForever) ==
-                    Sys_SyncObject::eWaitResult_Signalled)
-                    ++released;
-            });
-    AwaitWaiters(*event, 3);
-    event->Set();
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_EQ(released.load(), 3);
-    EXPECT_TRUE(event->IsSet());
-}
-
-TEST(Sys_Event, PulseOnManualResetReleasesWaitersAndLeavesItReset)
+TEST(Sys_Event, SetAndPulseOnManualResetReleaseEveryWaiter)
 {
     EventHandle event = Sys_Event::Create(1);
     event->Pulse(); // nobody waits: nothing is remembered
     EXPECT_FALSE(event->IsSet());
-    std::atomic<int> released{0};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 2; ++i)
-        threads.emplace_back(
-            [&]
-            {
-                if (event->Wait(Sys_SyncObject::cWaitForever) ==
-                    Sys_SyncObject::eWaitResult_Signalled)
-                    ++released;
-            });
-    AwaitWaiters(*event, 2);
+    Waiters pulsed(event, 2);
     event->Pulse();
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_EQ(released.load(), 2);
+    EXPECT_EQ(pulsed.Join(), 2);
     EXPECT_FALSE(event->IsSet());
+
+    Waiters set(event, 3);
+    event->Set();
+    EXPECT_EQ(set.Join(), 3);
+    EXPECT_TRUE(event->IsSet());
 }
 
 TEST(Sys_Event, PulseOnAutoResetReleasesOneWaiter)
 {
     EventHandle event = Sys_Event::Create(0);
-    std::atomic<int> released{0};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 2; ++i)
-        threads.emplace_back(
-            [&]
-            {
-                if (event->Wait(Sys_SyncObject::cWaitForever) ==
-                    Sys_SyncObject::eWaitResult_Signalled)
-                    ++released;
-            });
-    AwaitWaiters(*event, 2);
+    Waiters waiters(event, 2);
     event->Pulse();
-    for (int i = 0; i < 2000000 && released.load() == 0; ++i)
-        std::this_thread::yield();
+    SpinUntil([&] { return waiters.mReleased.load() != 0; });
     AwaitWaiters(*event, 1);
-    EXPECT_EQ(released.load(), 1);
+    EXPECT_EQ(waiters.mReleased.load(), 1);
     // Had the pulse released both, this Set would find no waiter and stay set.
     event->Set();
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_EQ(released.load(), 2);
+    EXPECT_EQ(waiters.Join(), 2);
     EXPECT_FALSE(event->IsSet());
 }
 
-TEST(Sys_Semaphore, CountsWaitsAndReleases)
+TEST(Sys_Semaphore, CountsWaitsAndReleasesAndRejectsBadCounts)
 {
     auto semaphore = Sys_Semaphore::Create(2, 3);
-    EXPECT_EQ(semaphore->Wait(0), Sys_SyncObject::eWaitResult_Signalled);
-    EXPECT_EQ(semaphore->Wait(0), Sys_SyncObject::eWaitResult_Signalled);
-    EXPECT_EQ(semaphore->Wait(0), Sys_SyncObject::eWaitResult_TimedOut);
+    EXPECT_EQ(semaphore->Wait(0), cSignalled);
+    EXPECT_EQ(semaphore->Wait(0), cSignalled);
+    EXPECT_EQ(semaphore->Wait(0), cTimedOut);
     semaphore->Release(0);
-    EXPECT_EQ(semaphore->Wait(0), Sys_SyncObject::eWaitResult_TimedOut);
-    semaphore->Release(3);
-    EXPECT_EQ(dynamic_cast<Sys_SemaphorePosix&>(*semaphore).GetCount(), 3);
-}
-
-TEST(Sys_Semaphore, RejectsBadCountsAndKeepsItsCount)
-{
-    auto semaphore = Sys_Semaphore::Create(1, 2);
-    try
-    {
-        semaphore->Release(2);
-        FAIL() << "a release past the maximum must fail";
-    }
-    catch (const std::exception& e)
-    {
-        EXPECT_EQ(ErrorOf(e), EOVERFLOW);
-    }
-    EXPECT_EQ(dynamic_cast<Sys_SemaphorePosix&>(*semaphore).GetCount(), 1);
+    EXPECT_EQ(semaphore->Wait(0), cTimedOut);
+    semaphore->Release(2);
+    EXPECT_EQ(ThrownError([&] { semaphore->Release(2); }).first, EOVERFLOW); // past the maximum
+    EXPECT_EQ(CountOf(semaphore), 2);
+    semaphore->Release(1);
+    EXPECT_EQ(CountOf(semaphore), 3);
     EXPECT_THROW(semaphore->Release(-1), Sys_OSErrException);
     EXPECT_THROW(Sys_Semaphore::Create(3, 2), Sys_OSErrException);
     EXPECT_THROW(Sys_Semaphore::Create(0, 0), Sys_OSErrException);
@@ -164,55 +130,40 @@ TEST(Sys_Semaphore, EveryReleaseIsTakenExactlyOnceAcrossThreads)
     auto semaphore = Sys_Semaphore::Create(0, 4 * cPerThread);
     std::atomic<int> taken{0};
     std::vector<std::thread> threads;
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 6; ++i)
         threads.emplace_back(
-            [&]
+            [&, i]
             {
                 for (int n = 0; n < cPerThread; ++n)
-                    semaphore->Release(1);
-            });
-    for (int i = 0; i < 3; ++i)
-        threads.emplace_back(
-            [&]
-            {
-                for (int n = 0; n < cPerThread; ++n)
-                    if (semaphore->Wait(Sys_SyncObject::cWaitForever) ==
-                        Sys_SyncObject::eWaitResult_Signalled)
+                    if (i % 2 == 0)
+                        semaphore->Release(1);
+                    else if (semaphore->Wait(Sys_SyncObject::cWaitForever) == cSignalled)
                         ++taken;
             });
     for (auto& thread : threads)
         thread.join();
     EXPECT_EQ(taken.load(), 3 * cPerThread);
-    EXPECT_EQ(semaphore->Wait(0), Sys_SyncObject::eWaitResult_TimedOut);
+    EXPECT_EQ(semaphore->Wait(0), cTimedOut);
 }
 
-TEST(Sys_SyncObject, WaitForAnyTakesOnlyTheSignalledObject)
+TEST(Sys_SyncObject, WaitForAnyTakesOnlyTheSignalledObjectAndWaitForAllAllOrNothing)
 {
     EventHandle first = Sys_Event::Create(0);
     EventHandle second = Sys_Event::Create(0);
-    EXPECT_EQ(Sys_Event::WaitForMultipleEvents({first, second}, true, 0),
-              Sys_SyncObject::eWaitResult_TimedOut);
+    EXPECT_EQ(Sys_Event::WaitForMultipleEvents({first, second}, true, 0), cTimedOut);
     second->Set();
-    EXPECT_EQ(Sys_Event::WaitForMultipleEvents({first, second}, true, 0),
-              Sys_SyncObject::eWaitResult_Signalled);
+    EXPECT_EQ(Sys_Event::WaitForMultipleEvents({first, second}, true, 0), cSignalled);
     EXPECT_FALSE(second->IsSet());
     EXPECT_FALSE(first->IsSet());
-}
 
-TEST(Sys_SyncObject, WaitForAllTakesAllOrNothing)
-{
-    EventHandle event = Sys_Event::Create(0);
     auto semaphore = Sys_Semaphore::Create(1, 1);
-    Sys_SyncObject::HandleList both{event, semaphore};
-    EXPECT_EQ(Sys_SyncObject::WaitForMultipleObjects(both, false, 10),
-              Sys_SyncObject::eWaitResult_TimedOut);
-    // The semaphore unit was not taken by the failed wait.
-    EXPECT_EQ(dynamic_cast<Sys_SemaphorePosix&>(*semaphore).GetCount(), 1);
-    event->Set();
-    EXPECT_EQ(Sys_SyncObject::WaitForMultipleObjects(both, false, 0),
-              Sys_SyncObject::eWaitResult_Signalled);
-    EXPECT_EQ(dynamic_cast<Sys_SemaphorePosix&>(*semaphore).GetCount(), 0);
-    EXPECT_FALSE(event->IsSet());
+    Sys_SyncObject::HandleList both{first, semaphore};
+    EXPECT_EQ(Sys_SyncObject::WaitForMultipleObjects(both, false, 10), cTimedOut);
+    EXPECT_EQ(CountOf(semaphore), 1) << "the failed wait took nothing";
+    first->Set();
+    EXPECT_EQ(Sys_SyncObject::WaitForMultipleObjects(both, false, 0), cSignalled);
+    EXPECT_EQ(CountOf(semaphore), 0);
+    EXPECT_FALSE(first->IsSet());
 }
 
 TEST(Sys_SyncObject, WaitForAllIsGrantedWhenTheLastObjectArrives)
@@ -230,23 +181,16 @@ TEST(Sys_SyncObject, WaitForAllIsGrantedWhenTheLastObjectArrives)
     semaphore->Release(1);
     event->Set();
     waiter.join();
-    EXPECT_EQ(result.load(), Sys_SyncObject::eWaitResult_Signalled);
-    EXPECT_EQ(dynamic_cast<Sys_SemaphorePosix&>(*semaphore).GetCount(), 0);
+    EXPECT_EQ(result.load(), cSignalled);
+    EXPECT_EQ(CountOf(semaphore), 0);
     EXPECT_FALSE(event->IsSet());
 }
 
 TEST(Sys_SyncObject, RejectsBadTimeoutsAndLists)
 {
     EventHandle event = Sys_Event::Create(1);
-    try
-    {
-        Sys_SyncObject::WaitForMultipleObjects({event}, true, -2);
-        FAIL() << "a timeout below cWaitForever must fail the assertion";
-    }
-    catch (const Cmn_AssertException& e)
-    {
-        EXPECT_NE(std::string(e.what()).find("inTimeOut >= cWaitForever"), std::string::npos);
-    }
+    EXPECT_TRUE(Test_Asserts([&] { Sys_SyncObject::WaitForMultipleObjects({event}, true, -2); },
+                             "inTimeOut >= cWaitForever"));
     EXPECT_THROW(Sys_SyncObject::WaitForMultipleObjects({}, true, 0), Sys_OSErrException);
     EXPECT_THROW(Sys_SyncObject::WaitForMultipleObjects({Sys_SyncObject::Handle()}, true, 0),
                  Sys_OSErrException);
@@ -259,7 +203,7 @@ TEST(Sys_ApcQueue, RoutinesRunOnlyInTheTargetsAlertableWait)
     EventHandle done = Sys_Event::Create(1);
     std::shared_ptr<Sys_ApcQueue> mine = Sys_ApcQueue::GetCurrent();
     std::thread::id ranOn;
-    std::thread poster(
+    std::thread(
         [&]
         {
             mine->Post(
@@ -268,14 +212,20 @@ TEST(Sys_ApcQueue, RoutinesRunOnlyInTheTargetsAlertableWait)
                     ranOn = std::this_thread::get_id();
                     done->Set();
                 });
-        });
-    poster.join();
+        })
+        .join();
     EXPECT_EQ(mine->GetPendingCount(), 1u);
     EXPECT_EQ(ranOn, std::thread::id());
     // The routine sets the very event that this thread waits for.
-    EXPECT_EQ(done->Wait(Sys_SyncObject::cWaitForever), Sys_SyncObject::eWaitResult_Signalled);
+    EXPECT_EQ(done->Wait(Sys_SyncObject::cWaitForever), cSignalled);
     EXPECT_EQ(ranOn, std::this_thread::get_id());
     EXPECT_EQ(mine->GetPendingCount(), 0u);
+
+    // A poll runs what is pending and still times out.
+    int ran = 0;
+    mine->Post([&] { ++ran; });
+    EXPECT_EQ(Sys_Event::Create(0)->Wait(0), cTimedOut);
+    EXPECT_EQ(ran, 1);
 }
 
 TEST(Sys_ApcQueue, WaitGoesOnAfterRoutinesThatDoNotSatisfyIt)
@@ -297,21 +247,11 @@ TEST(Sys_ApcQueue, WaitGoesOnAfterRoutinesThatDoNotSatisfyIt)
     for (int i = 0; i < 3; ++i)
         waiterQueue->Post([&] { ++ran; });
     // Each routine wakes the waiter, which runs it and waits again.
-    for (int i = 0; i < 2000000 && ran.load() != 3; ++i)
-        std::this_thread::yield();
+    SpinUntil([&] { return ran.load() == 3; });
     AwaitWaiters(*event, 1);
     EXPECT_EQ(result.load(), -1);
     event->Set();
     waiter.join();
     EXPECT_EQ(ran.load(), 3);
-    EXPECT_EQ(result.load(), Sys_SyncObject::eWaitResult_Signalled);
-}
-
-TEST(Sys_ApcQueue, APollRunsPendingRoutinesAndStillTimesOut)
-{
-    EventHandle event = Sys_Event::Create(0);
-    int ran = 0;
-    Sys_ApcQueue::GetCurrent()->Post([&] { ++ran; });
-    EXPECT_EQ(event->Wait(0), Sys_SyncObject::eWaitResult_TimedOut);
-    EXPECT_EQ(ran, 1);
+    EXPECT_EQ(result.load(), cSignalled);
 }

@@ -1,13 +1,7 @@
 #include <algorithm>
-#include <atomic>
-#include <cstdint>
-#include <gtest/gtest.h>
 #include <new>
 #include <set>
-#include <thread>
-#include <vector>
 
-#include "Cmn_Assert.h"
 #include "Cmn_DelayedDeletionList.h"
 #include "Sys_AtomicInt32.h"
 #include "Sys_AtomicPool.h"
@@ -17,7 +11,37 @@
 #include "Sys_QueueForInterrupt.h"
 #include "ThreadTestSupport.h"
 
-TEST(Sys_AtomicInt32, OperationsAnswerAsDocumented)
+namespace
+{
+std::atomic<int32_t> sElemsAlive{0};
+struct Test_Elem : Sys_QueueForInterrupt_ElemBase
+{
+    Test_Elem() { sElemsAlive.fetch_add(1); }
+    ~Test_Elem() override { sElemsAlive.fetch_sub(1); }
+};
+
+std::vector<int32_t> sDeleted;
+struct Test_Deletable : Sys_DelayedDeletionObject
+{
+    explicit Test_Deletable(int32_t iId) : mId(iId) {}
+    ~Test_Deletable() override { sDeleted.push_back(mId); }
+    int32_t mId;
+};
+
+struct Test_Link : Sys_AtomicQueue_Link
+{
+    int32_t mProducer = 0, mSequence = 0;
+};
+
+struct Test_Entry : Cmn_DelayedDeletionEntryBase
+{
+    explicit Test_Entry(int32_t& ioAlive) : mAliveP(&ioAlive) { ++*mAliveP; }
+    ~Test_Entry() override { --*mAliveP; }
+    int32_t* mAliveP;
+};
+} // namespace
+
+TEST(Sys_AtomicInt32, OperationsAnswerAsDocumentedAndConcurrentChangesAreNotLost)
 {
     Sys_AtomicInt32 value(5);
     EXPECT_EQ(value.Increment(), 6);
@@ -35,62 +59,48 @@ TEST(Sys_AtomicInt32, OperationsAnswerAsDocumented)
     Sys_AtomicInt32 copy(value);
     copy.Set(8);
     EXPECT_EQ(value.Get(), -3); // a copy has a cell of its own
-}
 
-TEST(Sys_AtomicInt32, ConcurrentChangesAreNotLost)
-{
-    Sys_AtomicInt32 counter;
-    Sys_AtomicInt32 high(INT32_MIN);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back(
-            [&, t]
-            {
-                for (int i = 0; i < 10000; ++i)
-                {
-                    counter.Increment();
-                    high.BoundLo(t * 10000 + i);
-                }
-            });
-    for (auto& thread : threads)
-        thread.join();
+    Sys_AtomicInt32 counter, high(INT32_MIN);
+    RunThreads(4,
+               [&](int t)
+               {
+                   for (int i = 0; i < 10000; ++i)
+                   {
+                       counter.Increment();
+                       high.BoundLo(t * 10000 + i);
+                   }
+               });
     EXPECT_EQ(counter.Get(), 40000);
     EXPECT_EQ(high.Get(), 39999);
 }
 
 // ---- Sys_AtomicPool ---------------------------------------------------------------------
 
-TEST(Sys_AtomicPool, HandsOutReservedBlocksUntilNoneIsFree)
+TEST(Sys_AtomicPool, HandsOutReservedBlocksUntilNoneIsFreeAndRefusesWhatDoesNotFit)
 {
     Sys_AtomicPool pool;
     pool.Init(64);
     auto reservation = pool.Reserve(4);
     EXPECT_EQ(pool.GetNumBlocks(), 4);
     std::set<void*> seen;
-    for (int i = 0; i < 4; ++i)
+    for (void* p = pool.Alloc(64); p; p = pool.Alloc(64))
     {
-        void* p = pool.Alloc(64);
-        ASSERT_NE(p, nullptr);
         EXPECT_EQ(reinterpret_cast<uintptr_t>(p) % 16, 0u);
         EXPECT_TRUE(seen.insert(p).second);
     }
-    EXPECT_EQ(pool.Alloc(1), nullptr);
+    EXPECT_EQ(seen.size(), 4u);
     EXPECT_EQ(pool.GetError(), Sys_AtomicPool::eErr_NoFreeBlock);
     EXPECT_EQ(pool.Alloc(65), nullptr);
     EXPECT_EQ(pool.GetError(), Sys_AtomicPool::eErr_RequestTooLarge);
-    void* freed = *seen.begin();
-    Sys_AtomicPool::Free(freed);
+    Sys_AtomicPool::Free(*seen.begin());
     Sys_AtomicPool::Free(nullptr);
-    EXPECT_EQ(pool.Alloc(8), freed);
-}
+    EXPECT_EQ(pool.Alloc(8), *seen.begin());
 
-TEST(Sys_AtomicPool, EmptyPoolAndTooSmallBlocksFail)
-{
-    Sys_AtomicPool pool;
-    EXPECT_EQ(pool.Alloc(0), nullptr);
-    EXPECT_EQ(pool.GetError(), Sys_AtomicPool::eErr_NoFreeBlock);
-    pool.Init(8); // nothing reserved yet: no allocation, no assertion
-    EXPECT_THROW(pool.Reserve(1), Cmn_AssertException);
+    Sys_AtomicPool empty;
+    EXPECT_EQ(empty.Alloc(0), nullptr);
+    EXPECT_EQ(empty.GetError(), Sys_AtomicPool::eErr_NoFreeBlock);
+    empty.Init(8); // too small for the ring's link; nothing reserved yet: no assertion
+    EXPECT_THROW(empty.Reserve(1), Cmn_AssertException);
 }
 
 TEST(Sys_AtomicPool, ReservationsMoveAndTheRingOnlyGrows)
@@ -109,11 +119,10 @@ TEST(Sys_AtomicPool, ReservationsMoveAndTheRingOnlyGrows)
         EXPECT_EQ(pool.GetNumBlocks(), 5);
     }
     EXPECT_EQ(pool.GetReservedCount(), 2);
-    EXPECT_EQ(pool.GetNumBlocks(), 5); // nothing freed
     std::vector<void*> blocks;
     for (void* p = pool.Alloc(48); p; p = pool.Alloc(48))
         blocks.push_back(p);
-    EXPECT_EQ(blocks.size(), 5u); // the extra blocks stay usable
+    EXPECT_EQ(blocks.size(), 5u); // nothing freed: the extra blocks stay usable
     for (void* p : blocks)
         Sys_AtomicPool::Free(p);
     first = Sys_AtomicPool::Reservation();
@@ -131,28 +140,19 @@ TEST(Sys_AtomicPool, ConcurrentAllocNeverHandsOutABlockTwice)
     ASSERT_EQ(all.size(), 8u);
     for (void* p : all)
         Sys_AtomicPool::Free(p);
-    std::atomic<int32_t> clashes{0};
-    std::atomic<int32_t> allocations{0};
-    std::vector<std::thread> threads;
-    for (int t = 1; t <= 4; ++t)
-        threads.emplace_back(
-            [&, t]
-            {
-                for (int i = 0; i < 5000; ++i)
-                {
-                    auto* p = static_cast<std::atomic<int32_t>*>(pool.Alloc(sizeof(int32_t)));
-                    if (!p)
-                        continue;
-                    allocations.fetch_add(1);
-                    if (p->exchange(t) != 0)
-                        clashes.fetch_add(1);
-                    if (p->exchange(0) != t)
-                        clashes.fetch_add(1);
-                    Sys_AtomicPool::Free(p);
-                }
-            });
-    for (auto& thread : threads)
-        thread.join();
+    std::atomic<int32_t> clashes{0}, allocations{0};
+    RunThreads(4,
+               [&](int t)
+               {
+                   for (int i = 0; i < 5000; ++i)
+                       if (auto* p = static_cast<std::atomic<int32_t>*>(pool.Alloc(4)))
+                       {
+                           allocations.fetch_add(1);
+                           clashes += p->exchange(t + 1) != 0;
+                           clashes += p->exchange(0) != t + 1;
+                           Sys_AtomicPool::Free(p);
+                       }
+               });
     EXPECT_EQ(clashes.load(), 0);
     EXPECT_GT(allocations.load(), 0);
 }
@@ -196,8 +196,7 @@ TEST(Sys_HighPriorityGate, CloseSyncWaitsForThoseInside)
     Sys_HighPriorityGate gate(true);
     std::vector<int32_t> shared(16, 0);
     std::atomic<bool> stop{false};
-    std::atomic<int32_t> entries{0};
-    std::atomic<int32_t> torn{0};
+    std::atomic<int32_t> entries{0}, torn{0};
     std::thread reader(
         [&]
         {
@@ -208,8 +207,7 @@ TEST(Sys_HighPriorityGate, CloseSyncWaitsForThoseInside)
                     continue;
                 entries.fetch_add(1);
                 for (int32_t value : shared)
-                    if (value != shared[0])
-                        torn.fetch_add(1);
+                    torn += value != shared[0];
             }
         });
     for (int32_t round = 1; round <= 200; ++round)
@@ -229,17 +227,6 @@ TEST(Sys_HighPriorityGate, CloseSyncWaitsForThoseInside)
 
 // ---- Sys_QueueForInterruptBase ----------------------------------------------------------
 
-namespace
-{
-std::atomic<int32_t> sElemsAlive{0};
-class Test_Elem : public Sys_QueueForInterrupt_ElemBase
-{
-public:
-    Test_Elem() { sElemsAlive.fetch_add(1); }
-    ~Test_Elem() override { sElemsAlive.fetch_sub(1); }
-};
-} // namespace
-
 TEST(Sys_QueueForInterruptBase, ProcessesInOrderAndDisposesBehindTheReader)
 {
     sElemsAlive = 0;
@@ -247,9 +234,9 @@ TEST(Sys_QueueForInterruptBase, ProcessesInOrderAndDisposesBehindTheReader)
         Sys_QueueForInterruptBase queue;
         EXPECT_EQ(queue.BaseFront(), nullptr);
         queue.Advance(); // nothing to process: harmless
-        int32_t data[3] = {10, 20, 30};
-        for (int32_t& d : data)
-            queue.BaseAppend(new Test_Elem, &d);
+        int32_t data[4] = {10, 20, 30, 40};
+        for (int i = 0; i < 3; ++i)
+            queue.BaseAppend(new Test_Elem, &data[i]);
         std::vector<int32_t> seen;
         while (auto* elemP = queue.BaseFront())
         {
@@ -261,10 +248,9 @@ TEST(Sys_QueueForInterruptBase, ProcessesInOrderAndDisposesBehindTheReader)
         // The last one is where the reader rests; it stays until the reader moves on.
         EXPECT_EQ(queue.DisposeProcessedElements(), 2);
         EXPECT_EQ(queue.GetElementCount(), 1);
-        int32_t more = 40;
-        queue.BaseAppend(new Test_Elem, &more);
+        queue.BaseAppend(new Test_Elem, &data[3]);
         ASSERT_NE(queue.BaseFront(), nullptr);
-        EXPECT_EQ(queue.BaseFront()->GetUserPointer(), &more);
+        EXPECT_EQ(queue.BaseFront()->GetUserPointer(), &data[3]);
         EXPECT_EQ(queue.DisposeProcessedElements(), 1);
         EXPECT_EQ(queue.GetElementCount(), 1);
         queue.Clear();
@@ -278,27 +264,21 @@ TEST(Sys_QueueForInterruptBase, ProcessesInOrderAndDisposesBehindTheReader)
 
 TEST(Sys_QueueForInterruptBase, ReaderSeesEveryElementOnceWhileTheWriterAppends)
 {
-    sElemsAlive = 0;
     constexpr uintptr_t cCount = 20000;
     Sys_QueueForInterruptBase queue;
     std::atomic<bool> failed{false};
     std::thread reader(
         [&]
         {
-            uintptr_t expected = 1;
-            while (expected <= cCount)
-            {
-                auto* elemP = queue.BaseFront();
-                if (!elemP)
+            for (uintptr_t expected = 1; expected <= cCount;)
+                if (auto* elemP = queue.BaseFront())
                 {
-                    std::this_thread::yield();
-                    continue;
+                    if (reinterpret_cast<uintptr_t>(elemP->GetUserPointer()) != expected++)
+                        failed = true;
+                    queue.Advance();
                 }
-                if (reinterpret_cast<uintptr_t>(elemP->GetUserPointer()) != expected)
-                    failed = true;
-                ++expected;
-                queue.Advance();
-            }
+                else
+                    std::this_thread::yield();
         });
     for (uintptr_t i = 1; i <= cCount; ++i)
     {
@@ -314,96 +294,17 @@ TEST(Sys_QueueForInterruptBase, ReaderSeesEveryElementOnceWhileTheWriterAppends)
 
 // ---- delayed deletion -------------------------------------------------------------------
 
-namespace
-{
-std::vector<int32_t> sDeleted;
-
-class Test_Deletable : public Sys_DelayedDeletionObject
-{
-public:
-    explicit Test_Deletable(int32_t iId) : mId(iId) {}
-    ~Test_Deletable() override { sDeleted.push_back(mId); }
-
-private:
-    int32_t mId;
-};
-} // namespace
-
-TEST(Sys_DelayedDeletionObject, CollectsInTheOrderQueued)
+TEST(Sys_DelayedDeletionObject, CollectsInTheOrderQueuedAndLosesNothingFromManyThreads)
 {
     Sys_DelayedDeletionObject::CollectGarbage();
     sDeleted.clear();
-    (new Test_Deletable(1))->DelayedDelete();
-    (new Test_Deletable(2))->DelayedDelete();
-    (new Test_Deletable(3))->DelayedDelete();
+    for (int32_t id : {1, 2, 3})
+        (new Test_Deletable(id))->DelayedDelete();
     EXPECT_EQ(Sys_DelayedDeletionObject::CollectGarbage(), 3);
     EXPECT_EQ(sDeleted, (std::vector<int32_t>{1, 2, 3}));
     EXPECT_EQ(Sys_DelayedDeletionObject::CollectGarbage(), 0);
-}
 
-namespace
-{
-struct Test_Link : Sys_AtomicQueue_Link
-{
-    int32_t mProducer = 0;
-    int32_t mSequence = 0;
-};
-} // namespace
-
-TEST(Sys_AtomicQueue, ConcurrentConsumersTakeEachLinkOnceInOrder)
-{
-    // Two producers and two consumers; a consumer that finds the other inside gets nothing.
-    constexpr int32_t cEach = 3000;
-    Sys_AtomicQueue queue;
-    std::vector<Test_Link> links(2 * cEach);
-    std::vector<std::atomic<int32_t>> taken(links.size());
-    std::atomic<int32_t> total{0};
-    std::atomic<int32_t> outOfOrder{0};
-    std::vector<std::thread> threads;
-    for (int32_t p = 0; p < 2; ++p)
-        threads.emplace_back(
-            [&, p]
-            {
-                for (int32_t i = 0; i < cEach; ++i)
-                {
-                    Test_Link& link = links[size_t(p * cEach + i)];
-                    link.mProducer = p;
-                    link.mSequence = i;
-                    queue.Push(&link);
-                }
-            });
-    for (int32_t c = 0; c < 2; ++c)
-        threads.emplace_back(
-            [&]
-            {
-                int32_t last[2] = {-1, -1};
-                while (total.load() < 2 * cEach)
-                {
-                    bool busy = false;
-                    auto* linkP = static_cast<Test_Link*>(queue.Pop(busy));
-                    if (!linkP)
-                    {
-                        std::this_thread::yield();
-                        continue;
-                    }
-                    EXPECT_FALSE(busy);
-                    taken[size_t(linkP->mProducer * cEach + linkP->mSequence)].fetch_add(1);
-                    if (linkP->mSequence <= last[linkP->mProducer])
-                        outOfOrder.fetch_add(1);
-                    last[linkP->mProducer] = linkP->mSequence;
-                    total.fetch_add(1);
-                }
-            });
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_EQ(outOfOrder.load(), 0);
-    for (auto& count : taken)
-        ASSERT_EQ(count.load(), 1);
-}
-
-TEST(Sys_DelayedDeletionObject, ProducersOnManyThreadsLoseNothing)
-{
-    Sys_DelayedDeletionObject::CollectGarbage();
+    // Four producers while this thread collects.
     sDeleted.clear();
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
@@ -428,7 +329,7 @@ TEST(Sys_DelayedDeletionObject, InitCollectsFromTheMessageLoop)
 {
     Sys_DelayedDeletionObject::CollectGarbage();
     sDeleted.clear();
-    std::thread loopThread(
+    std::thread(
         []
         {
             Sys_DelayedDeletionObject::Init();
@@ -438,42 +339,67 @@ TEST(Sys_DelayedDeletionObject, InitCollectsFromTheMessageLoop)
             while (sDeleted.empty() && queue->GetMessage(message))
                 queue->DispatchMessage(message);
             Sys_DelayedDeletionObject::Shutdown();
-        });
-    loopThread.join();
+        })
+        .join();
     EXPECT_EQ(sDeleted, (std::vector<int32_t>{7}));
     EXPECT_FALSE(Sys_DelayedDeletionObject::IsInitialized());
 }
 
-namespace
+TEST(Sys_AtomicQueue, ConcurrentConsumersTakeEachLinkOnceInOrder)
 {
-class Test_Entry : public Cmn_DelayedDeletionEntryBase
-{
-public:
-    explicit Test_Entry(int32_t& ioAlive) : mAliveP(&ioAlive) { ++*mAliveP; }
-    ~Test_Entry() override { --*mAliveP; }
-
-private:
-    int32_t* mAliveP;
-};
-} // namespace
+    // Two producers and two consumers; a consumer that finds the other inside gets nothing.
+    constexpr int32_t cEach = 3000;
+    Sys_AtomicQueue queue;
+    std::vector<Test_Link> links(2 * cEach);
+    std::vector<std::atomic<int32_t>> taken(links.size());
+    std::atomic<int32_t> total{0}, outOfOrder{0};
+    RunThreads(4,
+               [&](int32_t p)
+               {
+                   for (int32_t i = 0; p < 2 && i < cEach; ++i) // two producers
+                   {
+                       Test_Link& link = links[size_t(p * cEach + i)];
+                       link.mProducer = p;
+                       link.mSequence = i;
+                       queue.Push(&link);
+                   }
+                   int32_t last[2] = {-1, -1};
+                   while (p >= 2 && total.load() < 2 * cEach) // two consumers
+                   {
+                       bool busy = false;
+                       auto* linkP = static_cast<Test_Link*>(queue.Pop(busy));
+                       if (!linkP)
+                       {
+                           std::this_thread::yield();
+                           continue;
+                       }
+                       EXPECT_FALSE(busy);
+                       taken[size_t(linkP->mProducer * cEach + linkP->mSequence)].fetch_add(1);
+                       outOfOrder += linkP->mSequence <= last[linkP->mProducer];
+                       last[linkP->mProducer] = linkP->mSequence;
+                       total.fetch_add(1);
+                   }
+               });
+    EXPECT_EQ(outOfOrder.load(), 0);
+    for (auto& count : taken)
+        ASSERT_EQ(count.load(), 1);
+}
 
 TEST(Cmn_DelayedDeletionList, CollectsOnlyMarkedEntries)
 {
     int32_t alive = 0;
     {
         Cmn_DelayedDeletionList list;
-        auto* a = new Test_Entry(alive);
-        auto* b = new Test_Entry(alive);
-        auto* c = new Test_Entry(alive);
-        list.Add(a);
-        list.Add(b);
-        list.Add(c);
-        a->MarkForDeletion();
-        std::thread([c] { c->MarkForDeletion(); }).join();
+        Test_Entry* entries[] = {new Test_Entry(alive), new Test_Entry(alive),
+                                 new Test_Entry(alive)};
+        for (Test_Entry* entry : entries)
+            list.Add(entry);
+        entries[0]->MarkForDeletion();
+        std::thread([&] { entries[2]->MarkForDeletion(); }).join();
         EXPECT_EQ(list.CollectGarbage(), 2u);
         EXPECT_EQ(alive, 1);
         EXPECT_EQ(list.GetSize(), 1u);
-        EXPECT_FALSE(b->IsMarkedForDeletion());
+        EXPECT_FALSE(entries[1]->IsMarkedForDeletion());
     }
     EXPECT_EQ(alive, 0);
 }

@@ -1,13 +1,5 @@
-#include <atomic>
-#include <gtest/gtest.h>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include "Cmn_Assert.h"
 #include "Sys_AsyncMessageQueue.h"
 #include "Sys_BlockingTimer.h"
-#include "Sys_Event.h"
 #include "Sys_MessageQueue.h"
 #include "Sys_Mutex.h"
 #include "Sys_Raw.h"
@@ -16,59 +8,32 @@
 #include "Sys_RingBuffer.h"
 #include "Sys_ThreadSafeQueue.h"
 #include "Sys_TimerEvent.h"
+#include "Sys_TimerEventPosix.h"
 #include "ThreadTestSupport.h"
 
-TEST(Sys_Mutex, OwnerMayAcquireAgainOthersMayNot)
+TEST(Sys_Mutex, OwnerMayAcquireAgainOthersMayNotAndGuardsReleaseOnlyWhatTheyGot)
 {
     auto mutex = Sys_Mutex::Create(eSys_MutexType_Tryable);
-    mutex->Acquire();
-    EXPECT_TRUE(mutex->TryAcquire()); // recursive, like a critical section
-    bool otherGotIt = true;
-    std::thread([&] { otherGotIt = mutex->TryAcquire(); }).join();
-    EXPECT_FALSE(otherGotIt);
-    mutex->Release();
-    mutex->Release();
-    std::thread(
-        [&]
-        {
-            otherGotIt = mutex->TryAcquire();
-            if (otherGotIt)
-                mutex->Release();
-        })
-        .join();
-    EXPECT_TRUE(otherGotIt);
-}
-
-TEST(Sys_Mutex, PlainMutexRefusesTryAcquire)
-{
-    auto mutex = Sys_Mutex::Create(eSys_MutexType_Plain);
-    const std::string text = ThrownText([&] { mutex->TryAcquire(); });
-    EXPECT_NE(text.find("mType == eSys_MutexType_Tryable"), std::string::npos);
-    EXPECT_THROW(Sys_StAcquireMutex(*mutex, true), Cmn_AssertException);
-}
-
-TEST(Sys_StAcquireMutex, ReleasesOnlyWhatItGot)
-{
-    auto mutex = Sys_Mutex::Create(eSys_MutexType_Tryable);
-    std::atomic<bool> held{false};
-    std::atomic<bool> release{false};
-    std::thread holder(
-        [&]
-        {
-            Sys_StAcquireMutex lock(mutex);
-            held = true;
-            while (!release)
-                std::this_thread::yield();
-        });
-    ASSERT_TRUE(Eventually([&] { return held.load(); }));
+    // Whether a try guard on another thread gets the mutex; it releases it again if so.
+    auto otherGetsIt = [&]
     {
-        Sys_StAcquireMutex attempt(mutex, true);
-        EXPECT_FALSE(attempt.DidAcquire());
-    } // must not release the holder's lock
-    release = true;
-    holder.join();
-    Sys_StAcquireMutex attempt(mutex, true);
-    EXPECT_TRUE(attempt.DidAcquire());
+        bool got = false;
+        std::thread([&] { got = Sys_StAcquireMutex(mutex, true).DidAcquire(); }).join();
+        return got;
+    };
+    {
+        Sys_StAcquireMutex lock(mutex);
+        EXPECT_TRUE(mutex->TryAcquire()); // recursive, like a critical section
+        EXPECT_FALSE(otherGetsIt());
+        mutex->Release();
+        EXPECT_FALSE(otherGetsIt()); // the failed guards released nothing
+    }
+    EXPECT_TRUE(otherGetsIt());
+    EXPECT_TRUE(otherGetsIt()); // the guard that got it let it go
+
+    auto plain = Sys_Mutex::Create(eSys_MutexType_Plain);
+    EXPECT_TRUE(Test_Asserts([&] { plain->TryAcquire(); }, "mType == eSys_MutexType_Tryable"));
+    EXPECT_THROW(Sys_StAcquireMutex(*plain, true), Cmn_AssertException);
 }
 
 TEST(Sys_TimerEvent, FiresOnceDueAndStandsInMultiWaits)
@@ -90,14 +55,13 @@ TEST(Sys_TimerEvent, FiresOnceDueAndStandsInMultiWaits)
     event->Set();
     EXPECT_EQ(Sys_SyncObject::WaitForMultipleObjects(both, false, 0),
               Sys_SyncObject::eWaitResult_TimedOut); // a cancelled timer never fires
-}
 
-TEST(Sys_TimerEvent, AutoResetTimerReleasesOneWait)
-{
-    auto timer = Sys_TimerEvent::Create(false);
-    timer->SetDue(Sys_TimerEvent::GetMonotonicNanoseconds()); // due now
-    EXPECT_EQ(timer->Wait(20000), Sys_SyncObject::eWaitResult_Signalled);
-    EXPECT_EQ(timer->Wait(0), Sys_SyncObject::eWaitResult_TimedOut);
+    auto automatic = Sys_TimerEvent::Create(false);
+    automatic->SetDue(Sys_TimerEvent::GetMonotonicNanoseconds()); // due now
+    EXPECT_EQ(automatic->Wait(20000), Sys_SyncObject::eWaitResult_Signalled);
+    EXPECT_EQ(automatic->Wait(0), Sys_SyncObject::eWaitResult_TimedOut); // one wait takes it
+    // With no timer armed the service thread ends.
+    EXPECT_TRUE(Eventually([] { return !Sys_TimerEventPosix::IsServiceThreadRunning(); }));
 }
 
 TEST(Sys_BlockingTimer, PeriodsDoNotDrift)
@@ -154,19 +118,12 @@ TEST(Sys_ThreadSafeQueue, KeepsOrderBetweenThreads)
             for (int32_t i = 0; i < 5000; ++i)
                 queue.Push(i);
         });
-    int32_t expected = 0;
     bool ordered = true;
-    while (expected < 5000)
-    {
-        int32_t value = -1;
-        if (!queue.TryPop(value))
-        {
+    for (int32_t expected = 0, value = -1; expected < 5000;)
+        if (queue.TryPop(value))
+            ordered = ordered && value == expected++;
+        else
             std::this_thread::yield();
-            continue;
-        }
-        ordered = ordered && value == expected;
-        ++expected;
-    }
     producer.join();
     EXPECT_TRUE(ordered);
     EXPECT_TRUE(queue.IsEmpty());
@@ -218,7 +175,7 @@ TEST(Sys_ResourcePool, CountsItsObjectsWithTheSemaphore)
 
 // ---- the raw family ---------------------------------------------------------------------
 
-TEST(Sys_RawSemaphore, KeepsWithinItsMaximum)
+TEST(Sys_RawSemaphore, KeepsWithinItsMaximumAndEventsResetAsMade)
 {
     Sys_RawSemaphore semaphore(0, 2);
     EXPECT_FALSE(semaphore.Wait(0));
@@ -227,12 +184,8 @@ TEST(Sys_RawSemaphore, KeepsWithinItsMaximum)
     EXPECT_TRUE(semaphore.Wait(0));
     EXPECT_TRUE(semaphore.Wait(-1));
     EXPECT_FALSE(semaphore.Wait(1));
-}
 
-TEST(Sys_RawEvent, ManualAndAutoReset)
-{
-    Sys_RawEvent manual(true);
-    Sys_RawEvent automatic(false);
+    Sys_RawEvent manual(true), automatic(false);
     manual.Set();
     automatic.Set();
     EXPECT_TRUE(manual.Wait(0));
@@ -245,9 +198,8 @@ TEST(Sys_RawEvent, ManualAndAutoReset)
 
 namespace
 {
-class Test_RawWork
+struct Test_RawWork
 {
-public:
     void Run()
     {
         mRan = true;
@@ -255,6 +207,21 @@ public:
     }
     std::atomic<bool> mRan{false};
     Sys_RawEvent mDone{true};
+};
+
+// Lets go of the last handle to its own thread from inside it.
+struct Test_SelfReleasing : Sys_RawThreadTask
+{
+    explicit Test_SelfReleasing(Sys_RawEvent& ioDone) : mDoneP(&ioDone) {}
+    void Run() override
+    {
+        mHandleReady.Wait(-1);
+        mSelf.Reset(); // the last reference: the thread object goes to delayed deletion
+        mDoneP->Set();
+    }
+    Sys_RawThread::RawThreadHandle mSelf;
+    Sys_RawEvent mHandleReady{true};
+    Sys_RawEvent* mDoneP;
 };
 } // namespace
 
@@ -272,38 +239,14 @@ TEST(Sys_RawThread, RunsItsTaskAndIsJoinedByItsLastHandle)
               Sys_RawThread::cDefaultStackSize);
 }
 
-namespace
-{
-// Lets go of the last handle to its own thread from inside it.
-class Test_SelfReleasing : public Sys_RawThreadTask
-{
-public:
-    explicit Test_SelfReleasing(Sys_RawEvent& ioDone) : mDoneP(&ioDone) {}
-    void Run() override
-    {
-        mHandleReady.Wait(-1);
-        mSelf.Reset(); // the last reference: the thread object goes to delayed deletion
-        mDoneP->Set();
-    }
-    Sys_RawThread::RawThreadHandle mSelf;
-    Sys_RawEvent mHandleReady{true};
-
-private:
-    Sys_RawEvent* mDoneP;
-};
-} // namespace
-
 TEST(Sys_RawThread, ReleasedOnItsOwnThreadGoesToDelayedDeletion)
 {
     Sys_DelayedDeletionObject::CollectGarbage();
     Sys_RawEvent done(true);
     auto task = std::make_unique<Test_SelfReleasing>(done);
     Test_SelfReleasing* taskP = task.get();
-    {
-        auto thread = Sys_RawThread::Create(std::move(task));
-        taskP->mSelf = thread;
-        taskP->mHandleReady.Set();
-    }
+    taskP->mSelf = Sys_RawThread::Create(std::move(task));
+    taskP->mHandleReady.Set();
     ASSERT_TRUE(done.Wait(20000));
     EXPECT_TRUE(Eventually([] { return Sys_DelayedDeletionObject::CollectGarbage() == 1; }));
 }

@@ -1,28 +1,15 @@
-#include <atomic>
-#include <gtest/gtest.h>
 #include <mutex>
 #include <random>
-#include <stdexcept>
-#include <thread>
-#include <vector>
 
-#include "Cmn_Assert.h"
-#include "Sys_Event.h"
 #include "Sys_MultiTaskThread.h"
 #include "Sys_Semaphore.h"
 #include "Sys_Thread.h"
 #include "Sys_ThreadPosix.h"
-#include "Sys_TimerEventPosix.h"
 #include "ThreadTestSupport.h"
 
 namespace
 {
 using S = Sys_Task;
-
-bool WaitSet(const Sys_Event::EventHandle& iEvent)
-{
-    return iEvent->Wait(20000) == Sys_SyncObject::eWaitResult_Signalled;
-}
 
 constexpr int32_t cShortIdle = 20; // ms; tests never wait the default ten seconds
 constexpr int32_t cFinal = S::eStatus_Aborted | S::eStatus_Failed | S::eStatus_Complete;
@@ -39,7 +26,8 @@ TEST(Sys_Thread, RunsItsTaskToTheEndAndKnowsItself)
             while (!created)
                 std::this_thread::yield();
             sawItself = Sys_Thread::GetCurrentThread().Get() == threadP;
-            return iStep < 3 ? S::eResult_Yield : S::eResult_Done;
+            // A requeued task is reset and runs again, as one that yields does.
+            return iStep == 0 ? S::eResult_Requeue : iStep < 3 ? S::eResult_Yield : S::eResult_Done;
         });
     auto done = task->GetNotificationEvent(S::eStatus_Complete);
     Sys_Thread::ThreadHandle thread = Sys_Thread::Create(task);
@@ -52,28 +40,25 @@ TEST(Sys_Thread, RunsItsTaskToTheEndAndKnowsItself)
     EXPECT_FALSE(Sys_Thread::GetCurrentThread()); // not a library thread
 }
 
-TEST(Sys_Thread, StartsSuspendedWhenAsked)
+TEST(Sys_Thread, StartsSuspendedWhenAskedAndNeverResumedDiesWithItsHandle)
 {
-    auto task = MakeTask([](int32_t) { return S::eResult_Done; });
+    const int32_t before = Sys_ThreadPosix::GetRunningThreadCount();
+    auto task = TaskReturning(S::eResult_Done);
+    {
+        Sys_Thread::ThreadHandle thread = Sys_Thread::Create(task, true);
+        EXPECT_EQ(thread->GetRefCount(), 1);
+        EXPECT_EQ(thread->GetStatus(), Sys_Thread::eStatus_Suspended);
+    }
+    EXPECT_EQ(task->GetRefCount(), 1);                           // the thread let go of the task
+    EXPECT_LE(Sys_ThreadPosix::GetRunningThreadCount(), before); // never started
+    EXPECT_EQ(AsFunctionTask(task).GetStepCount(), 0);
+
     auto done = task->GetNotificationEvent(S::eStatus_Complete);
     Sys_Thread::ThreadHandle thread = Sys_Thread::Create(task, true);
-    EXPECT_EQ(thread->GetStatus(), Sys_Thread::eStatus_Suspended);
     EXPECT_EQ(done->Wait(20), Sys_SyncObject::eWaitResult_TimedOut);
     EXPECT_EQ(AsFunctionTask(task).GetStepCount(), 0);
     thread->Resume();
     ASSERT_TRUE(WaitSet(done));
-}
-
-TEST(Sys_Thread, NeverResumedThreadDiesWithItsHandle)
-{
-    const int32_t before = Sys_ThreadPosix::GetRunningThreadCount();
-    auto task = MakeTask([](int32_t) { return S::eResult_Done; });
-    {
-        Sys_Thread::ThreadHandle thread = Sys_Thread::Create(task, true);
-        EXPECT_EQ(thread->GetRefCount(), 1);
-    }
-    EXPECT_EQ(task->GetRefCount(), 1);                           // the thread let go of the task
-    EXPECT_LE(Sys_ThreadPosix::GetRunningThreadCount(), before); // never started
 }
 
 TEST(Sys_Thread, BlockingTaskWaitsForItsObjectsBetweenSteps)
@@ -111,16 +96,6 @@ TEST(Sys_Thread, TaskExceptionEndsTheThreadNotTheProcess)
     EXPECT_NE(std::string(task->GetException()->what()).find("bad block"), std::string::npos);
 }
 
-TEST(Sys_Thread, RequeuedTaskIsResetAndRunsAgain)
-{
-    auto task =
-        MakeTask([](int32_t iStep) { return iStep < 2 ? S::eResult_Requeue : S::eResult_Done; });
-    auto done = task->GetNotificationEvent(S::eStatus_Complete);
-    Sys_Thread::ThreadHandle thread = Sys_Thread::Create(task);
-    ASSERT_TRUE(WaitSet(done));
-    EXPECT_EQ(AsFunctionTask(task).GetStepCount(), 3);
-}
-
 TEST(Sys_Thread, PrioritiesMapToLevelsAndAreKept)
 {
     EXPECT_EQ(Sys_Thread::GetRelativeLevel(Sys_Thread::ePriority_Idle), -15);
@@ -150,12 +125,10 @@ TEST(Sys_Thread, PrioritiesMapToLevelsAndAreKept)
     auto done = task->GetNotificationEvent(S::eStatus_Complete);
     Sys_Thread::ThreadHandle thread = Sys_Thread::Create(task, true);
     thread->SetPriority(Sys_Thread::ePriority_Lowest);
-    thread->SetName("Test: priorities");
     thread->Resume();
     EXPECT_TRUE(Eventually([&] { return boosted.load() != -1; }));
     EXPECT_EQ(boosted.load(), Sys_Thread::ePriority_BelowNormal);
     EXPECT_EQ(thread->GetPriority(), Sys_Thread::ePriority_Lowest); // put back by the guard
-    EXPECT_EQ(thread->GetName(), "Test: priorities");
     hold->Set();
     ASSERT_TRUE(WaitSet(done));
 }
@@ -165,8 +138,7 @@ TEST(Sys_Thread, PrioritiesMapToLevelsAndAreKept)
 TEST(Sys_MultiTaskThread, RunsQueuedTasksByPriority)
 {
     auto worker = Sys_MultiTaskThread::Create(cShortIdle);
-    std::mutex orderMutex;
-    std::vector<int32_t> order;
+    std::vector<int32_t> order; // the worker's alone until the events are set
     std::vector<Sys_Event::EventHandle> done;
     worker->Suspend(); // everything is queued before the first runs
     const int32_t priorities[] = {0, 3, -2, 3, 7, 0};
@@ -175,7 +147,6 @@ TEST(Sys_MultiTaskThread, RunsQueuedTasksByPriority)
         auto task = MakeTask(
             [&, i](int32_t)
             {
-                std::lock_guard<std::mutex> lock(orderMutex);
                 order.push_back(i);
                 return S::eResult_Done;
             });
@@ -187,7 +158,6 @@ TEST(Sys_MultiTaskThread, RunsQueuedTasksByPriority)
     worker->Resume();
     for (auto& event : done)
         ASSERT_TRUE(WaitSet(event));
-    std::lock_guard<std::mutex> lock(orderMutex);
     EXPECT_EQ(order, (std::vector<int32_t>{4, 1, 3, 0, 5, 2}));
 }
 
@@ -219,16 +189,15 @@ TEST(Sys_MultiTaskThread, EndsWithinAnIdlePeriodOfItsLastClient)
 {
     // Workers of earlier tests end within their idle period too; start when all have.
     ASSERT_TRUE(Eventually([] { return Sys_ThreadPosix::GetRunningThreadCount() == 0; }));
-    const int32_t before = 0;
     auto worker = Sys_MultiTaskThread::Create(cShortIdle);
     EXPECT_EQ(worker->GetIdlePeriod(), cShortIdle);
-    auto task = MakeTask([](int32_t) { return S::eResult_Done; });
+    auto task = TaskReturning(S::eResult_Done);
     auto done = task->GetNotificationEvent(S::eStatus_Complete);
     worker->AddTask(task, 0);
     ASSERT_TRUE(WaitSet(done));
-    EXPECT_EQ(Sys_ThreadPosix::GetRunningThreadCount(), before + 1);
+    EXPECT_EQ(Sys_ThreadPosix::GetRunningThreadCount(), 1);
     worker = Sys_MultiTaskThread::MultiTaskThreadHandle();
-    EXPECT_TRUE(Eventually([&] { return Sys_ThreadPosix::GetRunningThreadCount() == before; }));
+    EXPECT_TRUE(Eventually([&] { return Sys_ThreadPosix::GetRunningThreadCount() == 0; }));
     EXPECT_EQ(task->GetRefCount(), 1); // the worker's queue let go of it
 }
 
@@ -249,7 +218,7 @@ TEST(Sys_MultiTaskThread, SuspendHoldsTheWorkerBetweenTasks)
     worker->Suspend();
     releaser.join();
     EXPECT_EQ(first->GetStatus(), S::eStatus_Complete);
-    auto later = MakeTask([](int32_t) { return S::eResult_Done; });
+    auto later = TaskReturning(S::eResult_Done);
     auto laterDone = later->GetNotificationEvent(S::eStatus_Complete);
     worker->AddTask(later, 0);
     EXPECT_EQ(laterDone->Wait(20), Sys_SyncObject::eWaitResult_TimedOut);
@@ -267,71 +236,54 @@ TEST(Sys_MultiTaskThread, StressRacesAbortsRequeuesAndAdds)
     auto worker = Sys_MultiTaskThread::Create(cShortIdle);
     std::mutex tasksMutex;
     std::vector<Sys_Task::TaskHandle> tasks;
-    std::atomic<int32_t> stepsRun{0};
-    std::vector<std::thread> producers;
-    for (int p = 0; p < cProducers; ++p)
-    {
-        producers.emplace_back(
-            [&, p]
-            {
-                std::mt19937 random(uint32_t(p + 1));
-                for (int i = 0; i < cTasksEach; ++i)
-                {
-                    const int kind = int(random() % 4);
-                    auto task = MakeTask(
-                        [&stepsRun, kind](int32_t iStep)
-                        {
-                            stepsRun.fetch_add(1);
-                            if (kind == 0 || iStep >= 3)
-                                return S::eResult_Done;
-                            if (kind == 1)
-                                return S::eResult_Requeue;
-                            if (kind == 2)
-                                throw std::runtime_error("stress failure");
-                            return S::eResult_Aborted;
-                        });
-                    worker->AddTask(task, int32_t(random() % 5));
-                    std::lock_guard<std::mutex> lock(tasksMutex);
-                    tasks.push_back(task);
-                }
-            });
-    }
-    std::atomic<bool> producing{true};
-    std::thread aborter(
-        [&]
-        {
-            size_t next = 0;
-            for (;;)
-            {
-                Sys_Task::TaskHandle task;
-                bool more = true;
-                {
-                    std::lock_guard<std::mutex> lock(tasksMutex);
-                    if (next < tasks.size())
-                        task = tasks[next++];
-                    more = producing || next < tasks.size();
-                }
-                if (task && next % 3 == 0)
-                    task->Abort();
-                else if (!task && !more)
-                    break;
-                else if (!task)
-                    std::this_thread::yield();
-            }
-        });
-    for (auto& producer : producers)
-        producer.join();
-    producing = false;
-    aborter.join();
+    std::atomic<int32_t> stepsRun{0}, producing{cProducers};
+    RunThreads(cProducers + 1,
+               [&](int p)
+               {
+                   for (size_t next = 0; p == cProducers;) // the aborter
+                   {
+                       Sys_Task::TaskHandle task;
+                       bool more = true;
+                       {
+                           std::lock_guard<std::mutex> lock(tasksMutex);
+                           if (next < tasks.size())
+                               task = tasks[next++];
+                           more = producing > 0 || next < tasks.size();
+                       }
+                       if (task && next % 3 == 0)
+                           task->Abort();
+                       else if (!task && !more)
+                           return;
+                       else if (!task)
+                           std::this_thread::yield();
+                   }
+                   std::mt19937 random(uint32_t(p + 1));
+                   for (int i = 0; i < cTasksEach; ++i)
+                   {
+                       const int kind = int(random() % 4);
+                       auto task = MakeTask(
+                           [&stepsRun, kind](int32_t iStep)
+                           {
+                               stepsRun.fetch_add(1);
+                               if (kind == 0 || iStep >= 3)
+                                   return S::eResult_Done;
+                               if (kind == 1)
+                                   return S::eResult_Requeue;
+                               if (kind == 2)
+                                   throw std::runtime_error("stress failure");
+                               return S::eResult_Aborted;
+                           });
+                       worker->AddTask(task, int32_t(random() % 5));
+                       std::lock_guard<std::mutex> lock(tasksMutex);
+                       tasks.push_back(task);
+                   }
+                   --producing;
+               });
     ASSERT_EQ(tasks.size(), size_t(cProducers * cTasksEach));
-    for (auto& task : tasks)
-    {
-        auto end = task->GetNotificationEvent(cFinal);
-        ASSERT_TRUE(WaitSet(end)) << task->GetName();
-    }
     int32_t stepsCounted = 0;
     for (auto& task : tasks)
     {
+        ASSERT_TRUE(WaitSet(task->GetNotificationEvent(cFinal))) << task->GetName();
         stepsCounted += AsFunctionTask(task).GetStepCount();
         EXPECT_LE(AsFunctionTask(task).GetStepCount(), 4);
     }
@@ -345,49 +297,27 @@ TEST(Sys_TaskQueue, StressDrainsFromSeveralThreadsWhileAdding)
     Sys_TaskQueue queue;
     constexpr int cAdders = 2;
     constexpr int cTasksEach = 300;
-    std::atomic<int32_t> completed{0};
-    std::atomic<bool> adding{true};
-    std::vector<std::thread> threads;
-    for (int a = 0; a < cAdders; ++a)
-        threads.emplace_back(
-            [&]
-            {
-                for (int i = 0; i < cTasksEach; ++i)
-                    queue.AddTask(MakeTask(
-                                      [&completed](int32_t iStep)
-                                      {
-                                          if (iStep < 2)
-                                              return S::eResult_Requeue;
-                                          completed.fetch_add(1);
-                                          return S::eResult_Done;
-                                      }),
-                                  i % 3);
-            });
-    std::vector<std::thread> drainers;
-    for (int d = 0; d < 3; ++d)
-        drainers.emplace_back(
-            [&]
-            {
-                Sys_Task::EStatus status;
-                while (adding || !queue.IsEmpty())
-                    if (!queue.TryExecTop(status))
-                        std::this_thread::yield();
-            });
-    for (auto& thread : threads)
-        thread.join();
-    adding = false;
-    for (auto& drainer : drainers)
-        drainer.join();
+    std::atomic<int32_t> completed{0}, adding{cAdders};
+    RunThreads(cAdders + 3,
+               [&](int t)
+               {
+                   for (int i = 0; t < cAdders && i < cTasksEach; ++i)
+                       queue.AddTask(MakeTask(
+                                         [&completed](int32_t iStep)
+                                         {
+                                             if (iStep < 2)
+                                                 return S::eResult_Requeue;
+                                             completed.fetch_add(1);
+                                             return S::eResult_Done;
+                                         }),
+                                     i % 3);
+                   if (t < cAdders)
+                       --adding;
+                   Sys_Task::EStatus status;
+                   while (t >= cAdders && (adding > 0 || !queue.IsEmpty())) // three drainers
+                       if (!queue.TryExecTop(status))
+                           std::this_thread::yield();
+               });
     EXPECT_EQ(completed.load(), cAdders * cTasksEach);
     EXPECT_TRUE(queue.IsEmpty());
-}
-
-TEST(Sys_TimerEventPosix, ServiceThreadEndsWhenNoTimerIsArmed)
-{
-    {
-        auto timer = Sys_TimerEvent::Create(true);
-        timer->Set(1);
-        ASSERT_EQ(timer->Wait(20000), Sys_SyncObject::eWaitResult_Signalled);
-    }
-    EXPECT_TRUE(Eventually([] { return !Sys_TimerEventPosix::IsServiceThreadRunning(); }));
 }

@@ -1,14 +1,21 @@
-// Helpers of the thread tests.
+// Helpers of the thread tests, and the headers that most of them use.
 #pragma once
 
 #include <atomic>
 #include <chrono>
 #include <functional>
 #include <gtest/gtest.h>
+#include <memory>
+#include <stdexcept>
+#include <string>
 #include <thread>
+#include <vector>
 
+#include "Cmn_Assert.h"
 #include "Cmn_Exception.h"
+#include "Sys_Event.h"
 #include "Sys_Task.h"
+#include "TestSupport.h"
 
 // A task whose steps are a function of the step number (from 0).
 class Test_FunctionTask : public Sys_Task
@@ -35,9 +42,21 @@ inline Sys_Task::TaskHandle MakeTask(Test_FunctionTask::Step iStep)
     return Sys_Task::TaskHandle(new Test_FunctionTask(std::move(iStep)));
 }
 
+// A task that returns iResult from every step.
+inline Sys_Task::TaskHandle TaskReturning(Sys_Task::EResult iResult)
+{
+    return MakeTask([iResult](int32_t) { return iResult; });
+}
+
 inline Test_FunctionTask& AsFunctionTask(const Sys_Task::TaskHandle& iTask)
 {
     return static_cast<Test_FunctionTask&>(*iTask);
+}
+
+// Whether iEvent is signalled within 20 seconds (a bound against hangs).
+inline bool WaitSet(const Sys_Event::EventHandle& iEvent)
+{
+    return iEvent->Wait(20000) == Sys_SyncObject::eWaitResult_Signalled;
 }
 
 // Polls iCondition until it holds or iSeconds pass (a bound against hangs, not a timing
@@ -54,7 +73,18 @@ inline bool Eventually(const std::function<bool()>& iCondition, int iSeconds = 1
     return true;
 }
 
-// The text of what a call threw, or "" when it did not throw.
+// Runs iBody(i) for i from 0 to iCount - 1, each on a thread of its own, all at once, and
+// joins them.
+inline void RunThreads(int iCount, const std::function<void(int)>& iBody)
+{
+    std::vector<std::thread> threads;
+    for (int i = 0; i < iCount; ++i)
+        threads.emplace_back(iBody, i);
+    for (auto& thread : threads)
+        thread.join();
+}
+
+// The text of what iCall threw, or "" when it did not throw.
 inline std::string ThrownText(const std::function<void()>& iCall)
 {
     try
