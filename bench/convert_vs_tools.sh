@@ -6,10 +6,11 @@
 # usage: bench/convert_vs_tools.sh [MIRAFILE] [WORKDIR] [RUNS]
 #   MIRAFILE  the tool of a Release build (default build-rel/mirafile)
 #   WORKDIR   where the files go (default a new folder under /tmp); removed at the end
-#   RUNS      timed runs of each command (default 3); the median is reported
+#   RUNS      timed runs of each command (default 3), interleaved; the median is reported
 # Every command reads the same source from the page cache (it is read once first) and
-# writes a new file in WORKDIR; each output is synced inside the timed command, so that all
-# pay for their writes alike. Conversions are 44100 Hz 16-bit to 48000 Hz 24-bit.
+# writes a new file in WORKDIR; each output is synced (fsync of that file) inside the timed
+# command, so that all pay for their writes alike. Conversions are 44100 Hz 16-bit to
+# 48000 Hz 24-bit.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 TOOL=${1:-build-rel/mirafile}
@@ -28,35 +29,44 @@ cat "$SRC" >/dev/null
 now() { date +%s.%N; }
 median() { printf '%s\n' "$@" | sort -g | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
 
-# time_it NAME OUTPUT COMMAND...: RUNS timed runs, the median into RESULT[NAME].
-declare -A RESULT
+# add NAME OUTPUT COMMAND...: a command to time. The runs are interleaved (run 1 of every
+# command, then run 2, ...), so that a machine whose speed drifts (a shared host) weighs on
+# every command alike; the median of each command's runs goes into RESULT[NAME].
+declare -A RESULT CMD OUT TIMES
 declare -a ORDER
-time_it() {
+add() {
   local name=$1 out=$2; shift 2
-  local -a times=()
-  for ((i = 1; i <= RUNS; i++)); do
-    rm -f "$out" "${out%.wav}".*.wav
-    local t0 t1
-    t0=$(now); "$@" >/dev/null 2>&1; sync -f "$out"; t1=$(now)
-    times+=("$(echo "$t1 - $t0" | bc -l)")
-  done
-  RESULT[$name]=$(median "${times[@]}")
   ORDER+=("$name")
-  printf '%-34s %8.3f s   (runs: %s)\n' "$name" "${RESULT[$name]}" "${times[*]}"
+  OUT[$name]=$out
+  CMD[$name]=$(printf '%q ' "$@")
 }
 
-echo "== 10-minute stereo 44100 Hz 16-bit -> 48000 Hz 24-bit ($RUNS runs each, median)"
 for q in fastest low good better best tweak; do
-  time_it "mirafile --quality $q" "$WORK/mf-$q.wav" \
+  add "mirafile --quality $q" "$WORK/mf-$q.wav" \
     "$TOOL" convert "$SRC" -o "$WORK/mf-$q.wav" --rate 48000 --bits 24 --quality "$q"
 done
-time_it "sox rate -h" "$WORK/sox-h.wav" sox "$SRC" -b 24 "$WORK/sox-h.wav" rate -h 48000
-time_it "sox rate -v" "$WORK/sox-v.wav" sox "$SRC" -b 24 "$WORK/sox-v.wav" rate -v 48000
-time_it "ffmpeg (default resampler)" "$WORK/ff.wav" \
+add "sox rate -h" "$WORK/sox-h.wav" sox "$SRC" -b 24 "$WORK/sox-h.wav" rate -h 48000
+add "sox rate -v" "$WORK/sox-v.wav" sox "$SRC" -b 24 "$WORK/sox-v.wav" rate -v 48000
+add "ffmpeg (default resampler)" "$WORK/ff.wav" \
   ffmpeg -nostdin -y -loglevel error -i "$SRC" -ar 48000 -c:a pcm_s24le "$WORK/ff.wav"
-echo "== same-format copy of the same file"
-time_it "mirafile convert (same format)" "$WORK/copy.wav" "$TOOL" convert "$SRC" -o "$WORK/copy.wav"
-time_it "cp" "$WORK/cp.wav" cp "$SRC" "$WORK/cp.wav"
+add "mirafile convert (same format)" "$WORK/copy.wav" "$TOOL" convert "$SRC" -o "$WORK/copy.wav"
+add "cp" "$WORK/cp.wav" cp "$SRC" "$WORK/cp.wav"
+
+echo "== 10-minute stereo 44100 Hz 16-bit -> 48000 Hz 24-bit, and a same-format copy"
+echo "   ($RUNS interleaved runs of each, median; every output synced inside its time)"
+for ((i = 1; i <= RUNS; i++)); do
+  for name in "${ORDER[@]}"; do
+    out=${OUT[$name]}
+    rm -f "$out" "${out%.wav}".*.wav
+    t0=$(now); eval "${CMD[$name]}" >/dev/null 2>&1; sync "$out"; t1=$(now)
+    TIMES[$name]+="$(echo "$t1 - $t0" | bc -l) "
+  done
+done
+for name in "${ORDER[@]}"; do
+  # shellcheck disable=SC2086
+  RESULT[$name]=$(median ${TIMES[$name]})
+  printf '%-34s %8.3f s   (runs: %s)\n' "$name" "${RESULT[$name]}" "${TIMES[$name]}"
+done
 "$TOOL" convert "$SRC" -o "$WORK/check.wav" --rate 48000 --bits 24 >/dev/null
 [ "$(soxi -s "$WORK/check.wav")" = 28800000 ] || { echo "wrong length" >&2; exit 1; }
 
