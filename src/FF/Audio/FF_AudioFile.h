@@ -125,6 +125,29 @@ public:
                  std::vector<char> iPlugInData = {});
     ~FF_AudioFile() override;
 
+    // Opens the file for reading when it is closed, and closes it again on the way out when
+    // it was opened here (a file already open is left as it is).
+    class StOpenForRead
+    {
+    public:
+        explicit StOpenForRead(FF_AudioFile& iFile) : mFile(iFile), mOpened(!iFile.IsOpen())
+        {
+            if (mOpened)
+                mFile.Open(eOpenFlag_OpenForRead);
+        }
+        ~StOpenForRead()
+        {
+            if (mOpened && mFile.IsOpen())
+                mFile.Close();
+        }
+        StOpenForRead(const StOpenForRead&) = delete;
+        StOpenForRead& operator=(const StOpenForRead&) = delete;
+
+    private:
+        FF_AudioFile& mFile;
+        const bool mOpened;
+    };
+
     // ---- samples -------------------------------------------------------------------------
     // Reads up to iSamples frames at the position into iBufferP in byte order iOrder;
     // returns the frames read (fewer at the end of the samples).

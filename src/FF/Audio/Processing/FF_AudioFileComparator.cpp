@@ -7,34 +7,6 @@
 
 namespace
 {
-class StOpenForRead
-{
-public:
-    explicit StOpenForRead(FF_AudioFile& iFile) : mFile(iFile), mOpened(!iFile.IsOpen())
-    {
-        if (mOpened)
-            mFile.Open(Cmn_Store::eOpenFlag_OpenForRead);
-        if (mFile.GetAudioFileType() == eAudioFileType_Unknown)
-        {
-            if (mOpened)
-                mFile.Close();
-            throw std::runtime_error("\"" + mFile.GetFileLoc().GetFullPath() +
-                                     "\" is not an audio file this library can read");
-        }
-    }
-    ~StOpenForRead()
-    {
-        if (mOpened && mFile.IsOpen())
-            mFile.Close();
-    }
-    StOpenForRead(const StOpenForRead&) = delete;
-    StOpenForRead& operator=(const StOpenForRead&) = delete;
-
-private:
-    FF_AudioFile& mFile;
-    const bool mOpened;
-};
-
 void Note(FF_AudioFileComparator::Differences& ioDiff, bool iDiffer, const char* iName)
 {
     if (!iDiffer)
@@ -47,7 +19,11 @@ void Note(FF_AudioFileComparator::Differences& ioDiff, bool iDiffer, const char*
 FF_AudioFileComparator::Differences FF_AudioFileComparator::CompareFiles(FF_AudioFile& iA,
                                                                          FF_AudioFile& iB)
 {
-    StOpenForRead openA(iA), openB(iB);
+    FF_AudioFile::StOpenForRead openA(iA), openB(iB);
+    for (FF_AudioFile* fileP : {&iA, &iB})
+        if (fileP->GetAudioFileType() == eAudioFileType_Unknown)
+            throw std::runtime_error("\"" + fileP->GetFileLoc().GetFullPath() +
+                                     "\" is not an audio file this library can read");
     const FF_AudioFile::Properties a = iA.GetProperties(), b = iB.GetProperties();
     Differences diff;
     Note(diff, a.mAudioFileType != b.mAudioFileType, "mAudioFileType");

@@ -60,27 +60,6 @@ int64_t ScaleDown(int64_t iValue, int32_t iDstRate, int32_t iSrcRate)
     return int64_t((__int128(iValue) * iDstRate) / iSrcRate);
 }
 
-// Opens a file for reading for as long as it lives, unless it is open already.
-class StOpenForRead
-{
-public:
-    explicit StOpenForRead(FF_AudioFile& iFile) : mFile(iFile), mOpened(!iFile.IsOpen())
-    {
-        if (mOpened)
-            mFile.Open(Cmn_Store::eOpenFlag_OpenForRead);
-    }
-    ~StOpenForRead()
-    {
-        if (mOpened && mFile.IsOpen())
-            mFile.Close();
-    }
-    StOpenForRead(const StOpenForRead&) = delete;
-    StOpenForRead& operator=(const StOpenForRead&) = delete;
-
-private:
-    FF_AudioFile& mFile;
-    const bool mOpened;
-};
 } // namespace
 
 // ---- suffixes and names ----------------------------------------------------------------------
@@ -249,7 +228,7 @@ namespace
 bool CopySampleBytes(FF_AudioFile& iSource, FF_AudioFile& iDest, int64_t iNumSamples,
                      const FF_AudioFileUtils::ProgressMethod& iProgress)
 {
-    StOpenForRead openSource(iSource);
+    FF_AudioFile::StOpenForRead openSource(iSource);
     iDest.Open(Cmn_Store::eOpenFlag_OpenForWrite);
     struct StClose
     {
@@ -308,14 +287,14 @@ void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iS
     const ConvertAudioFileParams params = GetConvertAudioFileParams();
 
     // 1. The sources agree.
-    std::vector<std::unique_ptr<StOpenForRead>> opens;
+    std::vector<std::unique_ptr<FF_AudioFile::StOpenForRead>> opens;
     int32_t samplesPerSec = 0;
     int16_t bitsPerSample = 0, numChannels = 0;
     int64_t srcNumSamples = 0;
     for (size_t i = 0; i < iSources.size(); ++i)
     {
         FF_AudioFile* source = iSources[i].Get();
-        opens.push_back(std::make_unique<StOpenForRead>(*source));
+        opens.push_back(std::make_unique<FF_AudioFile::StOpenForRead>(*source));
         if (source->GetAudioFileType() == eAudioFileType_Unknown)
             throw std::runtime_error("\"" + source->GetFileLoc().GetFullPath() +
                                      "\" is not an audio file this library can read");
@@ -457,7 +436,7 @@ FF_AudioOverview FF_AudioFileUtils::DecimateWaveform(const FF_AudioFileRef& iFil
 void FF_AudioFileUtils::CompactAudioFile(FF_AudioFile& iSource, const Sys_FileLoc& iDest,
                                          const std::list<Cmn_Interval>& iKeep)
 {
-    StOpenForRead open(iSource);
+    FF_AudioFile::StOpenForRead open(iSource);
     if (iSource.GetAudioFileType() == eAudioFileType_Unknown)
         throw std::runtime_error("\"" + iSource.GetFileLoc().GetFullPath() +
                                  "\" is not an audio file this library can read");

@@ -98,27 +98,6 @@ ParseIndex(const std::vector<unsigned char>& iBytes, const HeaderFields& iHeader
     return index;
 }
 
-// Closes a file on the way out when it was opened here.
-class StCloseIfOpened
-{
-public:
-    explicit StCloseIfOpened(FF_AudioFile& iFile) : mFile(iFile), mOpened(!iFile.IsOpen())
-    {
-        if (mOpened)
-            mFile.Open(Cmn_Store::eOpenFlag_OpenForRead);
-    }
-    ~StCloseIfOpened()
-    {
-        if (mOpened)
-            mFile.Close();
-    }
-    StCloseIfOpened(const StCloseIfOpened&) = delete;
-    StCloseIfOpened& operator=(const StCloseIfOpened&) = delete;
-
-private:
-    FF_AudioFile& mFile;
-    bool mOpened;
-};
 } // namespace
 
 // ---- OverviewKey --------------------------------------------------------------------------
@@ -303,7 +282,7 @@ bool FF_AudioOverviewCache::IsFileUnchanged() const
 FF_AudioOverviewCache::OverviewKey FF_AudioOverviewCache::MakeKey(FF_AudioFile* iAudioFileP)
 {
     CMN_ASSERT(iAudioFileP);
-    StCloseIfOpened open(*iAudioFileP);
+    FF_AudioFile::StOpenForRead open(*iAudioFileP);
     OverviewKey key;
     key.mFileID = iAudioFileP->mUmid.GetOr(Sys_Umid::NoID());
     key.mPath = iAudioFileP->GetFileLoc();

@@ -149,27 +149,6 @@ List ReadListOf(FF_Document& iDocument, std::ostream* ioPrintP)
     return ParseList(bytes->GetBytes(), iDocument.GetTOCPosition(), ioPrintP);
 }
 
-// Closes a file on the way out when it was opened here.
-class StCloseIfOpened
-{
-public:
-    explicit StCloseIfOpened(FF_AudioFile& iFile) : mFile(iFile), mOpened(!iFile.IsOpen())
-    {
-        if (mOpened)
-            mFile.Open(Cmn_Store::eOpenFlag_OpenForRead);
-    }
-    ~StCloseIfOpened()
-    {
-        if (mOpened)
-            mFile.Close();
-    }
-    StCloseIfOpened(const StCloseIfOpened&) = delete;
-    StCloseIfOpened& operator=(const StCloseIfOpened&) = delete;
-
-private:
-    FF_AudioFile& mFile;
-    bool mOpened;
-};
 } // namespace
 
 // ---- OverviewKey --------------------------------------------------------------------------
@@ -313,7 +292,7 @@ void FF_AudioOverviewCacheOld::WriteList()
 FF_AudioOverviewCacheOld::OverviewKey FF_AudioOverviewCacheOld::MakeKey(FF_AudioFile* iAudioFileP)
 {
     CMN_ASSERT(iAudioFileP);
-    StCloseIfOpened open(*iAudioFileP);
+    FF_AudioFile::StOpenForRead open(*iAudioFileP);
     OverviewKey key;
     key.mFileID = iAudioFileP->mUmid.GetOr(Sys_Umid::NoID());
     key.mPathComponents = iAudioFileP->GetFileLoc().GetPathComponents();
@@ -401,8 +380,8 @@ void FF_AudioOverviewCacheOld::Print(const Sys_FileLoc& iLoc, std::ostream& ioSt
                  << ", TOC at " << document.GetTOCPosition() << ", " << document.GetTOCSize()
                  << " bytes\n";
         const List list = ReadListOf(document, &ioStream);
-        ioStream << "  " << list.mEntries.size() << " entries, " << list.mNumSkipped
-                 << " skipped, " << list.mNumDuplicates << " duplicates\n";
+        ioStream << "  " << list.mEntries.size() << " entries, " << list.mNumSkipped << " skipped, "
+                 << list.mNumDuplicates << " duplicates\n";
     }
     catch (const std::exception& e)
     {

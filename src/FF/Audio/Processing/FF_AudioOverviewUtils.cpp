@@ -16,37 +16,12 @@
 #include "FF/Audio/Processing/FF_AudioProcessUtils.h"
 #include "Sys_ProcessBlocker.h"
 
-namespace
-{
-// Closes a file on the way out when it was opened here.
-class StCloseIfOpened
-{
-public:
-    explicit StCloseIfOpened(FF_AudioFile& iFile) : mFile(iFile), mOpened(!iFile.IsOpen())
-    {
-        if (mOpened)
-            mFile.Open(Cmn_Store::eOpenFlag_OpenForRead);
-    }
-    ~StCloseIfOpened()
-    {
-        if (mOpened)
-            mFile.Close();
-    }
-    StCloseIfOpened(const StCloseIfOpened&) = delete;
-    StCloseIfOpened& operator=(const StCloseIfOpened&) = delete;
-
-private:
-    FF_AudioFile& mFile;
-    bool mOpened;
-};
-} // namespace
-
 FF_AudioOverview
 FF_AudioOverviewUtils::ComputeOverview(const FF_AudioFileRef& iFile,
                                        const std::function<void(int32_t)>& iProgress)
 {
     CMN_ASSERT(iFile);
-    StCloseIfOpened open(*iFile);
+    FF_AudioFile::StOpenForRead open(*iFile);
     const FF_AudioFile::Properties properties = iFile->GetProperties();
     CMN_ASSERT_TEXT(
         properties.mBitDepth == 8 || properties.mBitDepth == 16 || properties.mBitDepth == 24, "0");

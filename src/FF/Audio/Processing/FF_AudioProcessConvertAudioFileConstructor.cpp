@@ -14,31 +14,9 @@
 
 namespace
 {
-// Opens iFile for reading for as long as it lives, unless it is open already.
-class StOpenForRead
-{
-public:
-    explicit StOpenForRead(FF_AudioFile& iFile) : mFile(iFile), mOpened(!iFile.IsOpen())
-    {
-        if (mOpened)
-            mFile.Open(Cmn_Store::eOpenFlag_OpenForRead);
-    }
-    ~StOpenForRead()
-    {
-        if (mOpened && mFile.IsOpen())
-            mFile.Close();
-    }
-    StOpenForRead(const StOpenForRead&) = delete;
-    StOpenForRead& operator=(const StOpenForRead&) = delete;
-
-private:
-    FF_AudioFile& mFile;
-    const bool mOpened;
-};
-
 FF_AudioFile::Properties ReadSourceProperties(FF_AudioFile& iSource)
 {
-    StOpenForRead open(iSource);
+    FF_AudioFile::StOpenForRead open(iSource);
     if (iSource.GetAudioFileType() == eAudioFileType_Unknown)
         throw std::runtime_error("\"" + iSource.GetFileLoc().GetFullPath() +
                                  "\" is not an audio file this library can read");
@@ -112,7 +90,7 @@ FF_AudioProcessChain::ChainHandle FF_AudioProcessConvertAudioFileConstructor::Cr
 
 FF_AudioProcess::ProcessHandle FF_AudioProcessConvertAudioFileConstructor::GetProducer()
 {
-    StOpenForRead open(*mSource);
+    FF_AudioFile::StOpenForRead open(*mSource);
     return FF_AudioProcess::ProcessHandle(new FF_AudioProcessReadFiles(
         {mSource}, GetSourceIntervals(), 0, false, FF_AudioProcessReadFiles::cProcessBlockSize,
         FF_AudioProcessReadFiles::cReadBlockSize));
@@ -149,7 +127,7 @@ FF_AudioProcessConvertAudioFileConstructor::CreateBatchProcessImpl()
     // 1. The names.
     std::vector<Sys_FileLoc> locs;
     {
-        StOpenForRead open(*mSource);
+        FF_AudioFile::StOpenForRead open(*mSource);
         const std::vector<std::string> suffixes =
             mInterleaved ? std::vector<std::string>()
                          : FF_AudioFileUtils::GetAudioFileSuffixesForFormat(mDstNumChannels);
@@ -190,7 +168,7 @@ void FF_AudioProcessConvertAudioFileConstructor::MakeDestination(const Sys_FileL
 {
     if (Sys_FileUtils::StDeleteFiles* deleterP = GetFileDeleter())
         deleterP->Add(iLoc);
-    StOpenForRead openSource(*mSource);
+    FF_AudioFile::StOpenForRead openSource(*mSource);
     const bool sameRate = mSrcRate == mDstRate;
     const int64_t timeStamp = sameRate ? mSource->mOriginalTimeStamp.GetOr(0) : 0;
     const int16_t channels = mInterleaved ? mDstNumChannels : int16_t(1);
