@@ -92,7 +92,6 @@ public:
         inOutBlock->SetTotalNumSamples(mAnnounced);
         inOutBlock->SetByteOrder(eByteOrder_Native);
     }
-    int64_t GetBlocksDelivered() const { return mBlocks.load(); }
     int32_t GetSteps() const { return mSteps.load(); }
 
 protected:

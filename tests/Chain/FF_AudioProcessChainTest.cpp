@@ -14,16 +14,6 @@ using Handle = FF_AudioProcess::ProcessHandle;
 constexpr int32_t cEnded = cTest_Ended;
 constexpr int32_t cAtRest = cEnded | Sys_Task::eStatus_Ready;
 
-Chain MakeChain(std::initializer_list<Handle> iStages)
-{
-    return Test_MakeChain(iStages);
-}
-
-Sys_Task::EStatus RunQueued(const Chain& iChain)
-{
-    return Test_RunQueued(iChain);
-}
-
 void ExpectAllAtRest(const Chain& iChain)
 {
     for (FF_AudioProcess* stageP = iChain->GetProducer().Get(); stageP;
@@ -63,30 +53,27 @@ protected:
 };
 } // namespace
 
-TEST(FF_AudioProcessChain, ProducerAndConsumerAloneStreamEverySample)
+TEST(FF_AudioProcessChain, StreamsEverySampleThroughTheFiltersInChainOrder)
 {
     auto* consumerP = new Test_CheckingConsumer;
     Chain chain =
-        MakeChain({Handle(new Test_CountingProducer(100003, 1000, 2)), Handle(consumerP)});
+        Test_MakeChain({Handle(new Test_CountingProducer(100003, 1000, 2)), Handle(consumerP)});
     chain->SetDescription("plain");
-    EXPECT_EQ(RunQueued(chain), Sys_Task::eStatus_Complete) << ChainError(chain);
+    EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Complete) << ChainError(chain);
     EXPECT_EQ(consumerP->GetBlocks(), 101);
     EXPECT_EQ(consumerP->GetMismatches(), 0);
     EXPECT_EQ(chain->GetUnitsToProcess(), 100003);
     EXPECT_EQ(chain->GetPercentCompleted(), 100);
     EXPECT_EQ(chain->GetDescription(), "plain");
     ExpectAllAtRest(chain);
-}
 
-TEST(FF_AudioProcessChain, FiltersApplyInChainOrder)
-{
-    auto* consumerP = new Test_CheckingConsumer(int16_t(1 + 20 + 300));
-    Chain chain = MakeChain({Handle(new Test_CountingProducer(50000, 777, 3)),
-                             Handle(new Test_AddFilter(1)), Handle(new Test_AddFilter(20)),
-                             Handle(new Test_AddFilter(300)), Handle(consumerP)});
-    EXPECT_EQ(RunQueued(chain), Sys_Task::eStatus_Complete) << ChainError(chain);
-    EXPECT_EQ(consumerP->GetMismatches(), 0);
-    EXPECT_EQ(consumerP->GetBlocks(), (50000 + 776) / 777);
+    auto* filteredP = new Test_CheckingConsumer(int16_t(1 + 20 + 300));
+    Chain filtered = Test_MakeChain({Handle(new Test_CountingProducer(50000, 777, 3)),
+                                     Handle(new Test_AddFilter(1)), Handle(new Test_AddFilter(20)),
+                                     Handle(new Test_AddFilter(300)), Handle(filteredP)});
+    EXPECT_EQ(Test_RunQueued(filtered), Sys_Task::eStatus_Complete) << ChainError(filtered);
+    EXPECT_EQ(filteredP->GetMismatches(), 0);
+    EXPECT_EQ(filteredP->GetBlocks(), (50000 + 776) / 777);
 }
 
 TEST(FF_AudioProcessChain, PoolIsTheOnlySourceOfBlocksWhileStreaming)
@@ -99,10 +86,10 @@ TEST(FF_AudioProcessChain, PoolIsTheOnlySourceOfBlocksWhileStreaming)
             if (iBlock % 64 == 0) // let the producer run ahead now and then
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
         });
-    Chain chain = MakeChain({Handle(new Test_CountingProducer(3000 * 64, 64, 1, -1, &watch)),
+    Chain chain = Test_MakeChain({Handle(new Test_CountingProducer(3000 * 64, 64, 1, -1, &watch)),
                              Handle(new Test_AddFilter(2)), Handle(new Test_AddFilter(3)),
                              Handle(consumerP)});
-    EXPECT_EQ(RunQueued(chain), Sys_Task::eStatus_Complete) << ChainError(chain);
+    EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Complete) << ChainError(chain);
     EXPECT_EQ(consumerP->GetMismatches(), 0);
     EXPECT_EQ(consumerP->GetBlocks(), 3000);
     EXPECT_LE(watch.mMaxOut.load(), FF_AudioProcessChain::cNumPoolBlocks);
@@ -120,7 +107,7 @@ TEST(FF_AudioProcessChain, AllocateGivesEveryBlockTheMaximaOfAllStages)
     auto* wideP = new Test_WideningFilter;
     auto* narrowP = new Test_NarrowingFilter;
     auto* consumerP = new Test_CheckingConsumer;
-    Chain chain = MakeChain({Handle(producerP), Handle(wideP), Handle(narrowP), Handle(consumerP)});
+    Chain chain = Test_MakeChain({Handle(producerP), Handle(wideP), Handle(narrowP), Handle(consumerP)});
     chain->Allocate();
     for (FF_AudioProcess* stageP = producerP; stageP; stageP = stageP->GetNextProcess().Get())
     {
@@ -149,9 +136,9 @@ TEST_P(FF_AudioProcessChainReadError, EndsTheChainAsFailedWithThatError)
     const int64_t failOn = GetParam();
     Test_PoolWatch watch;
     auto* consumerP = new Test_CheckingConsumer(1, &watch);
-    Chain chain = MakeChain({Handle(new Test_CountingProducer(100 * 500, 500, 1, failOn, &watch)),
+    Chain chain = Test_MakeChain({Handle(new Test_CountingProducer(100 * 500, 500, 1, failOn, &watch)),
                              Handle(new Test_AddFilter(1)), Handle(consumerP)});
-    EXPECT_EQ(RunQueued(chain), Sys_Task::eStatus_Failed);
+    EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Failed);
     EXPECT_NE(ChainError(chain).find("read error at block " + std::to_string(failOn)),
               std::string::npos)
         << ChainError(chain);
@@ -164,73 +151,55 @@ INSTANTIATE_TEST_SUITE_P(NthBlock, FF_AudioProcessChainReadError,
                          testing::Values(int64_t(0), int64_t(1), int64_t(16), int64_t(17),
                                          int64_t(99)));
 
-template <class F> void WaitFor(F&& iCondition)
+TEST(FF_AudioProcessChain, FailingStagesEndTheChainAtRestWithTheExceptionFurthestDown)
 {
-    Test_WaitFor(iCondition);
-}
-
-TEST(FF_AudioProcessChain, FailingMiddleStageEndsTheChainOnlyWhenAllAreAtRest)
-{
-    std::atomic<bool> consumerInside{false}, consumerStepOver{false};
-    // The filter fails on block 3 while the consumer is inside its step for block 2.
-    Handle filter(new Test_AddFilter(0, 3,
-                                     [&](int64_t iBlock)
-                                     {
-                                         if (iBlock == 3)
-                                             WaitFor([&] { return consumerInside.load(); });
-                                     }));
-    auto* consumerP = new Test_CheckingConsumer(
-        0, nullptr, -1,
-        [&](int64_t iBlock)
+    // The filter fails on block 3 while the consumer is inside its step for block 2; that step
+    // either ends well, late (the chain must wait for it), or fails itself after the filter.
+    const struct
+    {
+        int64_t mConsumerFailsOn;
+        const char* mError;
+    } cases[] = {{-1, "filter failed at block 3"}, {2, "consumer failed at block 2"}};
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.mError);
+        std::atomic<bool> consumerInside{false}, consumerStepOver{false};
+        Handle filter(new Test_AddFilter(0, 3,
+                                         [&](int64_t iBlock)
+                                         {
+                                             if (iBlock == 3)
+                                                 Test_WaitFor([&] { return consumerInside.load(); });
+                                         }));
+        Handle consumer(new Test_CheckingConsumer(
+            0, nullptr, c.mConsumerFailsOn,
+            [&](int64_t iBlock)
+            {
+                if (iBlock != 2)
+                    return;
+                consumerInside = true;
+                Test_WaitFor([&] { return filter->GetStatus() == Sys_Task::eStatus_Failed; });
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
+                consumerStepOver = true;
+            }));
+        Chain chain =
+            Test_MakeChain({Handle(new Test_CountingProducer(100000, 100)), filter, consumer});
+        EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Failed);
+        EXPECT_TRUE(consumerStepOver.load());
+        EXPECT_EQ(filter->GetStatus(), Sys_Task::eStatus_Failed);
+        if (c.mConsumerFailsOn >= 0)
         {
-            if (iBlock != 2)
-                return;
-            consumerInside = true;
-            WaitFor([&] { return filter->GetStatus() == Sys_Task::eStatus_Failed; });
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            consumerStepOver = true;
-        });
-    Chain chain =
-        MakeChain({Handle(new Test_CountingProducer(100000, 100)), filter, Handle(consumerP)});
-    EXPECT_EQ(RunQueued(chain), Sys_Task::eStatus_Failed);
-    EXPECT_TRUE(consumerStepOver.load());
-    EXPECT_NE(ChainError(chain).find("filter failed at block 3"), std::string::npos)
-        << ChainError(chain);
-    ExpectAllAtRest(chain);
-}
-
-TEST(FF_AudioProcessChain, FailedStageFurthestDownGivesTheException)
-{
-    std::atomic<bool> consumerInside{false};
-    Handle filter(new Test_AddFilter(0, 3,
-                                     [&](int64_t iBlock)
-                                     {
-                                         if (iBlock == 3)
-                                             WaitFor([&] { return consumerInside.load(); });
-                                     }));
-    // The consumer fails on block 2, but only after the filter has failed.
-    Handle consumer(new Test_CheckingConsumer(
-        0, nullptr, 2,
-        [&](int64_t iBlock)
-        {
-            if (iBlock != 2)
-                return;
-            consumerInside = true;
-            WaitFor([&] { return filter->GetStatus() == Sys_Task::eStatus_Failed; });
-        }));
-    Chain chain = MakeChain({Handle(new Test_CountingProducer(100000, 100)), filter, consumer});
-    EXPECT_EQ(RunQueued(chain), Sys_Task::eStatus_Failed);
-    EXPECT_EQ(filter->GetStatus(), Sys_Task::eStatus_Failed);
-    EXPECT_EQ(consumer->GetStatus(), Sys_Task::eStatus_Failed);
-    EXPECT_NE(ChainError(chain).find("consumer failed at block 2"), std::string::npos)
-        << ChainError(chain);
+            EXPECT_EQ(consumer->GetStatus(), Sys_Task::eStatus_Failed);
+        }
+        EXPECT_NE(ChainError(chain).find(c.mError), std::string::npos) << ChainError(chain);
+        ExpectAllAtRest(chain);
+    }
 }
 
 TEST(FF_AudioProcessChain, AbortBeforeStartRunsNoStage)
 {
     auto* producerP = new Test_CountingProducer(1000, 100);
     auto* consumerP = new Test_CheckingConsumer;
-    Chain chain = MakeChain({Handle(producerP), Handle(new Test_AddFilter(1)), Handle(consumerP)});
+    Chain chain = Test_MakeChain({Handle(producerP), Handle(new Test_AddFilter(1)), Handle(consumerP)});
     Sys_ProcessBlockerImpl blocker;
     FF_AudioProcessUtils::SetupManualProcessChain(chain.Get(), &blocker);
     chain->Abort();
@@ -253,7 +222,7 @@ TEST(FF_AudioProcessChain, AbortWhileStreamingEndsAbortedWithoutException)
                                       seen = iBlock + 1;
                                       std::this_thread::sleep_for(std::chrono::microseconds(200));
                                   });
-    Chain chain = MakeChain({Handle(new Test_CountingProducer(int64_t(1) << 40, 64)),
+    Chain chain = Test_MakeChain({Handle(new Test_CountingProducer(int64_t(1) << 40, 64)),
                              Handle(new Test_AddFilter(0)), Handle(consumerP)});
     Sys_Event::EventHandle ended = chain->GetNotificationEvent(cEnded);
     FF_AudioProcessUtils::QueueBatchProcess(chain);
@@ -272,11 +241,11 @@ TEST(FF_AudioProcessChain, TwoChainsAtOnceShareTheWorkers)
     // One chain queued on the Driver thread, one driven here by hand, at the same time: both
     // put their stages on the same three workers.
     auto* queuedConsumerP = new Test_CheckingConsumer(7);
-    Chain queued = MakeChain({Handle(new Test_CountingProducer(400000, 256, 2)),
+    Chain queued = Test_MakeChain({Handle(new Test_CountingProducer(400000, 256, 2)),
                               Handle(new Test_AddFilter(7)), Handle(queuedConsumerP)});
     auto* manualConsumerP = new Test_CheckingConsumer(9);
     Chain manual =
-        MakeChain({Handle(new Test_CountingProducer(300000, 100, 1)), Handle(new Test_AddFilter(4)),
+        Test_MakeChain({Handle(new Test_CountingProducer(300000, 100, 1)), Handle(new Test_AddFilter(4)),
                    Handle(new Test_AddFilter(5)), Handle(manualConsumerP)});
     Sys_Event::EventHandle queuedEnded = queued->GetNotificationEvent(cEnded);
     FF_AudioProcessUtils::QueueBatchProcess(queued);
@@ -302,7 +271,7 @@ TEST(FF_AudioProcessChain, QueuedChainsAllComplete)
     for (int i = 0; i < 4; ++i)
     {
         consumers.push_back(new Test_CheckingConsumer(int16_t(i)));
-        chains.push_back(MakeChain({Handle(new Test_CountingProducer(20000 + i, 333)),
+        chains.push_back(Test_MakeChain({Handle(new Test_CountingProducer(20000 + i, 333)),
                                     Handle(new Test_AddFilter(int16_t(i))), Handle(consumers[i])}));
         ended.push_back(chains[i]->GetNotificationEvent(cEnded));
     }
@@ -319,7 +288,7 @@ TEST(FF_AudioProcessChain, QueuedChainsAllComplete)
 TEST(FF_AudioProcessChain, ExecWithoutBlockerAsserts)
 {
     Chain chain =
-        MakeChain({Handle(new Test_CountingProducer(10, 10)), Handle(new Test_CheckingConsumer)});
+        Test_MakeChain({Handle(new Test_CountingProducer(10, 10)), Handle(new Test_CheckingConsumer)});
     chain->Allocate();
     EXPECT_EQ(chain->Exec(), Sys_Task::eStatus_Failed);
     EXPECT_NE(ChainError(chain).find("mpBlocker"), std::string::npos) << ChainError(chain);

@@ -73,14 +73,14 @@ protected:
 
 TEST(FF_AudioProcessUtils, MakesTheFourNamedWorkers)
 {
-    EXPECT_EQ(FF_AudioProcessUtils::GetWorker(FF_AudioProcessUtils::eWorker_Filter).GetName(),
-              "FF_AudioProcess: Filter thread");
-    EXPECT_EQ(FF_AudioProcessUtils::GetWorker(FF_AudioProcessUtils::eWorker_Producer).GetName(),
-              "FF_AudioProcess: Producer Thread");
-    EXPECT_EQ(FF_AudioProcessUtils::GetWorker(FF_AudioProcessUtils::eWorker_Consumer).GetName(),
-              "FF_AudioProcess: Consumer Thread");
-    EXPECT_EQ(FF_AudioProcessUtils::GetWorker(FF_AudioProcessUtils::eWorker_Driver).GetName(),
-              "FF_AudioProcess: Driver Thread");
+    using U = FF_AudioProcessUtils;
+    const std::pair<U::EWorker, const char*> workers[] = {
+        {U::eWorker_Filter, "FF_AudioProcess: Filter thread"},
+        {U::eWorker_Producer, "FF_AudioProcess: Producer Thread"},
+        {U::eWorker_Consumer, "FF_AudioProcess: Consumer Thread"},
+        {U::eWorker_Driver, "FF_AudioProcess: Driver Thread"}};
+    for (const auto& [worker, name] : workers)
+        EXPECT_EQ(U::GetWorker(worker).GetName(), name);
     FF_AudioProcess::ProcessHandle bad(new Test_BadTypeStage);
     EXPECT_TRUE(Test_Asserts([&] { FF_AudioProcessUtils::QueueAudioProcess(bad, 0); }, "0"));
 }

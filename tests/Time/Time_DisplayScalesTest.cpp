@@ -16,7 +16,7 @@ using Time_PixelsTest = Time_StaticsFixture;
 
 // ---- Time_FeetFrame ------------------------------------------------------------------------
 
-TEST_F(Time_FeetFrameTest, OrderingShiftsOnlyTheRightSideBelowHalfARollover)
+TEST_F(Time_FeetFrameTest, OrderingAndArithmeticAroundTheRollover)
 {
     const Time_FeetFrame one(0, 1, 0), two(0, 2, 0);
     EXPECT_TRUE(one > two);
@@ -29,10 +29,8 @@ TEST_F(Time_FeetFrameTest, OrderingShiftsOnlyTheRightSideBelowHalfARollover)
     EXPECT_FALSE(later > late); // -48,000,000 against 96,000,000: not the mirror
     EXPECT_TRUE(one == Time_FeetFrame(0, 1, 0));
     EXPECT_TRUE(one != two);
-}
 
-TEST_F(Time_FeetFrameTest, AdditionAndSubtractionWrapAtTheRollover)
-{
+    // Addition and subtraction wrap at the rollover.
     EXPECT_EQ(Time_FeetFrame(99999, 15, 99) + Time_FeetFrame(0, 0, 1), Time_FeetFrame(0, 0, 0));
     EXPECT_EQ(Time_FeetFrame(0, 0, 0) - Time_FeetFrame(0, 1, 0), Time_FeetFrame(99999, 15, 0));
     Time_FeetFrame value(10, 15, 50);
@@ -110,23 +108,13 @@ TEST_F(Time_FeetFrameTest, TextPinsAndReadsFixedColumns)
 
 // ---- Time_MinSec ---------------------------------------------------------------------------
 
-TEST_F(Time_MinSecTest, MinutesStayAtMostEightHundred)
+TEST_F(Time_MinSecTest, MinutesStayAtMostEightHundredAndReconcileStopsAtZero)
 {
-    const Time_MinSec last(800, 59, 999);
-    const Time_MinSec sum = last + Time_MinSec(1, 0, 0);
-    EXPECT_EQ(sum.GetMinutes(), 800);
-    EXPECT_EQ(sum.GetSeconds(), 59);
-    EXPECT_EQ(sum.GetMilliseconds(), 999);
+    EXPECT_EQ(Time_MinSec(800, 59, 999) + Time_MinSec(1, 0, 0), Time_MinSec(800, 59, 999));
     EXPECT_EQ(Time_MinSec(0, 0, 900) + Time_MinSec(0, 59, 200), Time_MinSec(1, 0, 100));
-}
-
-TEST_F(Time_MinSecTest, ReconcileBorrowsAndStopsAtZero)
-{
+    // Reconciling borrows and stops at zero.
     EXPECT_EQ(Time_MinSec(1, 0, -1), Time_MinSec(0, 59, 999));
-    const Time_MinSec negative = Time_MinSec(0, 1, 0) - Time_MinSec(0, 2, 0);
-    EXPECT_EQ(negative.GetMinutes(), 0);
-    EXPECT_EQ(negative.GetSeconds(), 0);
-    EXPECT_EQ(negative.GetMilliseconds(), 0);
+    EXPECT_EQ(Time_MinSec(0, 1, 0) - Time_MinSec(0, 2, 0), Time_MinSec(0, 0, 0));
     Time_MinSec value(2, 30, 0);
     value -= Time_MinSec(0, 45, 500);
     EXPECT_EQ(value, Time_MinSec(1, 44, 500));
@@ -163,7 +151,7 @@ TEST_F(Time_MinSecTest, Text)
 
 // ---- Time_Globals --------------------------------------------------------------------------
 
-TEST_F(Time_GlobalsTest, PullFactorsScaleAudioAndVideoOppositeWays)
+TEST_F(Time_GlobalsTest, PullFactorsComboTableAndTexts)
 {
     using G = Time_Globals;
     EXPECT_EQ(G::GetPullFactor(G::ePullMedia_Audio, G::ePullType_PointOnePercent),
@@ -180,11 +168,6 @@ TEST_F(Time_GlobalsTest, PullFactorsScaleAudioAndVideoOppositeWays)
     EXPECT_DOUBLE_EQ(G::GetPullSampleRate(), 48000.0 * 0.9990009990009991 * 1.0416666666666667);
     EXPECT_THROW(G::GetPullFactor(static_cast<G::EPullMedia>(2), G::ePullType_FourPercent),
                  Cmn_AssertException);
-}
-
-TEST_F(Time_GlobalsTest, ComboTableBothWaysAndTexts)
-{
-    using G = Time_Globals;
     const char* texts[] = {
         "None",          "0.1% Down",          "0.1% Up",          "4% Down",
         "4% Up",         "4% Down, 0.1% Down", "4% Down, 0.1% Up", "4% Up, 0.1% Down",
@@ -208,20 +191,24 @@ TEST_F(Time_GlobalsTest, ComboTableBothWaysAndTexts)
     EXPECT_EQ(G::GetPullFactorString(G::ePullFactor_Down), "Pull Down");
 }
 
-TEST_F(Time_GlobalsTest, RoutingBetweenVideoFormats)
+TEST_F(Time_GlobalsTest, RoutingBetweenVideoFormatsAndSampleRateGuard)
 {
     using G = Time_Globals;
-    EXPECT_EQ(G::GetRoutingComboFactor(G::eVideoFormat_NTSC, G::eVideoFormat_Film), 2);
-    EXPECT_EQ(G::GetRoutingComboFactor(G::eVideoFormat_NTSC, G::eVideoFormat_PAL), 8);
-    EXPECT_EQ(G::GetRoutingComboFactor(G::eVideoFormat_Film, G::eVideoFormat_NTSC), 1);
-    EXPECT_EQ(G::GetRoutingComboFactor(G::eVideoFormat_Film, G::eVideoFormat_PAL), 4);
-    EXPECT_EQ(G::GetRoutingComboFactor(G::eVideoFormat_PAL, G::eVideoFormat_NTSC), 5);
-    EXPECT_EQ(G::GetRoutingComboFactor(G::eVideoFormat_PAL, G::eVideoFormat_Film), 3);
-    EXPECT_EQ(G::GetRoutingComboFactor(G::eVideoFormat_PAL, G::eVideoFormat_PAL), 0);
-}
+    const struct
+    {
+        G::EVideoFormat mFrom, mTo;
+        int32_t mCombo;
+    } routes[] = {{G::eVideoFormat_NTSC, G::eVideoFormat_Film, 2},
+                  {G::eVideoFormat_NTSC, G::eVideoFormat_PAL, 8},
+                  {G::eVideoFormat_Film, G::eVideoFormat_NTSC, 1},
+                  {G::eVideoFormat_Film, G::eVideoFormat_PAL, 4},
+                  {G::eVideoFormat_PAL, G::eVideoFormat_NTSC, 5},
+                  {G::eVideoFormat_PAL, G::eVideoFormat_Film, 3},
+                  {G::eVideoFormat_PAL, G::eVideoFormat_PAL, 0}};
+    for (const auto& r : routes)
+        EXPECT_EQ(G::GetRoutingComboFactor(r.mFrom, r.mTo), r.mCombo) << r.mFrom << r.mTo;
 
-TEST_F(Time_GlobalsTest, SampleRateGuardRestores)
-{
+    // The sample-rate guard restores the rate.
     Time_Globals::SetSampleRate(44100.0);
     {
         Time_Globals::StSampleRate guard(96000.0);
@@ -333,17 +320,13 @@ TEST_F(Time_PixelsTest, LinearTickScaleStartsAtTheOriginWithoutTempoMap)
     EXPECT_THROW(pixels.SampleToPixel(Time_Sample(5)), Cmn_AssertException);
 }
 
-TEST_F(Time_PixelsTest, FirstTickAlignsTheGridToTheSongStart)
+TEST_F(Time_PixelsTest, FirstTickAlignmentCacheBoundsAndLookUp)
 {
     const Time_Tick origin(Time_cDefaultOriginTick);
     EXPECT_EQ(Time_Pixels::ComputeFirstTick(origin + Time_Tick(100000), origin, 30000.0),
               origin - Time_Tick(20000));
     EXPECT_EQ(Time_Pixels::ComputeFirstTick(origin + Time_Tick(90000), origin, 30000.0), origin);
     EXPECT_EQ(Time_Pixels::ComputeFirstTick(origin, origin, 30000.0), origin);
-}
-
-TEST_F(Time_PixelsTest, CacheBoundsAndLookUp)
-{
     PixelsProbe pixels;
     EXPECT_EQ(pixels.GetFirstCachePixel(), -1);
     EXPECT_FALSE(pixels.Cached(0)); // empty range: straight to the tempo map

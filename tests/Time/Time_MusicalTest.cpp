@@ -8,7 +8,7 @@
 #include "Time/Time_Meter.h"
 #include "Time/Time_NotationDurationValue.h"
 
-TEST(Time_BarBeatTickTest, OffsetUsesQuarterNoteBeatsScaledByDenominator)
+TEST(Time_BarBeatTickTest, OffsetUsesQuarterNoteBeatsButDiffTheTrueBeatLength)
 {
     const Time_Meter sixEight(6, 8);
     const Time_BarBeatTick start(1, 1, Time_Tick(0));
@@ -23,11 +23,6 @@ TEST(Time_BarBeatTickTest, OffsetUsesQuarterNoteBeatsScaledByDenominator)
     const Time_Meter fourFour(4, 4);
     Time_BarBeatTick(3, 4, Time_Tick(900000)).Offset(Time_Tick(60000), fourFour, out);
     EXPECT_EQ(out, Time_BarBeatTick(4, 1, Time_Tick(0)));
-}
-
-TEST(Time_BarBeatTickTest, DiffUsesTheTrueBeatLength)
-{
-    const Time_Meter sixEight(6, 8);
     EXPECT_EQ(Time_BarBeatTick(1, 2, Time_Tick(0))
                   .Diff(Time_BarBeatTick(1, 1, Time_Tick(0)), sixEight)
                   .AsInt64(),
@@ -42,7 +37,7 @@ TEST(Time_BarBeatTickTest, DiffUsesTheTrueBeatLength)
               -2880000);
 }
 
-TEST(Time_BarBeatTickTest, Barlines)
+TEST(Time_BarBeatTickTest, BarlinesAndDisplayTicks)
 {
     Time_BarBeatTick bbt(5, 1, Time_Tick(0));
     EXPECT_TRUE(bbt.IsOnBar());
@@ -56,17 +51,15 @@ TEST(Time_BarBeatTickTest, Barlines)
     bbt = Time_BarBeatTick(5, 1, Time_Tick(1));
     bbt.AdvanceToNextBarline();
     EXPECT_EQ(bbt, Time_BarBeatTick(6, 1, Time_Tick(0)));
-}
 
-TEST(Time_BarBeatTickTest, DisplayTicksRoundHalfUp)
-{
+    // Display ticks round half up.
     EXPECT_EQ(Time_BarBeatTick::InternalTicksToDisplayTicks(499), 0);
     EXPECT_EQ(Time_BarBeatTick::InternalTicksToDisplayTicks(500), 1);
     EXPECT_EQ(Time_BarBeatTick::InternalTicksToDisplayTicks(960000), 960);
     EXPECT_EQ(Time_BarBeatTick::DisplayTicksToInternalTicks(7), 7000);
 }
 
-TEST(Time_BarBeatTickTest, TextLimitsAndColumns)
+TEST(Time_BarBeatTickTest, TextLimitsColumnsAndOrder)
 {
     EXPECT_EQ(Time_BarBeatTick(12, 3, Time_Tick(45000)).ToString(true, true), "   12| 3| 045");
     EXPECT_EQ(Time_BarBeatTick(12, 3, Time_Tick(1234000)).ToString(true, false), "12|3|1234");
@@ -82,10 +75,6 @@ TEST(Time_BarBeatTickTest, TextLimitsAndColumns)
     EXPECT_EQ(back, Time_BarBeatTick(1234, 5, Time_Tick(960000)));
     back.FromString("x");
     EXPECT_EQ(back, Time_BarBeatTick(0, 0, Time_Tick(0)));
-}
-
-TEST(Time_BarBeatTickTest, ComparisonsOrderBarBeatTick)
-{
     EXPECT_LT(Time_BarBeatTick(1, 4, Time_Tick(999)), Time_BarBeatTick(2, 1, Time_Tick(0)));
     EXPECT_LT(Time_BarBeatTick(2, 1, Time_Tick(0)), Time_BarBeatTick(2, 1, Time_Tick(1)));
     EXPECT_GE(Time_BarBeatTick(2, 2, Time_Tick(0)), Time_BarBeatTick(2, 1, Time_Tick(5)));
@@ -126,7 +115,7 @@ TEST(Time_NotationDurationValueTest, TicksOfNoteValues)
     EXPECT_THROW(v.GetTicks(), Cmn_AssertException);
 }
 
-TEST(Time_NotationDurationValueTest, MakeDurationValueFindsLongestFittingNote)
+TEST(Time_NotationDurationValueTest, MakeDurationValueFindsLongestFittingNoteAndComparison)
 {
     Time_NotationDurationValue v;
     v.mTuplet = true;
@@ -146,10 +135,8 @@ TEST(Time_NotationDurationValueTest, MakeDurationValueFindsLongestFittingNote)
     Time_NotationDurationValue::MakeDurationValue(Time_Tick(100000000), v);
     EXPECT_EQ(v.mNoteValue, Time_NotationDurationValue::eNoteValue_Whole);
     EXPECT_TRUE(v.mDotted);
-}
 
-TEST(Time_NotationDurationValueTest, ComparisonIgnoresTupletAndLargerMeansShorter)
-{
+    // Comparison ignores the tuplet; a larger note value is shorter.
     Time_NotationDurationValue quarter, eighth, dottedQuarter, tupletQuarter;
     eighth.mNoteValue = Time_NotationDurationValue::eNoteValue_Eighth;
     dottedQuarter.mDotted = true;

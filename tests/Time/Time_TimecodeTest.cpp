@@ -12,7 +12,7 @@ TEST(Time_TimecodeTest, DropConversionsAgreeWithSMPTEOverTheDay)
         ASSERT_EQ(Time_Timecode::DropToNonDropFrames(n), Time_SMPTE::UndropFrames(n));
 }
 
-TEST(Time_TimecodeTest, FillsTheMissingRepresentationOnDemand)
+TEST(Time_TimecodeTest, FillsTheMissingRepresentationTablesAndWrap)
 {
     const Time_Timecode label(0, 10, 0, 0, Time_Timecode::eType_30Drop);
     EXPECT_EQ(label.GetFrameNumber(), 17982);
@@ -28,10 +28,6 @@ TEST(Time_TimecodeTest, FillsTheMissingRepresentationOnDemand)
     const Time_Timecode start;
     EXPECT_EQ(start.GetFrameNumber(), 0);
     EXPECT_EQ(start.GetHours(), 0);
-}
-
-TEST(Time_TimecodeTest, TablesAndWrap)
-{
     EXPECT_EQ(Time_Timecode::GetFramesPerDay(Time_Timecode::eType_24), 2073600);
     EXPECT_EQ(Time_Timecode::GetFramesPerDay(Time_Timecode::eType_25), 2160000);
     EXPECT_EQ(Time_Timecode::GetFramesPerDay(Time_Timecode::eType_30Drop), 2589408);

@@ -21,37 +21,30 @@ using Time_SampleTest = Time_StaticsFixture;
 using Time_TickTest = Time_StaticsFixture;
 using Time_TypedTest = Time_StaticsFixture;
 
-TEST_F(Time_SampleTest, PinToValidRangeClampsToThirtyTwoBitPositions)
+TEST_F(Time_SampleTest, PinToValidRangeAndTextUseThirtyTwoBitPositions)
 {
     EXPECT_EQ(Time_Sample(-5).PinToValidRange().AsInt64(), 0);
     EXPECT_EQ(Time_Sample(int64_t(1) << 40).PinToValidRange().AsInt64(), 0x7FFFFFFF);
     EXPECT_EQ(Time_Sample(123).PinToValidRange().AsInt64(), 123);
-}
-
-TEST_F(Time_SampleTest, FromStringReadsThroughTheThirtyTwoBitHelper)
-{
-    Time_Sample s;
-    s.FromString("  -42xyz");
-    EXPECT_EQ(s.AsInt64(), -42);
-    s.FromString("99999999999");
-    EXPECT_EQ(s.AsInt64(), 0x7FFFFFFF);
-    s.FromString("-99999999999");
-    EXPECT_EQ(s.AsInt64(), -int64_t(0x80000000));
-    s.FromString("abc");
-    EXPECT_EQ(s.AsInt64(), 0);
-    s.FromString("");
-    EXPECT_EQ(s.AsInt64(), 0);
+    const struct
+    {
+        const char* mText;
+        int64_t mValue;
+    } cases[] = {{"  -42xyz", -42},           {"99999999999", 0x7FFFFFFF},
+                 {"-99999999999", -int64_t(0x80000000)}, {"abc", 0}, {"", 0}};
+    for (const auto& c : cases)
+    {
+        Time_Sample s(5);
+        s.FromString(c.mText);
+        EXPECT_EQ(s.AsInt64(), c.mValue) << c.mText;
+    }
     EXPECT_EQ(Time_Sample(int64_t(1) << 33).ToString(), "8589934592");
 }
 
-TEST_F(Time_TickTest, PinToValidRangeMakesNegativeTicksZero)
+TEST_F(Time_TickTest, PinningAndSixtyFourBitArithmetic)
 {
     EXPECT_EQ(Time_Tick(-1).PinToValidRange().AsInt64(), 0);
     EXPECT_EQ(Time_Tick(INT64_MAX).PinToValidRange().AsInt64(), 0x07FFFFFFFFFFFFFF);
-}
-
-TEST_F(Time_TickTest, ArithmeticWithSixtyFourBitOperands)
-{
     Time_Tick t(10);
     t *= 960000;
     t /= 3;
@@ -62,14 +55,7 @@ TEST_F(Time_TickTest, ArithmeticWithSixtyFourBitOperands)
     EXPECT_EQ(Time_Tick(int64_t(1) << 33).AsInt32(), 0);
 }
 
-TEST_F(Time_TypedTest, DefaultIsZeroSamples)
-{
-    Time_Typed t;
-    EXPECT_EQ(t.AsInt64(), 0);
-    EXPECT_EQ(t.GetType(), Time_eType_Samples);
-}
-
-TEST_F(Time_TypedTest, MismatchCallsHandlerAndKeepsLeftType)
+TEST_F(Time_TypedTest, MismatchCallsHandlerIfAnyAndKeepsLeftType)
 {
     gMismatchLines.clear();
     Time_Typed::SetTypeMismatchHandler(RecordMismatch);
@@ -87,10 +73,7 @@ TEST_F(Time_TypedTest, MismatchCallsHandlerAndKeepsLeftType)
     EXPECT_EQ((samples + samples).AsInt64(), 200);
     EXPECT_TRUE(samples == samples);
     EXPECT_TRUE(gMismatchLines.empty());
-}
 
-TEST_F(Time_TypedTest, MismatchWithoutHandlerGoesOnQuietly)
-{
     Time_Typed::SetTypeMismatchHandler(nullptr);
     const Time_TypedLength a(5, Time_eType_Ticks);
     const Time_TypedLength b(7, Time_eType_Frames);
@@ -117,21 +100,15 @@ TEST_F(Time_TypedTest, OperatorsKeepTypeAndGiveBareQuotient)
     EXPECT_EQ(Time_Typed(-8, Time_eType_Ticks).AbsoluteValue(), Time_Typed(8, Time_eType_Ticks));
 }
 
-TEST_F(Time_TypedTest, ConvertsOnlyThroughNamedConstructors)
+TEST_F(Time_TypedTest, DefaultAndNamedConversions)
 {
-    const Time_Typed begin(Time_Tick(100));
-    const Time_Typed end(Time_Tick(350));
-    const Time_TypedLength length = Time_TypedLength::GetLength(begin, end);
+    EXPECT_EQ(Time_Typed(), Time_Typed(Time_Sample(0)));
+    EXPECT_EQ(Time_Typed().GetType(), Time_eType_Samples);
+    const Time_TypedLength length =
+        Time_TypedLength::GetLength(Time_Typed(Time_Tick(100)), Time_Typed(Time_Tick(350)));
     EXPECT_EQ(length.AsInt64(), 250);
     EXPECT_EQ(length.GetType(), Time_eType_Ticks);
-    const Time_TypedLocal local(length);
-    EXPECT_EQ(local.AsTimeTyped(), Time_Typed(250, Time_eType_Ticks));
-    EXPECT_EQ(Time_TypedLength::cOneTick.GetType(), Time_eType_Ticks);
-    EXPECT_EQ(Time_TypedLength::cOneSample.AsInt64(), 1);
-}
-
-TEST_F(Time_TypedTest, AsSampleAndAsTickAssertTheType)
-{
+    EXPECT_EQ(Time_TypedLocal(length).AsTimeTyped(), Time_Typed(250, Time_eType_Ticks));
     const Time_Typed ticks(Time_Tick(5));
     EXPECT_EQ(ticks.AsTick().AsInt64(), 5);
     EXPECT_THROW(ticks.AsSample(), Cmn_AssertException);
@@ -153,40 +130,36 @@ TEST_F(Time_TypedTest, LimitsAndPinning)
               Time_Typed::MinTime(Time_eType_Ticks));
 }
 
-TEST_F(Time_TypedTest, RawSavedFormRoundTripsSignAndType)
+TEST_F(Time_TypedTest, RawSavedFormTagsAndRoundTripsSignAndType)
 {
-    const Time_Typed values[] = {Time_Typed(-1, Time_eType_Samples),
-                                 Time_Typed(-1, Time_eType_Ticks),
-                                 Time_Typed(0, Time_eType_Samples),
-                                 Time_Typed(0, Time_eType_Ticks),
-                                 Time_Typed(-1, Time_eType_Frames),
-                                 Time_Typed(1234, Time_eType_Frames),
-                                 Time_Typed((int64_t(1) << 59) + 3, Time_eType_Ticks),
-                                 Time_Typed(-(int64_t(1) << 59), Time_eType_Samples),
-                                 Time_Typed(Time_cDefaultOriginTick, Time_eType_Ticks)};
-    for (const Time_Typed& value : values)
+    const struct
     {
+        Time_Typed mValue;
+        int mTag; // -1: not checked
+    } cases[] = {{Time_Typed(5, Time_eType_Samples), 0},
+                 {Time_Typed(-5, Time_eType_Samples), 3},
+                 {Time_Typed(5, Time_eType_Ticks), 4},
+                 {Time_Typed(-5, Time_eType_Ticks), 7},
+                 {Time_Typed(5, Time_eType_Frames), 1},
+                 {Time_Typed(-5, Time_eType_Frames), 1},
+                 {Time_Typed(0, Time_eType_Samples), 0},
+                 {Time_Typed(0, Time_eType_Ticks), 4},
+                 {Time_Typed((int64_t(1) << 59) + 3, Time_eType_Ticks), 4},
+                 {Time_Typed(-(int64_t(1) << 59), Time_eType_Samples), 3},
+                 {Time_Typed(Time_cDefaultOriginTick, Time_eType_Ticks), -1}};
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.mValue.AsInt64());
+        const int64_t raw = c.mValue.GetRawDataForSave();
+        if (c.mTag >= 0)
+        {
+            EXPECT_EQ((static_cast<uint64_t>(raw) >> 60) & 7, uint64_t(c.mTag));
+        }
         Time_Typed back(77, Time_eType_Frames);
-        back.SetFromRawSavedData(value.GetRawDataForSave());
-        EXPECT_EQ(back.AsInt64(), value.AsInt64());
-        EXPECT_EQ(back.GetType(), value.GetType());
+        back.SetFromRawSavedData(raw);
+        EXPECT_EQ(back.AsInt64(), c.mValue.AsInt64());
+        EXPECT_EQ(back.GetType(), c.mValue.GetType());
     }
-}
-
-TEST_F(Time_TypedTest, RawSavedFormTags)
-{
-    auto tagOf = [](const Time_Typed& t)
-    { return (static_cast<uint64_t>(t.GetRawDataForSave()) >> 60) & 7; };
-    EXPECT_EQ(tagOf(Time_Typed(5, Time_eType_Samples)), 0u);
-    EXPECT_EQ(tagOf(Time_Typed(-5, Time_eType_Samples)), 3u);
-    EXPECT_EQ(tagOf(Time_Typed(5, Time_eType_Ticks)), 4u);
-    EXPECT_EQ(tagOf(Time_Typed(-5, Time_eType_Ticks)), 7u);
-    EXPECT_EQ(tagOf(Time_Typed(5, Time_eType_Frames)), 1u);
-    EXPECT_EQ(tagOf(Time_Typed(-5, Time_eType_Frames)), 1u);
-}
-
-TEST_F(Time_TypedTest, UnknownRawTagAssertsAndKeepsType)
-{
     Time_Typed t(3, Time_eType_Ticks);
     const int64_t raw = static_cast<int64_t>((uint64_t(2) << 60) | 9); // tag 010
     EXPECT_THROW(t.SetFromRawSavedData(raw), Cmn_AssertException);
@@ -196,8 +169,8 @@ TEST_F(Time_TypedTest, UnknownRawTagAssertsAndKeepsType)
 
 TEST_F(Time_TypedTest, TypeNamesComeFromTheMessageTable)
 {
-    EXPECT_EQ(Time_Typed::GetTimeTypedString(Time_eType_Samples), "Samples");
-    EXPECT_EQ(Time_Typed::GetTimeTypedString(Time_eType_Ticks), "Ticks");
-    EXPECT_EQ(Time_Typed::GetTimeTypedString(Time_eType_Frames), "Frames");
+    const char* names[] = {"Samples", "Ticks", "Frames"};
+    for (int type = 0; type < 3; ++type)
+        EXPECT_EQ(Time_Typed::GetTimeTypedString(static_cast<Time_EType>(type)), names[type]);
     EXPECT_THROW(Time_Typed::GetTimeTypedString(static_cast<Time_EType>(3)), Cmn_AssertException);
 }
