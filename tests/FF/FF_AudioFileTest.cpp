@@ -9,40 +9,34 @@
 
 namespace
 {
-struct Format
-{
-    int16_t mBits;
-    int16_t mChannels;
-};
-
-class FF_AudioFileRoundTrip : public testing::TestWithParam<Format>
+class FF_AudioFileRoundTrip : public testing::TestWithParam<std::tuple<int16_t, int16_t>>
 {
 };
 
 TEST_P(FF_AudioFileRoundTrip, WritesAndReadsEveryByteInBothOrders)
 {
-    const Format f = GetParam();
+    const auto [bits, channels] = GetParam();
     Test_TempDir dir;
     const std::string path = dir.Path() + "/t.wav";
     const int64_t frames = 1000;
-    const int frame = f.mChannels * f.mBits / 8;
-    const Bytes samples = Pattern(size_t(frames * frame), uint32_t(f.mBits * 10 + f.mChannels));
-    MakeWave(path, f.mChannels, f.mBits, samples);
+    const int width = bits / 8;
+    const Bytes samples =
+        Pattern(size_t(frames * channels * width), uint32_t(bits * 10 + channels));
+    MakeWave(path, channels, bits, samples);
 
     // On disk: little-endian, 8-bit as offset binary.
     const Bytes image = ReadBytes(path);
     const auto [start, size] = FindData(image);
     ASSERT_EQ(size, samples.size());
     for (size_t i = 0; i < samples.size(); ++i)
-        ASSERT_EQ(image[start + i], f.mBits == 8 ? uint8_t(samples[i] ^ 0x80) : samples[i]) << i;
+        ASSERT_EQ(image[start + i], bits == 8 ? uint8_t(samples[i] ^ 0x80) : samples[i]) << i;
 
-    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path)));
-    file->Open(Cmn_Store::eOpenFlag_OpenForRead);
+    FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
     ASSERT_EQ(file->GetAudioFileType(), eAudioFileType_WAVE);
     const FF_AudioFile::Properties p = file->GetProperties();
-    EXPECT_EQ(p.mBitDepth, f.mBits);
-    EXPECT_EQ(p.mBytesPerSample, f.mBits / 8);
-    EXPECT_EQ(p.mNumChannels, f.mChannels);
+    EXPECT_EQ(p.mBitDepth, bits);
+    EXPECT_EQ(p.mBytesPerSample, width);
+    EXPECT_EQ(p.mNumChannels, channels);
     EXPECT_EQ(p.mSampleRate, 48000);
     EXPECT_EQ(p.mNumSamples, frames);
     EXPECT_EQ(p.mByteOrder, eByteOrder_Little);
@@ -55,7 +49,6 @@ TEST_P(FF_AudioFileRoundTrip, WritesAndReadsEveryByteInBothOrders)
     file->SetPosition(0);
     Bytes big(samples.size());
     EXPECT_EQ(file->Read(big.data(), frames, eByteOrder_Big), frames);
-    const int width = f.mBits / 8;
     for (size_t i = 0; i < samples.size(); i += size_t(width))
         for (int b = 0; b < width; ++b)
             ASSERT_EQ(big[i + size_t(b)], samples[i + size_t(width - 1 - b)]) << i;
@@ -63,88 +56,49 @@ TEST_P(FF_AudioFileRoundTrip, WritesAndReadsEveryByteInBothOrders)
 }
 
 INSTANTIATE_TEST_SUITE_P(Matrix, FF_AudioFileRoundTrip,
-                         testing::Values(Format{8, 1}, Format{8, 2}, Format{8, 6}, Format{16, 1},
-                                         Format{16, 2}, Format{16, 6}, Format{24, 1}, Format{24, 2},
-                                         Format{24, 6}, Format{32, 1}, Format{32, 2},
-                                         Format{32, 6}),
-                         [](const testing::TestParamInfo<Format>& i) {
-                             return "Bits" + std::to_string(i.param.mBits) + "x" +
-                                    std::to_string(i.param.mChannels);
+                         testing::Combine(testing::Values<int16_t>(8, 16, 24, 32),
+                                          testing::Values<int16_t>(1, 2, 6)),
+                         [](const auto& i)
+                         {
+                             return "Bits" + std::to_string(std::get<0>(i.param)) + "x" +
+                                    std::to_string(std::get<1>(i.param));
                          });
 
-TEST(FF_AudioFile, WriteKeepsCallersBufferUnlessAllowedToDestroyIt)
+TEST(FF_AudioFile, WriteKeepsCallersBufferUnlessAllowedAndExtendsOnlyPastTheEnd)
 {
     for (const int16_t bits : {8, 24})
     {
+        SCOPED_TRACE(bits);
         Test_TempDir dir;
-        FF_AudioFileRef file(new FF_AudioFile(
-            eAudioFileType_WAVE, Sys_FileLoc(dir.Path() + "/b.wav"), 2, bits, 44100, 0, 0));
-        file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+        FF_AudioFileRef file = NewWave(dir.Path() + "/b.wav", 2, bits, 44100);
         const Bytes original = Pattern(size_t(100 * 2 * bits / 8));
         Bytes buffer = original;
         // Big-endian input makes 24-bit swap; 8-bit always flips the sign bit.
         file->Write(buffer.data(), 100, eByteOrder_Big, false);
-        EXPECT_EQ(buffer, original) << bits;
-        file->Write(buffer.data(), 100, eByteOrder_Big, true);
-        EXPECT_NE(buffer, original) << bits;
+        EXPECT_EQ(buffer, original);
+        EXPECT_EQ(file->mNumSamples.GetOr(-1), 100);
+        file->Flush();
+        file->SetPosition(40);
+        file->Write(buffer.data(), 60, eByteOrder_Big, true); // ends exactly at the end
+        EXPECT_NE(buffer, original);
+        EXPECT_EQ(file->mNumSamples.GetOr(-1), 100);
+        EXPECT_FALSE(file->mNumSamples.IsDirty());
+        file->Write(buffer.data(), 1);
+        EXPECT_EQ(file->mNumSamples.GetOr(-1), 101);
         file->Close();
     }
 }
 
-TEST(FF_AudioFile, WriteExtendsOnlyPastTheEnd)
-{
-    Test_TempDir dir;
-    FF_AudioFileRef file(new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(dir.Path() + "/e.wav"),
-                                          1, 16, 44100, 0, 0));
-    file->Open(Cmn_Store::eOpenFlag_OpenCreate);
-    Bytes buffer = Pattern(200);
-    file->Write(buffer.data(), 100);
-    EXPECT_EQ(file->mNumSamples.GetOr(-1), 100);
-    file->Flush();
-    EXPECT_FALSE(file->mNumSamples.IsDirty());
-    file->SetPosition(40);
-    file->Write(buffer.data(), 60); // ends exactly at the end
-    EXPECT_EQ(file->mNumSamples.GetOr(-1), 100);
-    EXPECT_FALSE(file->mNumSamples.IsDirty());
-    file->Write(buffer.data(), 1);
-    EXPECT_EQ(file->mNumSamples.GetOr(-1), 101);
-    file->Close();
-}
-
+// A WAVE file under a wrong extension; reopening keeps the plug-in and rewinds.
 TEST(FF_AudioFile, OpensByContentWhateverTheNameAndOnlyAmongCandidates)
 {
     Test_TempDir dir;
-    const std::string path = dir.Path() + "/take.aif"; // a WAVE file under a wrong extension
-    MakeWave(path, 1, 16, Pattern(64));
-
-    FF_AudioFileRef byContent(new FF_AudioFile(Sys_FileLoc(path)));
-    byContent->Open(Cmn_Store::eOpenFlag_OpenForRead);
-    EXPECT_EQ(byContent->GetAudioFileType(), eAudioFileType_WAVE);
-    byContent->Close();
-
-    const std::list<EAudioFileType> onlyQSII = {eAudioFileType_QSII};
-    FF_AudioFileRef none(new FF_AudioFile(Sys_FileLoc(path), 0, &onlyQSII));
-    none->Open(Cmn_Store::eOpenFlag_OpenForRead);
-    EXPECT_EQ(none->GetAudioFileType(), eAudioFileType_Unknown);
-    Bytes buffer(64);
-    EXPECT_TRUE(Test_Asserts([&] { none->Read(buffer.data(), 1); }, "mPlugIn"));
-    EXPECT_TRUE(Test_Asserts([&] { none->mNumSamples.GetOr(0); }, "mAudioFile->mPlugIn"));
-    none->Close();
-
-    FF_AudioFileRef missing(new FF_AudioFile(Sys_FileLoc(dir.Path() + "/nothing.wav")));
-    missing->Open(Cmn_Store::eOpenFlag_OpenForRead);
-    EXPECT_EQ(missing->GetPlugIn(), nullptr);
-    missing->Close();
-}
-
-TEST(FF_AudioFile, ReopenKeepsThePlugInAndRewinds)
-{
-    Test_TempDir dir;
-    const std::string path = dir.Path() + "/r.wav";
+    const std::string path = dir.Path() + "/take.aif";
     const Bytes samples = Pattern(400);
     MakeWave(path, 2, 16, samples);
-    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path)));
-    file->Open(Cmn_Store::eOpenFlag_OpenForRead);
+
+    FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
+    EXPECT_EQ(file->GetAudioFileType(), eAudioFileType_WAVE);
     FF_AudioFilePlugIn* plugIn = file->GetPlugIn();
     Bytes buffer(samples.size());
     file->Read(buffer.data(), 50);
@@ -155,6 +109,19 @@ TEST(FF_AudioFile, ReopenKeepsThePlugInAndRewinds)
     EXPECT_EQ(file->Read(buffer.data(), 100), 100);
     EXPECT_EQ(buffer, samples);
     file->Close();
+
+    const std::list<EAudioFileType> onlyQSII = {eAudioFileType_QSII};
+    FF_AudioFileRef none(new FF_AudioFile(Sys_FileLoc(path), 0, &onlyQSII));
+    none->Open(Cmn_Store::eOpenFlag_OpenForRead);
+    EXPECT_EQ(none->GetAudioFileType(), eAudioFileType_Unknown);
+    EXPECT_TRUE(Test_Asserts([&] { none->Read(buffer.data(), 1); }, "mPlugIn"));
+    EXPECT_TRUE(Test_Asserts([&] { none->mNumSamples.GetOr(0); }, "mAudioFile->mPlugIn"));
+    none->Close();
+
+    FF_AudioFileRef missing =
+        OpenFile(dir.Path() + "/nothing.wav", Cmn_Store::eOpenFlag_OpenForRead);
+    EXPECT_EQ(missing->GetPlugIn(), nullptr);
+    missing->Close();
 }
 
 // ---- regions -----------------------------------------------------------------------------
@@ -162,10 +129,7 @@ TEST(FF_AudioFile, ReopenKeepsThePlugInAndRewinds)
 TEST(FF_AudioFile, RegionsKeepOnlyValidOnesAndPutTheWholeFileFirst)
 {
     Test_TempDir dir;
-    const std::string path = dir.Path() + "/Take 7.wav";
-    FF_AudioFileRef file(
-        new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(path), 1, 16, 48000, 1234, 0));
-    file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+    FF_AudioFileRef file = NewWave(dir.Path() + "/Take 7.wav", 1, 16, 48000, 1234);
     Bytes buffer = Pattern(2000);
     file->Write(buffer.data(), 1000);
 
@@ -232,8 +196,7 @@ TEST(FF_AudioFile, RegionPastTheEndIsHiddenButKept)
     WriteBytes(path, Riff({Chunk("fmt ", FmtData(1, 1, 48000, 16)), Chunk("data", Pattern(80)),
                            Chunk("regn", regn)}));
 
-    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path)));
-    file->Open(Cmn_Store::eOpenFlag_OpenForRead);
+    FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
     FF_AudioFile::RegionList regions;
     file->GetRegions(&regions);
     EXPECT_EQ(regions.size(), 1u);
@@ -248,15 +211,11 @@ TEST(FF_AudioFile, RegionPastTheEndIsHiddenButKept)
 TEST(FF_AsyncAudioFileIOParams, ReadAndWriteConvertOnTheIssuingThread)
 {
     Test_TempDir dir;
-    const std::string path = dir.Path() + "/a.wav";
-    FF_AudioFileRef file(
-        new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(path), 2, 24, 48000, 0, 0));
-    file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+    FF_AudioFileRef file = NewWave(dir.Path() + "/a.wav", 2, 24);
 
     const Bytes original = Pattern(300 * 6);
     Bytes buffer = original;
     FF_AsyncAudioFileIOParams write(3, 2);
-    EXPECT_EQ(write.GetFrameSize(), 6);
     write.SetSampleOffset(100);
     write.SetNumSamples(300);
     write.SetBuffer(buffer.data());
@@ -265,14 +224,11 @@ TEST(FF_AsyncAudioFileIOParams, ReadAndWriteConvertOnTheIssuingThread)
     ASSERT_EQ(write.GetCompletionEvent()->Wait(10000), Sys_SyncObject::eWaitResult_Signalled);
     EXPECT_FALSE(write.ErrorOccurred());
     EXPECT_EQ(write.GetNumSamplesTransferred(), 300);
-    EXPECT_EQ(write.GetSampleOffset(), 100);
     EXPECT_EQ(buffer, original) << "the caller's buffer is put back";
 
-    Bytes back(original.size());
     FF_AsyncAudioFileIOParams read(3, 2);
     read.SetSampleOffset(100);
     read.SetNumSamples(400); // runs past the last sample: only 300 come
-    read.SetBuffer(back.data());
     Bytes spare(400 * 6);
     read.SetBuffer(spare.data());
     file->ReadAsync(&read, eByteOrder_Big);
@@ -282,6 +238,7 @@ TEST(FF_AsyncAudioFileIOParams, ReadAndWriteConvertOnTheIssuingThread)
     EXPECT_TRUE(std::equal(original.begin(), original.end(), spare.begin()));
 
     // The file holds them little-endian at frame 100.
+    Bytes back(original.size());
     file->SetPosition(100);
     EXPECT_EQ(file->Read(back.data(), 300, eByteOrder_Little), 300);
     for (size_t i = 0; i < original.size(); i += 3)

@@ -2,35 +2,19 @@
 // files that are not documents of the kind asked for, lying sizes, crashes and failed
 // writes, and operations that the document's state does not allow.
 #include <cerrno>
-#include <fstream>
 #include <functional>
-#include <iterator>
-#include <random>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "FF/FF_Document.h"
+#include "FF_TestSupport.h"
 #include "Sys_FilePosix.h"
-#include "TestSupport.h"
 
 namespace
 {
 using Doc = FF_Document;
-using Bytes = std::vector<unsigned char>;
-
-Bytes ReadFileBytes(const std::string& iPath)
-{
-    std::ifstream in(iPath, std::ios::binary);
-    return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-void WriteFileBytes(const std::string& iPath, const Bytes& iBytes)
-{
-    std::ofstream out(iPath, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(iBytes.data()), std::streamsize(iBytes.size()));
-}
 
 uint64_t GetBE(const Bytes& iBytes, size_t iAt, int iWidth)
 {
@@ -97,7 +81,7 @@ TEST(FF_Document, StreamsAndRawBytesSurviveCloseAndReopen)
         EXPECT_TRUE(doc.IsDirty());
         doc.Close();
     }
-    const Bytes bytes = ReadFileBytes(path);
+    const Bytes bytes = ReadBytes(path);
     EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 6), Doc::cHeaderTag);
     EXPECT_EQ(std::string(bytes.begin() + 12, bytes.begin() + 20), "TESTMiRa");
     // The TOC is the last thing in the file.
@@ -125,15 +109,19 @@ TEST(FF_Document, StreamsAndRawBytesSurviveCloseAndReopen)
         EXPECT_TRUE(Test_ThrowsL10N([&] { doc.ReadBytes(at, back, 4); }, 0, 44)) << at;
 }
 
-TEST(FF_Document, FilesThatAreNotDocumentsOfThisKindAreRefused)
+// Damaged headers and lying tables of contents. A refused file is left alone.
+TEST(FF_Document, FilesThatAreNotDocumentsOfThisKindOrLieAreRefused)
 {
     Test_TempDir dir;
-    const Bytes good = ReadFileBytes(MakeSample(dir.Path() + "/doc"));
+    const Bytes good = ReadBytes(MakeSample(dir.Path() + "/doc"));
+    const size_t toc = size_t(GetBE(good, cTOCPositionAt, 8));
+    const size_t firstEntry = toc + 16; // key "a": length 4, 1 byte, position 8, size 8
+    const size_t secondEntry = firstEntry + 21;
     struct Case
     {
         const char* mName;
         std::function<void(Bytes&)> mDamage;
-        int32_t mPackage, mID; // -1: FailQuietlyException
+        int32_t mPackage = 0, mID = 46; // package -1: FailQuietlyException
     };
     const Case cases[] = {
         {"empty file", [](Bytes& b) { b.clear(); }, 0, 44},
@@ -143,40 +131,6 @@ TEST(FF_Document, FilesThatAreNotDocumentsOfThisKindAreRefused)
         {"short header", [](Bytes& b) { b.resize(30); }, 0, 44},
         {"wrong type", [](Bytes& b) { b[12] = 'X'; }, -1, 0},
         {"wrong creator", [](Bytes& b) { b[19] = 'X'; }, -1, 0},
-    };
-    const std::string bad = dir.Path() + "/bad";
-    for (const Case& c : cases)
-    {
-        SCOPED_TRACE(c.mName);
-        Bytes bytes = good;
-        c.mDamage(bytes);
-        WriteFileBytes(bad, bytes);
-        Doc doc(Sys_FileLoc(bad), "TEST", "MiRa");
-        for (const auto flag : {Cmn_Store::eOpenFlag_OpenForRead, Cmn_Store::eOpenFlag_OpenForWrite})
-        {
-            if (c.mPackage >= 0)
-                EXPECT_TRUE(Test_ThrowsL10N([&] { doc.Open(flag); }, c.mPackage, c.mID));
-            else
-                EXPECT_THROW(doc.Open(flag), Doc::FailQuietlyException);
-            EXPECT_FALSE(doc.IsOpen());
-        }
-        EXPECT_EQ(ReadFileBytes(bad), bytes) << "a refused file is left alone";
-    }
-}
-
-TEST(FF_Document, LyingTOCsAreRefused)
-{
-    Test_TempDir dir;
-    const Bytes good = ReadFileBytes(MakeSample(dir.Path() + "/doc"));
-    const size_t toc = size_t(GetBE(good, cTOCPositionAt, 8));
-    const size_t firstEntry = toc + 16; // key "a": length 4, 1 byte, position 8, size 8
-    const size_t secondEntry = firstEntry + 21;
-    struct Case
-    {
-        const char* mName;
-        std::function<void(Bytes&)> mDamage;
-    };
-    const Case cases[] = {
         {"TOC position past the end", [&](Bytes& b) { PutBE(b, cTOCPositionAt, b.size() + 1, 8); }},
         {"TOC position inside the header", [&](Bytes& b) { PutBE(b, cTOCPositionAt, 20, 8); }},
         {"TOC size past the end", [&](Bytes& b) { PutBE(b, cTOCSizeAt, 0x7FFFFFFF, 4); }},
@@ -198,10 +152,18 @@ TEST(FF_Document, LyingTOCsAreRefused)
         SCOPED_TRACE(c.mName);
         Bytes bytes = good;
         c.mDamage(bytes);
-        WriteFileBytes(bad, bytes);
+        WriteBytes(bad, bytes);
         Doc doc(Sys_FileLoc(bad), "TEST", "MiRa");
-        EXPECT_TRUE(Test_ThrowsL10N([&] { doc.Open(Cmn_Store::eOpenFlag_OpenForRead); }, 0, 46));
-        EXPECT_FALSE(doc.IsOpen());
+        for (const auto flag :
+             {Cmn_Store::eOpenFlag_OpenForRead, Cmn_Store::eOpenFlag_OpenForWrite})
+        {
+            if (c.mPackage >= 0)
+                EXPECT_TRUE(Test_ThrowsL10N([&] { doc.Open(flag); }, c.mPackage, c.mID));
+            else
+                EXPECT_THROW(doc.Open(flag), Doc::FailQuietlyException);
+            EXPECT_FALSE(doc.IsOpen());
+        }
+        EXPECT_EQ(ReadBytes(bad), bytes);
     }
 }
 
@@ -210,22 +172,17 @@ TEST(FF_Document, LyingTOCsAreRefused)
 TEST(FF_Document, DamagedFilesOpenWholeOrAreRefused)
 {
     Test_TempDir dir;
-    const Bytes good = ReadFileBytes(MakeSample(dir.Path() + "/doc"));
-    std::vector<Bytes> variants;
-    for (size_t length = 0; length < good.size(); ++length)
-        variants.emplace_back(good.begin(), good.begin() + std::ptrdiff_t(length));
-    for (size_t at = 0; at < good.size(); ++at)
-        for (int bit = 0; bit < 8; bit += 3)
-        {
-            variants.push_back(good);
-            variants.back()[at] ^= uint8_t(1u << bit);
-        }
+    const Bytes good = ReadBytes(MakeSample(dir.Path() + "/doc"));
+    const std::vector<Bytes> variants = DamagedCopies(good,
+                                                      [](size_t) {
+                                                          return std::vector<uint8_t>{1, 8, 64};
+                                                      });
     const std::string bad = dir.Path() + "/bad";
     int32_t opened = 0;
     for (size_t v = 0; v < variants.size(); ++v)
     {
         SCOPED_TRACE("variant " + std::to_string(v));
-        WriteFileBytes(bad, variants[v]);
+        WriteBytes(bad, variants[v]);
         Doc doc(Sys_FileLoc(bad), "TEST", "MiRa");
         try
         {
@@ -265,7 +222,7 @@ TEST(FF_Document, CrashesAndFailedWritesLeaveTheLastCommittedState)
             const Bytes a = Text("new alpha");
             doc.WriteStream("a", a.data(), int64_t(a.size()));
             doc.WriteStream("c", a.data(), int64_t(a.size()));
-            WriteFileBytes(crashed, ReadFileBytes(path)); // a crash before the flush
+            WriteBytes(crashed, ReadBytes(path)); // a crash before the flush
             {
                 Doc old(Sys_FileLoc(crashed), "TEST", "MiRa");
                 old.Open(Cmn_Store::eOpenFlag_OpenForRead);
@@ -282,7 +239,7 @@ TEST(FF_Document, CrashesAndFailedWritesLeaveTheLastCommittedState)
                 threw = true;
             }
             Sys_FilePosix::SetFault(Sys_FilePosix::eFault_Write, 0, 0);
-            WriteFileBytes(crashed, ReadFileBytes(path)); // a crash after the failure
+            WriteBytes(crashed, ReadBytes(path)); // a crash after the failure
         }
         EXPECT_EQ(threw, nth == 1 || nth == 2) << "the TOC, then the header";
         Doc doc(Sys_FileLoc(crashed), "TEST", "MiRa");
@@ -343,8 +300,8 @@ TEST(FF_Document, OperationsTheStateDoesNotAllowThrowInvalidContext)
     doc.Close();
 
     // Both kinds keep their own identity when captured as the family's exceptions.
-    const auto invalid = Doc::CaptureException(
-        std::make_exception_ptr(Doc::InvalidContextException("closed")));
+    const auto invalid =
+        Doc::CaptureException(std::make_exception_ptr(Doc::InvalidContextException("closed")));
     EXPECT_TRUE(invalid->GetExceptionCode() ==
                 Cmn_ANSIExceptionCode<Doc::InvalidContextException>::Instance());
     const auto quiet =
@@ -368,6 +325,6 @@ TEST(FF_Document, MissingFilesAreCreatedOnlyByOpenCreate)
     Doc again(Sys_FileLoc(path), "TEST", "MiRa");
     again.Open(Cmn_Store::eOpenFlag_OpenForRead);
     EXPECT_TRUE(again.GetStreamKeys().empty());
-    EXPECT_EQ(again.SeekToEnd(), int64_t(ReadFileBytes(path).size()));
+    EXPECT_EQ(again.SeekToEnd(), int64_t(ReadBytes(path).size()));
 }
 } // namespace

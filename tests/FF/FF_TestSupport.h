@@ -2,8 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -90,45 +93,98 @@ inline Bytes Pattern(size_t iCount, uint32_t iSeed = 1)
     return bytes;
 }
 
+// A new WAVE file of this format, open for writing.
+inline FF_AudioFileRef NewWave(const std::string& iPath, int16_t iChannels, int16_t iBits,
+                               int32_t iRate = 48000, int64_t iTimeStamp = 0)
+{
+    FF_AudioFileRef file(new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(iPath), iChannels, iBits,
+                                          iRate, iTimeStamp, 0));
+    file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+    return file;
+}
+
+inline FF_AudioFileRef OpenFile(const std::string& iPath, Cmn_Store::EOpenFlag iFlag)
+{
+    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(iPath)));
+    file->Open(iFlag);
+    return file;
+}
+
 // A new WAVE file with these samples (native order, two's complement), flushed and closed.
 inline void MakeWave(const std::string& iPath, int16_t iChannels, int16_t iBits,
                      const Bytes& iSamples, int32_t iRate = 48000)
 {
-    FF_AudioFileRef file(
-        new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(iPath), iChannels, iBits, iRate, 0, 0));
-    file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+    FF_AudioFileRef file = NewWave(iPath, iChannels, iBits, iRate);
     Bytes copy = iSamples;
     file->Write(copy.data(), int64_t(copy.size()) / (iChannels * iBits / 8));
     file->Flush();
     file->Close();
 }
 
+struct ChunkPlace
+{
+    std::string mID;
+    size_t mStart, mSize; // of the chunk's data
+};
+
+// The chunks of a RIFF image, in file order.
+inline std::vector<ChunkPlace> Chunks(const Bytes& iBytes)
+{
+    std::vector<ChunkPlace> chunks;
+    for (size_t p = 12; p + 8 <= iBytes.size();)
+    {
+        const uint32_t size = uint32_t(iBytes[p + 4]) | uint32_t(iBytes[p + 5]) << 8 |
+                              uint32_t(iBytes[p + 6]) << 16 | uint32_t(iBytes[p + 7]) << 24;
+        chunks.push_back({std::string(reinterpret_cast<const char*>(&iBytes[p]), 4), p + 8, size});
+        p += 8 + size + (size % 2);
+    }
+    return chunks;
+}
+
 // Where the "data" chunk's samples start in a RIFF image, and their size (0, 0 if none).
 inline std::pair<size_t, size_t> FindData(const Bytes& iBytes)
 {
-    size_t p = 12;
-    while (p + 8 <= iBytes.size())
-    {
-        const uint32_t size = uint32_t(iBytes[p + 4]) | uint32_t(iBytes[p + 5]) << 8 |
-                              uint32_t(iBytes[p + 6]) << 16 | uint32_t(iBytes[p + 7]) << 24;
-        if (std::memcmp(&iBytes[p], "data", 4) == 0)
-            return {p + 8, size};
-        p += 8 + size + (size % 2);
-    }
+    for (const ChunkPlace& c : Chunks(iBytes))
+        if (c.mID == "data")
+            return {c.mStart, c.mSize};
     return {0, 0};
 }
 
-// The ids of the chunks of a RIFF image, in file order.
 inline std::vector<std::string> ChunkIDs(const Bytes& iBytes)
 {
     std::vector<std::string> ids;
-    size_t p = 12;
-    while (p + 8 <= iBytes.size())
-    {
-        ids.emplace_back(reinterpret_cast<const char*>(&iBytes[p]), 4);
-        const uint32_t size = uint32_t(iBytes[p + 4]) | uint32_t(iBytes[p + 5]) << 8 |
-                              uint32_t(iBytes[p + 6]) << 16 | uint32_t(iBytes[p + 7]) << 24;
-        p += 8 + size + (size % 2);
-    }
+    for (const ChunkPlace& c : Chunks(iBytes))
+        ids.push_back(c.mID);
     return ids;
+}
+
+// Damaged copies of a file: every truncation (the first iGood.size() of them), then for each
+// byte one copy per mask that iMasks gives for it, the byte xor-ed with the mask.
+inline std::vector<Bytes> DamagedCopies(const Bytes& iGood,
+                                        const std::function<std::vector<uint8_t>(size_t)>& iMasks)
+{
+    std::vector<Bytes> copies;
+    for (size_t length = 0; length < iGood.size(); ++length)
+        copies.emplace_back(iGood.begin(), iGood.begin() + std::ptrdiff_t(length));
+    for (size_t at = 0; at < iGood.size(); ++at)
+        for (const uint8_t mask : iMasks(at))
+        {
+            copies.push_back(iGood);
+            copies.back()[at] ^= mask;
+        }
+    return copies;
+}
+
+// Fuzz seeds, written to the folder named by MIRAFILE_WRITE_FUZZ_SEEDS when it is set; each
+// must be small.
+inline void WriteFuzzSeeds(const std::vector<std::pair<std::string, Bytes>>& iSeeds)
+{
+    for (const auto& [name, bytes] : iSeeds)
+        EXPECT_LT(bytes.size(), 4096u) << name;
+    if (const char* folder = std::getenv("MIRAFILE_WRITE_FUZZ_SEEDS"))
+    {
+        std::filesystem::create_directories(folder);
+        for (const auto& [name, bytes] : iSeeds)
+            WriteBytes(std::string(folder) + "/" + name, bytes);
+    }
 }

@@ -105,13 +105,6 @@ Picture DecodePng(const std::vector<uint8_t>& iBytes)
     return picture;
 }
 
-std::vector<uint8_t> ReadAll(const std::string& iPath)
-{
-    std::ifstream in(iPath, std::ios::binary);
-    return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)),
-                                std::istreambuf_iterator<char>());
-}
-
 class Cmd_Overview : public testing::Test
 {
 protected:
@@ -208,7 +201,7 @@ TEST_F(Cmd_Overview, DrawsEachColumnFromTheOverview)
         "overview '" + path + "' --png '" + png + "' --width 400 --height 118", mDir.Path());
     ASSERT_EQ(r.mStatus, 0) << r.mErr;
     EXPECT_FALSE(std::filesystem::exists(png + ".part"));
-    const Picture picture = DecodePng(ReadAll(png));
+    const Picture picture = DecodePng(ReadBytes(png));
     ASSERT_EQ(picture.mWidth, 400u);
     ASSERT_EQ(picture.mHeight, 118u);
     ASSERT_EQ(picture.mRows.size(), 118u);

@@ -2,7 +2,6 @@
 // fail to read and duplicates (skipped, and reported by Print), unreadable files, crashes,
 // and misuse of a closed cache.
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <iterator>
 #include <random>
@@ -23,22 +22,9 @@
 namespace
 {
 using Cache = FF_AudioOverviewCacheOld;
-using Bytes = std::vector<unsigned char>;
 
 const std::string cSkipText = " ************** Exception while streaming in cache entry";
 const std::string cDuplicateText = "****DUPLICATE!*** :";
-
-Bytes ReadFileBytes(const std::string& iPath)
-{
-    std::ifstream in(iPath, std::ios::binary);
-    return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-void WriteFileBytes(const std::string& iPath, const Bytes& iBytes)
-{
-    std::ofstream out(iPath, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(iBytes.data()), std::streamsize(iBytes.size()));
-}
 
 Cache::OverviewKey Key(int32_t iN)
 {
@@ -57,13 +43,7 @@ FF_AudioOverview Payload(int32_t iSize, uint32_t iSeed)
     return overview;
 }
 
-std::vector<int8_t> Found(Cache& ioCache, const Cache::OverviewKey& iKey)
-{
-    FF_AudioOverview overview;
-    if (!ioCache.Find(iKey, &overview))
-        return {int8_t(99)}; // no payload of the tests is one byte long
-    return Test_Bytes(overview);
-}
+constexpr auto Found = Test_Found<Cache>;
 
 std::string Printed(const std::string& iPath)
 {
@@ -260,42 +240,29 @@ TEST(FF_AudioOverviewCacheOld, UnreadableFilesAreReportedOrRebuilt)
     struct Case
     {
         const char* mName;
-        std::function<void()> mMake;
+        const char* mType;                // of the document; none: not a document
+        std::vector<unsigned char> mList; // the list stream; {1}: none
     };
     const Case cases[] = {
-        {"not a document", [&] { WriteFileBytes(path, Bytes(100, 'x')); }},
-        {"another type",
-         [&]
-         {
-             FF_Document doc(Sys_FileLoc(path), "OvrW", Cache::cCreator);
-             doc.Open(Cmn_Store::eOpenFlag_OpenCreate);
-         }},
-        {"no list",
-         [&]
-         {
-             FF_Document doc(Sys_FileLoc(path), Cache::cFileType, Cache::cCreator);
-             doc.Open(Cmn_Store::eOpenFlag_OpenCreate);
-         }},
-        {"the list's count lies",
-         [&]
-         {
-             FF_Document doc(Sys_FileLoc(path), Cache::cFileType, Cache::cCreator);
-             doc.Open(Cmn_Store::eOpenFlag_OpenCreate);
-             const unsigned char count[4] = {0, 0, 1, 0};
-             doc.WriteStream(Cache::cListKey, count, 4);
-         }},
-        {"an empty list stream",
-         [&]
-         {
-             FF_Document doc(Sys_FileLoc(path), Cache::cFileType, Cache::cCreator);
-             doc.Open(Cmn_Store::eOpenFlag_OpenCreate);
-             doc.WriteStream(Cache::cListKey, nullptr, 0);
-         }},
+        {"not a document", nullptr, {}},
+        {"another type", "OvrW", {1}},
+        {"no list", Cache::cFileType, {1}},
+        {"the list's count lies", Cache::cFileType, {0, 0, 1, 0}},
+        {"an empty list stream", Cache::cFileType, {}},
+    };
+    const auto make = [&](const Case& c)
+    {
+        if (!c.mType)
+            return WriteBytes(path, Bytes(100, 'x'));
+        FF_Document doc(Sys_FileLoc(path), c.mType, Cache::cCreator);
+        doc.Open(Cmn_Store::eOpenFlag_OpenCreate);
+        if (c.mList != Bytes{1})
+            doc.WriteStream(Cache::cListKey, c.mList.data(), int64_t(c.mList.size()));
     };
     for (const Case& c : cases)
     {
         SCOPED_TRACE(c.mName);
-        c.mMake();
+        make(c);
         Cache cache{Sys_FileLoc(path)};
         EXPECT_TRUE(Test_ThrowsL10N([&] { cache.Open(Cmn_Store::eOpenFlag_OpenForRead); }, 0, 54));
         EXPECT_FALSE(cache.IsOpen());
@@ -338,53 +305,14 @@ TEST(FF_AudioOverviewCacheOld, DamagedFilesAreReadOrRebuilt)
         for (int32_t n = 1; n <= 3; ++n)
             cache.Append(Key(n), Payload(4 * n, uint32_t(n)));
     }
-    const Bytes bytes = ReadFileBytes(good);
-    std::vector<Bytes> variants;
-    for (size_t length = 0; length < bytes.size(); ++length)
-        variants.emplace_back(bytes.begin(), bytes.begin() + std::ptrdiff_t(length));
+    const Bytes bytes = ReadBytes(good);
     std::mt19937 random(11);
-    for (size_t at = 0; at < bytes.size(); ++at)
-    {
-        variants.push_back(bytes);
-        variants.back()[at] ^= uint8_t(1u << (random() % 8));
-    }
-    const std::string bad = dir.Path() + "/Bad";
-    int32_t rebuilt = 0, readable = 0;
-    for (size_t v = 0; v < variants.size(); ++v)
-    {
-        SCOPED_TRACE("variant " + std::to_string(v));
-        WriteFileBytes(bad, variants[v]);
-        {
-            Cache reading{Sys_FileLoc(bad)};
-            try
-            {
-                reading.Open(Cmn_Store::eOpenFlag_OpenForRead);
-            }
-            catch (const Cmn_Exception&)
-            {
-                EXPECT_FALSE(reading.IsOpen());
-            }
-        }
-        Printed(bad);
-        Cache cache{Sys_FileLoc(bad)};
-        ASSERT_NO_THROW(cache.Open(Cmn_Store::eOpenFlag_OpenForWrite));
-        if (cache.WasRebuilt())
-            ++rebuilt;
-        else
-        {
-            ++readable;
-            EXPECT_GE(v, bytes.size()) << "a cut cache is never taken for whole";
-            for (const Cache::Entry& entry : cache.GetEntries())
-                EXPECT_EQ(Found(cache, entry.mKey).size(), size_t(entry.mOverviewSize));
-        }
-        cache.Append(Key(9), Payload(4, 9));
-        cache.Close();
-        Cache again{Sys_FileLoc(bad)};
-        again.Open(Cmn_Store::eOpenFlag_OpenForRead);
-        EXPECT_EQ(Found(again, Key(9)), Test_Bytes(Payload(4, 9)));
-    }
-    EXPECT_GT(rebuilt, 0);
-    EXPECT_GT(readable, 0);
+    const std::vector<Bytes> copies = DamagedCopies(
+        bytes, [&](size_t) { return std::vector<uint8_t>{uint8_t(1u << (random() % 8))}; });
+    Test_OpenDamagedCaches<Cache>(
+        dir.Path() + "/Bad", copies, bytes.size(), 3,
+        [](Cache& ioCache) { ioCache.Append(Key(9), Payload(4, 9)); }, Key(9),
+        Test_Bytes(Payload(4, 9)));
 }
 
 TEST(FF_AudioOverviewCacheOld, ACrashBetweenAppendAndFlushKeepsTheLastFlushedCache)
@@ -400,7 +328,7 @@ TEST(FF_AudioOverviewCacheOld, ACrashBetweenAppendAndFlushKeepsTheLastFlushedCac
         EXPECT_FALSE(cache.IsDirty());
         cache.Append(Key(2), Payload(12, 2));
         cache.Append(Key(1), Payload(14, 3));
-        WriteFileBytes(crashed, ReadFileBytes(path));
+        WriteBytes(crashed, ReadBytes(path));
     }
     Cache cache{Sys_FileLoc(crashed)};
     cache.Open(Cmn_Store::eOpenFlag_OpenForWrite);
@@ -447,27 +375,20 @@ TEST(FF_AudioOverviewCacheOld, FuzzSeedsAreSmallAndOpen)
             for (int32_t n = 0; n < entries; ++n)
                 cache.Append(Key(n), Payload(2 + 2 * n, uint32_t(n)));
         }
-        seeds.emplace_back("entries-" + std::to_string(entries), ReadFileBytes(path));
+        seeds.emplace_back("entries-" + std::to_string(entries), ReadBytes(path));
         Cache cache{Sys_FileLoc(path)};
         cache.Open(Cmn_Store::eOpenFlag_OpenForRead);
         EXPECT_EQ(cache.GetNumEntries(), size_t(entries));
     }
     const Bytes three = seeds.back().second;
     WriteCrafted(path, {{0, 0}, {1, 1, EDamage::eComponentCountLies}, {0, 2}});
-    seeds.emplace_back("bad-entry-and-duplicate", ReadFileBytes(path));
+    seeds.emplace_back("bad-entry-and-duplicate", ReadBytes(path));
     WriteCrafted(path, {{0, 0}, {1, 1, EDamage::eBadMagic}});
-    seeds.emplace_back("bad-entry-magic", ReadFileBytes(path));
+    seeds.emplace_back("bad-entry-magic", ReadBytes(path));
     seeds.emplace_back("bad-truncated", Bytes(three.begin(), three.end() - 5));
     Bytes type = three;
     type[12] = 'X';
     seeds.emplace_back("bad-type", type);
-    for (const auto& [name, bytes] : seeds)
-        EXPECT_LT(bytes.size(), 4096u) << name;
-    if (const char* folder = std::getenv("MIRAFILE_WRITE_FUZZ_SEEDS"))
-    {
-        std::filesystem::create_directories(folder);
-        for (const auto& [name, bytes] : seeds)
-            WriteFileBytes(std::string(folder) + "/" + name, bytes);
-    }
+    WriteFuzzSeeds(seeds);
 }
 } // namespace

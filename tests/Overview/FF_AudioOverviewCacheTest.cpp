@@ -2,7 +2,6 @@
 // random workload checked against a model.
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <random>
 #include <sstream>
@@ -20,19 +19,6 @@
 namespace
 {
 using Cache = FF_AudioOverviewCache;
-using Bytes = std::vector<unsigned char>;
-
-Bytes ReadFileBytes(const std::string& iPath)
-{
-    std::ifstream in(iPath, std::ios::binary);
-    return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-void WriteFileBytes(const std::string& iPath, const Bytes& iBytes)
-{
-    std::ofstream out(iPath, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(iBytes.data()), std::streamsize(iBytes.size()));
-}
 
 Cache::OverviewKey Key(const std::string& iDir, int32_t iN)
 {
@@ -53,13 +39,7 @@ FF_AudioOverview Payload(int32_t iSize, uint32_t iSeed)
     return overview;
 }
 
-std::vector<int8_t> Found(Cache& ioCache, const Cache::OverviewKey& iKey)
-{
-    FF_AudioOverview overview;
-    if (!ioCache.Find(iKey, &overview))
-        return {int8_t(99)}; // no payload of the tests is one byte long
-    return Test_Bytes(overview);
-}
+constexpr auto Found = Test_Found<Cache>;
 
 TEST(FF_AudioOverviewCache, FlushedCacheGivesTheSameBytesAfterReopening)
 {
@@ -78,7 +58,7 @@ TEST(FF_AudioOverviewCache, FlushedCacheGivesTheSameBytesAfterReopening)
         cache.Close();
     }
     // The file as the layout says: header, payloads, index, nothing after it.
-    const Bytes bytes = ReadFileBytes(loc.GetFullPath());
+    const Bytes bytes = ReadBytes(loc.GetFullPath());
     ASSERT_GE(bytes.size(), size_t(Cache::cHeaderSize + 26));
     EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 6), "DOVCHC");
     EXPECT_EQ(std::string(bytes.begin() + Cache::cHeaderSize + 26,
@@ -182,7 +162,7 @@ TEST(FF_AudioOverviewCache, ACrashBetweenAddAndFlushLeadsToARebuiltCache)
         cache.Flush();
         cache.Add(Key(dir.Path(), 2), Payload(30, 2));
         // What the disk holds if the process dies now.
-        WriteFileBytes(crashed, ReadFileBytes(path));
+        WriteBytes(crashed, ReadBytes(path));
         cache.Close(); // flushes: the cache itself is fine
     }
     {
@@ -193,7 +173,7 @@ TEST(FF_AudioOverviewCache, ACrashBetweenAddAndFlushLeadsToARebuiltCache)
         EXPECT_TRUE(cache.WasRebuilt());
         EXPECT_EQ(cache.GetNumEntries(), 0u);
         cache.Close();
-        EXPECT_EQ(ReadFileBytes(crashed).size(), size_t(Cache::cHeaderSize + 16))
+        EXPECT_EQ(ReadBytes(crashed).size(), size_t(Cache::cHeaderSize + 16))
             << "an empty cache: header and an empty index";
     }
     Cache cache{Sys_FileLoc(path)};
@@ -233,64 +213,17 @@ TEST(FF_AudioOverviewCache, BadBytesAreRebuiltOrReported)
         }
         cache.Close();
     }
-    const Bytes bytes = ReadFileBytes(good);
-    std::vector<Bytes> variants;
-    for (size_t length = 0; length < bytes.size(); ++length)
-        variants.emplace_back(bytes.begin(), bytes.begin() + std::ptrdiff_t(length));
+    const Bytes bytes = ReadBytes(good);
     std::mt19937 random(5);
-    for (size_t at = 0; at < bytes.size(); ++at)
-    {
-        Bytes flipped = bytes;
-        flipped[at] ^= uint8_t(1u << (random() % 8));
-        variants.push_back(flipped);
-        Bytes big = bytes;
-        big[at] = 0x7F;
-        variants.push_back(big);
-    }
-    const std::string bad = dir.Path() + "/Bad";
-    int32_t rebuilt = 0, readable = 0;
-    for (size_t v = 0; v < variants.size(); ++v)
-    {
-        SCOPED_TRACE("variant " + std::to_string(v));
-        WriteFileBytes(bad, variants[v]);
-        {
-            Cache reading{Sys_FileLoc(bad)};
-            try
-            {
-                reading.Open(Cmn_Store::eOpenFlag_OpenForRead);
-                reading.Close();
-            }
-            catch (const Cmn_Exception&)
-            {
-                EXPECT_FALSE(reading.IsOpen());
-            }
-        }
-        Cache cache{Sys_FileLoc(bad)};
-        ASSERT_NO_THROW(cache.Open(Cmn_Store::eOpenFlag_OpenForWrite));
-        if (cache.WasRebuilt())
-        {
-            ++rebuilt;
-            EXPECT_EQ(cache.GetNumEntries(), 0u);
-        }
-        else
-        {
-            ++readable;
-            EXPECT_GE(v, bytes.size()) << "a cut cache is never taken for whole";
-            // A flipped payload byte, or a flipped key or size that still fits the layout,
-            // cannot be told without a checksum; what is read must hold together.
-            EXPECT_LE(cache.GetNumEntries(), model.size());
-            for (const Cache::Entry& entry : cache.GetEntries())
-                EXPECT_EQ(Found(cache, entry.mKey).size(), size_t(entry.mOverviewSize));
-        }
-        // Whatever it was, it is usable now.
-        cache.Add(Key(dir.Path(), 9), Payload(4, 9));
-        cache.Close();
-        Cache again{Sys_FileLoc(bad)};
-        again.Open(Cmn_Store::eOpenFlag_OpenForRead);
-        EXPECT_EQ(Found(again, Key(dir.Path(), 9)), Test_Bytes(Payload(4, 9)));
-    }
-    EXPECT_GT(rebuilt, 0);
-    EXPECT_GT(readable, 0);
+    const std::vector<Bytes> copies = DamagedCopies(
+        bytes,
+        [&](size_t at) {
+            return std::vector<uint8_t>{uint8_t(1u << (random() % 8)), uint8_t(bytes[at] ^ 0x7F)};
+        });
+    Test_OpenDamagedCaches<Cache>(
+        dir.Path() + "/Bad", copies, bytes.size(), model.size(),
+        [&](Cache& ioCache) { ioCache.Add(Key(dir.Path(), 9), Payload(4, 9)); }, Key(dir.Path(), 9),
+        Test_Bytes(Payload(4, 9)));
 }
 
 // Writes that fail while a cache is flushed: the error is thrown, and the disk then holds a
@@ -326,7 +259,7 @@ TEST(FF_AudioOverviewCache, FailedWritesLeaveACacheThatIsReadableOrRebuilt)
                 threw = true;
             }
             Sys_FilePosix::SetFault(Sys_FilePosix::eFault_Write, 0, 0);
-            WriteFileBytes(snapshot, ReadFileBytes(path)); // as a crash would leave it
+            WriteBytes(snapshot, ReadBytes(path)); // as a crash would leave it
         }
         EXPECT_EQ(threw, nth <= 4) << "two payloads, the index, the header";
         Cache cache{Sys_FileLoc(snapshot)};
@@ -406,7 +339,7 @@ TEST(FF_AudioOverviewCache, ARandomWorkloadAgreesWithAModel)
     cache->Close();
     // Payloads only ever appended where they did not fit: the file holds the header, every
     // appended payload and the index, nothing more.
-    const Bytes bytes = ReadFileBytes(loc.GetFullPath());
+    const Bytes bytes = ReadBytes(loc.GetFullPath());
     Cache reader(loc);
     reader.Open(Cmn_Store::eOpenFlag_OpenForRead);
     EXPECT_EQ(reader.GetIndexPosition(), Cache::cHeaderSize + appended);
@@ -474,7 +407,7 @@ TEST(FF_AudioOverviewCache, FuzzSeedsAreSmallAndOpen)
                 cache.Add(Key("/tmp", n), Payload(2 + 2 * n, uint32_t(n)));
             cache.Close();
         }
-        seeds.emplace_back("entries-" + std::to_string(entries), ReadFileBytes(path));
+        seeds.emplace_back("entries-" + std::to_string(entries), ReadBytes(path));
         Cache cache{Sys_FileLoc(path)};
         cache.Open(Cmn_Store::eOpenFlag_OpenForRead);
         EXPECT_EQ(cache.GetNumEntries(), size_t(entries));
@@ -487,13 +420,6 @@ TEST(FF_AudioOverviewCache, FuzzSeedsAreSmallAndOpen)
     Bytes position = three;
     position[12] = 0x7F; // the index position's high byte
     seeds.emplace_back("bad-index-position", position);
-    for (const auto& [name, bytes] : seeds)
-        EXPECT_LT(bytes.size(), 4096u) << name;
-    if (const char* folder = std::getenv("MIRAFILE_WRITE_FUZZ_SEEDS"))
-    {
-        std::filesystem::create_directories(folder);
-        for (const auto& [name, bytes] : seeds)
-            WriteFileBytes(std::string(folder) + "/" + name, bytes);
-    }
+    WriteFuzzSeeds(seeds);
 }
 } // namespace

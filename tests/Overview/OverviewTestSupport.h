@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <numbers>
 #include <random>
 #include <stdexcept>
@@ -19,6 +20,7 @@
 #include "FF/Audio/Processing/FF_AudioProcessChain.h"
 #include "FF/Audio/Processing/FF_AudioProcessUtils.h"
 #include "FF/Audio/Processing/FF_AudioSampleAccess.h"
+#include "FF/FF_TestSupport.h"
 #include "Sys_FileLoc.h"
 #include "Sys_ProcessBlocker.h"
 
@@ -41,22 +43,13 @@ inline Test_Channels Test_MakeSamples(int32_t iBits, int16_t iChannels, int64_t 
     for (int16_t c = 0; c < iChannels; ++c)
         for (int64_t k = 0; k < iLength; ++k)
         {
-            int32_t v;
-            switch ((k / 300 + c) % 4)
-            {
-            case 0:
-                v = any(random);
-                break;
-            case 1:
-                v = int32_t(-full - 1 + (int64_t(k % 300) * 2 * full) / 299);
-                break;
-            case 2:
-                v = 0;
-                break;
-            default:
-                v = int32_t(std::lround(full * 0.3 * std::sin(double(k) * 0.05 * (c + 1))));
-                break;
-            }
+            const int64_t kind = (k / 300 + c) % 4;
+            const int32_t v =
+                kind == 0   ? any(random)
+                : kind == 1 ? int32_t(-full - 1 + (int64_t(k % 300) * 2 * full) / 299)
+                : kind == 2
+                    ? 0
+                    : int32_t(std::lround(full * 0.3 * std::sin(double(k) * 0.05 * (c + 1))));
             channels[size_t(c)][size_t(k)] = v;
         }
     return channels;
@@ -200,4 +193,68 @@ inline std::vector<int32_t> Test_Mix(const Test_Channels& iChannels, int32_t iBi
         mix[k] = int32_t(v >= max ? max : v < -max ? -max - 1 : v);
     }
     return mix;
+}
+
+// What a cache finds for a key: the overview's bytes, or {99} when it finds nothing (no
+// payload of the tests is one byte long).
+template <class Cache>
+std::vector<int8_t> Test_Found(Cache& ioCache, const typename Cache::OverviewKey& iKey)
+{
+    FF_AudioOverview overview;
+    if (!ioCache.Find(iKey, &overview))
+        return {int8_t(99)};
+    return Test_Bytes(overview);
+}
+
+// Each damaged copy of a cache file (DamagedCopies: the first iWholeSize are cuts) opened for
+// reading gives the cache or the family's exception; opened for writing, it gives the cache,
+// never a cut one taken for whole, or an empty rebuilt one. What is read holds together, and
+// what iStore stores afterwards under iStoredKey is found again after reopening.
+template <class Cache>
+void Test_OpenDamagedCaches(const std::string& iPath, const std::vector<Bytes>& iCopies,
+                            size_t iWholeSize, size_t iMaxEntries,
+                            const std::function<void(Cache&)>& iStore,
+                            const typename Cache::OverviewKey& iStoredKey,
+                            const std::vector<int8_t>& iStoredBytes)
+{
+    int32_t rebuilt = 0, readable = 0;
+    for (size_t v = 0; v < iCopies.size(); ++v)
+    {
+        SCOPED_TRACE("copy " + std::to_string(v));
+        WriteBytes(iPath, iCopies[v]);
+        {
+            Cache reading{Sys_FileLoc(iPath)};
+            try
+            {
+                reading.Open(Cmn_Store::eOpenFlag_OpenForRead);
+                reading.Close();
+            }
+            catch (const Cmn_Exception&)
+            {
+                EXPECT_FALSE(reading.IsOpen());
+            }
+        }
+        Cache cache{Sys_FileLoc(iPath)};
+        ASSERT_NO_THROW(cache.Open(Cmn_Store::eOpenFlag_OpenForWrite));
+        if (cache.WasRebuilt())
+        {
+            ++rebuilt;
+            EXPECT_EQ(cache.GetNumEntries(), 0u);
+        }
+        else
+        {
+            ++readable;
+            EXPECT_GE(v, iWholeSize) << "a cut cache is never taken for whole";
+            EXPECT_LE(cache.GetNumEntries(), iMaxEntries);
+            for (const auto& entry : cache.GetEntries())
+                EXPECT_EQ(Test_Found(cache, entry.mKey).size(), size_t(entry.mOverviewSize));
+        }
+        iStore(cache);
+        cache.Close();
+        Cache again{Sys_FileLoc(iPath)};
+        again.Open(Cmn_Store::eOpenFlag_OpenForRead);
+        EXPECT_EQ(Test_Found(again, iStoredKey), iStoredBytes);
+    }
+    EXPECT_GT(rebuilt, 0);
+    EXPECT_GT(readable, 0);
 }
