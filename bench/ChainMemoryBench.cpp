@@ -17,8 +17,8 @@
 #include <new>
 #include <sys/resource.h>
 
-#include "FF/Audio/Processing/FF_AudioProcessChain.h"
-#include "FF/Audio/Processing/FF_AudioProcessUtils.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessChain.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "Sys_ProcessBlocker.h"
 
 namespace

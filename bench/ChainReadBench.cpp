@@ -28,9 +28,9 @@
 #include <vector>
 
 #include "FF/Audio/FF_AudioFile.h"
-#include "FF/Audio/Processing/FF_AudioProcessChain.h"
-#include "FF/Audio/Processing/FF_AudioProcessReadFiles.h"
-#include "FF/Audio/Processing/FF_AudioProcessUtils.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessChain.h"
+#include "FF/Audio/Processing/Read/FF_AudioProcessReadFiles.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "Sys_Event.h"
 #include "Sys_FileLoc.h"
 

@@ -18,10 +18,10 @@
 #include <vector>
 
 #include "FF/Audio/FF_AudioFile.h"
-#include "FF/Audio/Processing/FF_AudioOverviewCache.h"
-#include "FF/Audio/Processing/FF_AudioOverviewMgr.h"
-#include "FF/Audio/Processing/FF_AudioOverviewUtils.h"
-#include "FF/Audio/Processing/FF_AudioProcessDecimateWaveform.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewCache.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
+#include "FF/Audio/Processing/Overview/FF_AudioProcessDecimateWaveform.h"
 #include "Sys_FileLoc.h"
 
 namespace

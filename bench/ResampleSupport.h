@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "FF/Audio/Processing/FF_AudioProcessBlock.h"
-#include "FF/Audio/Processing/FF_AudioProcessSRC.h"
-#include "FF/Audio/Processing/FF_AudioSampleAccess.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessBlock.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessSRC.h"
+#include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
 
 namespace resample
 {

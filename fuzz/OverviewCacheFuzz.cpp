@@ -17,8 +17,8 @@
 #include <unistd.h>
 
 #include "Cmn_Exception.h"
-#include "FF/Audio/Processing/FF_AudioOverviewCache.h"
-#include "FF/Audio/Processing/FF_AudioOverviewMgr.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewCache.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 
 namespace
 {

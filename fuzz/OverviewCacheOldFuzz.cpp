@@ -19,8 +19,8 @@
 #include <unistd.h>
 
 #include "Cmn_Exception.h"
-#include "FF/Audio/Processing/FF_AudioOverviewCacheOld.h"
-#include "FF/Audio/Processing/FF_AudioOverviewMgr.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewCacheOld.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 
 namespace
 {

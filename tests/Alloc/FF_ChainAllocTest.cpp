@@ -17,7 +17,7 @@
 
 #include "Chain/ChainTestStages.h"
 #include "FF/Audio/FF_AudioFile.h"
-#include "FF/Audio/Processing/FF_AudioProcessReadFiles.h"
+#include "FF/Audio/Processing/Read/FF_AudioProcessReadFiles.h"
 #include "FF/FF_TestSupport.h"
 #include "Sys_Event.h"
 #include "Sys_ProcessBlocker.h"

@@ -15,9 +15,9 @@
 
 #include <gtest/gtest.h>
 
-#include "FF/Audio/Processing/FF_AudioProcess.h"
-#include "FF/Audio/Processing/FF_AudioProcessChain.h"
-#include "FF/Audio/Processing/FF_AudioProcessUtils.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcess.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessChain.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 
 constexpr int32_t cTest_Ended =
     Sys_Task::eStatus_Aborted | Sys_Task::eStatus_Failed | Sys_Task::eStatus_Complete;

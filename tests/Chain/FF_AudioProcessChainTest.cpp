@@ -3,8 +3,8 @@
 #include <thread>
 
 #include "ChainTestStages.h"
-#include "FF/Audio/Processing/FF_AudioProcessChain.h"
-#include "FF/Audio/Processing/FF_AudioProcessUtils.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessChain.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "TestSupport.h"
 
 namespace

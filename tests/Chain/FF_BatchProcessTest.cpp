@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "ChainTestStages.h"
-#include "FF/Audio/Processing/FF_AudioProcessUtils.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/FF_BatchProcess.h"
 #include "FF/FF_PostProcess.h"
 #include "TestSupport.h"

@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include "Convert/ConvertTestSupport.h"
-#include "FF/Audio/Processing/FF_AudioFileUtils.h"
+#include "FF/Audio/Processing/Jobs/FF_AudioFileUtils.h"
 #include "ToolRunner.h"
 
 namespace

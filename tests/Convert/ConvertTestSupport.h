@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "FF/Audio/FF_AudioFile.h"
-#include "FF/Audio/Processing/FF_AudioSampleAccess.h"
+#include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
 #include "Sys_FileLoc.h"
 #include "TestSupport.h"
 

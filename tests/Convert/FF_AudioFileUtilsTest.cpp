@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "Convert/ConvertTestSupport.h"
-#include "FF/Audio/Processing/FF_AudioFileComparator.h"
-#include "FF/Audio/Processing/FF_AudioFileUtils.h"
+#include "FF/Audio/Processing/Jobs/FF_AudioFileComparator.h"
+#include "FF/Audio/Processing/Jobs/FF_AudioFileUtils.h"
 
 namespace
 {

@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "Convert/ConvertTestSupport.h"
-#include "FF/Audio/Processing/FF_AudioProcessConvertAudioFile.h"
-#include "FF/Audio/Processing/FF_AudioProcessConvertAudioFileConstructor.h"
-#include "FF/Audio/Processing/FF_AudioProcessConvertConstructor.h"
-#include "FF/Audio/Processing/FF_AudioProcessRequantize.h"
+#include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertAudioFile.h"
+#include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertAudioFileConstructor.h"
+#include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertConstructor.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessRequantize.h"
 #include "Sys_FileUtils.h"
 
 namespace

@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "FF/Audio/Processing/FF_AudioOverviewUtils.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
 #include "OverviewTestSupport.h"
 #include "TestSupport.h"
 #include "ToolRunner.h"

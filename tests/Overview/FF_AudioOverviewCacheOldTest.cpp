@@ -11,8 +11,8 @@
 
 #include <gtest/gtest.h>
 
-#include "FF/Audio/Processing/FF_AudioOverviewCacheOld.h"
-#include "FF/Audio/Processing/FF_AudioOverviewMgr.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewCacheOld.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "FF/FF_Document.h"
 #include "OverviewTestSupport.h"
 #include "Sys_FileUtils.h"

@@ -10,8 +10,8 @@
 
 #include <gtest/gtest.h>
 
-#include "FF/Audio/Processing/FF_AudioOverviewCache.h"
-#include "FF/Audio/Processing/FF_AudioOverviewMgr.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewCache.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "OverviewTestSupport.h"
 #include "Sys_FilePosix.h"
 #include "TestSupport.h"

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "FF/Audio/Processing/FF_AudioOverview.h"
-#include "FF/Audio/Processing/FF_AudioOverviewMgr.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverview.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "TestSupport.h"
 
 namespace

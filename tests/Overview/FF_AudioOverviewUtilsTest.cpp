@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "FF/Audio/Processing/FF_AudioOverviewMgr.h"
-#include "FF/Audio/Processing/FF_AudioOverviewUtils.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
 #include "OverviewTestSupport.h"
 #include "TestSupport.h"
 

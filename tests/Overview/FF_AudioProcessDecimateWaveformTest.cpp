@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 
 #include "Chain/ChainTestStages.h"
-#include "FF/Audio/Processing/FF_AudioOverviewMgr.h"
-#include "FF/Audio/Processing/FF_AudioProcessDecimateWaveform.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
+#include "FF/Audio/Processing/Overview/FF_AudioProcessDecimateWaveform.h"
 #include "OverviewTestSupport.h"
 #include "TestSupport.h"
 

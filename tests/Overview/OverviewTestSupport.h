@@ -15,11 +15,11 @@
 #include <gtest/gtest.h>
 
 #include "FF/Audio/FF_AudioFile.h"
-#include "FF/Audio/Processing/FF_AudioOverview.h"
-#include "FF/Audio/Processing/FF_AudioProcess.h"
-#include "FF/Audio/Processing/FF_AudioProcessChain.h"
-#include "FF/Audio/Processing/FF_AudioProcessUtils.h"
-#include "FF/Audio/Processing/FF_AudioSampleAccess.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverview.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcess.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessChain.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
+#include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
 #include "FF/FF_TestSupport.h"
 #include "Sys_FileLoc.h"
 #include "Sys_ProcessBlocker.h"

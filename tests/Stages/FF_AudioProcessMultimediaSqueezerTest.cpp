@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <numbers>
 
-#include "FF/Audio/Processing/FF_AudioProcessMultimediaSqueezer.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessMultimediaSqueezer.h"
 #include "StagesTestSupport.h"
 #include "TestSupport.h"
 

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 #include <stdexcept>
 
-#include "FF/Audio/Processing/FF_AudioProcessRequantize.h"
-#include "FF/Audio/Processing/FF_AudioRandom.h"
-#include "FF/Audio/Processing/FF_DitherAndOrNoiseShape.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessRequantize.h"
+#include "FF/Audio/Processing/Stages/FF_AudioRandom.h"
+#include "FF/Audio/Processing/Stages/FF_DitherAndOrNoiseShape.h"
 #include "StagesTestSupport.h"
 #include "TestSupport.h"
 

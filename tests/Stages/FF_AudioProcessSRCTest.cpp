@@ -5,9 +5,9 @@
 #include <random>
 #include <tuple>
 
-#include "FF/Audio/Processing/FF_AudioProcessSRC.h"
-#include "FF/Audio/Processing/FF_AudioRandom.h"
-#include "FF/Audio/Processing/FF_SincKernel.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessSRC.h"
+#include "FF/Audio/Processing/Stages/FF_AudioRandom.h"
+#include "FF/Audio/Processing/Stages/FF_SincKernel.h"
 #include "StagesTestSupport.h"
 #include "TestSupport.h"
 

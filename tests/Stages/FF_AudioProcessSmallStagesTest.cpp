@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
-#include "FF/Audio/Processing/FF_AudioProcessByteSwapper.h"
-#include "FF/Audio/Processing/FF_AudioProcessGain.h"
-#include "FF/Audio/Processing/FF_AudioProcessMixer.h"
-#include "FF/Audio/Processing/FF_AudioProcessSplitter.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessByteSwapper.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessGain.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessMixer.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessSplitter.h"
 #include "StagesTestSupport.h"
 #include "TestSupport.h"
 

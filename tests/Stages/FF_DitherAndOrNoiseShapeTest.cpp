@@ -5,9 +5,9 @@
 #include <random>
 #include <stdexcept>
 
-#include "FF/Audio/Processing/FF_AudioProcessRequantize.h"
-#include "FF/Audio/Processing/FF_AudioRandom.h"
-#include "FF/Audio/Processing/FF_DitherAndOrNoiseShape.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessRequantize.h"
+#include "FF/Audio/Processing/Stages/FF_AudioRandom.h"
+#include "FF/Audio/Processing/Stages/FF_DitherAndOrNoiseShape.h"
 #include "StagesTestSupport.h"
 #include "TestSupport.h"
 

@@ -2,17 +2,17 @@
 // samples as the stages called by hand on the whole stream as one block.
 #include <gtest/gtest.h>
 
-#include "FF/Audio/Processing/FF_AudioProcessByteSwapper.h"
-#include "FF/Audio/Processing/FF_AudioProcessChain.h"
-#include "FF/Audio/Processing/FF_AudioProcessGain.h"
-#include "FF/Audio/Processing/FF_AudioProcessMixer.h"
-#include "FF/Audio/Processing/FF_AudioProcessMultimediaSqueezer.h"
-#include "FF/Audio/Processing/FF_AudioProcessRequantize.h"
-#include "FF/Audio/Processing/FF_AudioProcessSRC.h"
-#include "FF/Audio/Processing/FF_AudioProcessSplitter.h"
-#include "FF/Audio/Processing/FF_AudioProcessUtils.h"
-#include "FF/Audio/Processing/FF_AudioProcessWriteBuffer.h"
-#include "FF/Audio/Processing/FF_DitherAndOrNoiseShape.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessByteSwapper.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessChain.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessGain.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessMixer.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessMultimediaSqueezer.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessRequantize.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessSRC.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessSplitter.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
+#include "FF/Audio/Processing/Write/FF_AudioProcessWriteBuffer.h"
+#include "FF/Audio/Processing/Stages/FF_DitherAndOrNoiseShape.h"
 #include "StagesTestSupport.h"
 
 namespace

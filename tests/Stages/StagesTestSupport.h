@@ -9,9 +9,9 @@
 #include <random>
 #include <vector>
 
-#include "FF/Audio/Processing/FF_AudioProcess.h"
-#include "FF/Audio/Processing/FF_AudioProcessBlock.h"
-#include "FF/Audio/Processing/FF_AudioSampleAccess.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcess.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessBlock.h"
+#include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
 
 struct Test_Stream
 {

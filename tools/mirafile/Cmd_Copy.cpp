@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "Cmn_Exception.h"
-#include "FF/Audio/Processing/FF_AudioProcessUtils.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/FF_CopyFile.h"
 #include "FF/FF_CopyFolder.h"
 #include "Sys_FileUtils.h"

@@ -30,9 +30,9 @@
 
 #include "Cmn_Exception.h"
 #include "FF/Audio/FF_AudioFile.h"
-#include "FF/Audio/Processing/FF_AudioOverview.h"
-#include "FF/Audio/Processing/FF_AudioOverviewCache.h"
-#include "FF/Audio/Processing/FF_AudioOverviewUtils.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverview.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewCache.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
 #include "Sys_FileLoc.h"
 #include "Sys_FileUtils.h"
 #include "Tool.h"

@@ -1,5 +1,0 @@
-#include "FF/Audio/Processing/FF_AudioProcessConstructor.h"
-
-FF_AudioProcessConstructor::FF_AudioProcessConstructor() = default;
-
-FF_AudioProcessConstructor::~FF_AudioProcessConstructor() = default;
