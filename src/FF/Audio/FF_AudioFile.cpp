@@ -8,9 +8,9 @@
 
 #include "Cmn_Assert.h"
 #include "FF/Audio/FF_AsyncAudioFileIOParams.h"
+#include "FF/Audio/FF_AudioFileFormat.h"
 #include "FF/Audio/FF_AudioFilePlugIn.h"
 #include "FF/Audio/FF_BasicAudioPlugIn.h"
-#include "FF/Audio/PlugIns/FF_WAVEPlugIn.h"
 #include "L10N_Utils.h"
 #include "Sys_File.h"
 #include "Sys_FileUtils.h"
@@ -21,37 +21,6 @@ std::map<Sys_FileType, EAudioFileType> FF_AudioFile::mRecognizedSystemFileTypes;
 namespace
 {
 constexpr int32_t cNumTypeRows = 20;
-
-struct TypeRow
-{
-    EAudioFileType mType;
-    std::vector<const char*> mMacTypes;
-    std::vector<std::string> mExtensions;
-    int32_t mNameID;          // text of package 0, or 0
-    const char* mNameLiteral; // when there is no text
-};
-
-const std::vector<TypeRow>& TypeRows()
-{
-    static const std::vector<TypeRow> sRows = {
-        {eAudioFileType_QSII, {"Qs2f"}, {"qs2"}, 59, ""},
-        {eAudioFileType_WAVE, {"WAVE", ".WAV"}, {"wav"}, 57, ""},
-        {eAudioFileType_AIFF, {"AIFF", "AIFC"}, {"aif", "aiff"}, 58, ""},
-        {eAudioFileType_OMF, {"OMFI"}, {"omf"}, 62, ""},
-        {eAudioFileType_Real, {"PNRA"}, {"ram"}, 64, ""},
-        {eAudioFileType_MP3, {"MP3 ", "Mp3 "}, {"mp3"}, 61, ""},
-        {eAudioFileType_QuickTime, {"MooV"}, {"mov"}, 65, ""},
-        {eAudioFileType_WMF, {"WMFA"}, {"wma"}, 67, ""},
-        {eAudioFileType_SoundResource, {"sfil"}, {"sfil"}, 68, ""},
-        {eAudioFileType_QSI, {"SFIL"}, {"qs1"}, 60, ""},
-        {eAudioFileType_AVI, {"AVI "}, {"avi"}, 0, "AVI"},
-        {eAudioFileType_MPG, {"MPG "}, {"mpg"}, 0, "MPG"},
-        {eAudioFileType_MPEG, {"MPEG"}, {"mpeg"}, 0, "MPEG"},
-        {eAudioFileType_DV, {"DV  "}, {"dv"}, 0, "Digital Video"},
-        {eAudioFileType_MXF, {"MXFf"}, {"mxf"}, 69, ""},
-        {eAudioFileType_M4A, {"M4A "}, {"m4a"}, 66, ""}};
-    return sRows;
-}
 
 std::recursive_mutex& FileMutex()
 {
@@ -170,36 +139,62 @@ void FF_AudioFile_ForwardDeclarationHack::RemoveReference(FF_AudioFile* iP)
 
 // ---- the table of types ------------------------------------------------------------------
 
+const FF_AudioFileFormat* FF_AudioFileFormat::Find(EAudioFileType iType)
+{
+    for (const FF_AudioFileFormat& row : GetAll())
+        if (row.mType == iType)
+            return &row;
+    return nullptr;
+}
+
 void FF_AudioFile::RegisterTypes()
 {
     static std::once_flag sOnce;
-    std::call_once(sOnce,
-                   []
-                   {
-                       const Sys_FileType::OSType creator = Sys_FileType::MakeOSType("MDul");
-                       std::vector<Sys_FileType> types(cNumTypeRows, Sys_FileType::cUnknown);
-                       for (const TypeRow& row : TypeRows())
-                       {
-                           std::vector<Sys_FileType::OSType> codes;
-                           for (const char* code : row.mMacTypes)
-                               codes.push_back(Sys_FileType::MakeOSType(code));
-                           const Sys_FileType type = Sys_FileType::RegisterType(
-                               codes, row.mExtensions, row.mNameLiteral, creator,
-                               Sys_FileType::eGroup_Audio, row.mNameID);
-                           types[row.mType] = type;
-                           mRecognizedSystemFileTypes[type] =
-                               row.mType == eAudioFileType_AIFF ? eAudioFileType_AIFC : row.mType;
-                       }
-                       types[eAudioFileType_AIFC] = types[eAudioFileType_AIFF];
-                       mRecognizedAudioFileTypes = std::move(types);
-                   });
+    std::call_once(
+        sOnce,
+        []
+        {
+            const Sys_FileType::OSType creator = Sys_FileType::MakeOSType("MDul");
+            std::vector<Sys_FileType> types(cNumTypeRows, Sys_FileType::cUnknown);
+            EAudioFileType previous = eAudioFileType_Unknown;
+            for (const FF_AudioFileFormat& row : FF_AudioFileFormat::GetAll())
+            {
+                CMN_ASSERT(row.mType > previous && row.mType < cNumTypeRows);
+                previous = row.mType;
+                if (row.mSharesFileTypeOf != eAudioFileType_Unknown)
+                {
+                    CMN_ASSERT(row.mSharesFileTypeOf < row.mType);
+                    types[row.mType] = types[row.mSharesFileTypeOf];
+                    mRecognizedSystemFileTypes[types[row.mType]] = row.mType;
+                    continue;
+                }
+                if (row.mMacTypes.empty() && row.mExtensions.empty())
+                    continue;
+                std::vector<Sys_FileType::OSType> codes;
+                for (const char* code : row.mMacTypes)
+                    codes.push_back(Sys_FileType::MakeOSType(code));
+                types[row.mType] = Sys_FileType::RegisterType(codes, row.mExtensions,
+                                                              row.mNameLiteral, creator,
+                                                              Sys_FileType::eGroup_Audio,
+                                                              row.mNameID);
+                mRecognizedSystemFileTypes[types[row.mType]] = row.mType;
+            }
+            mRecognizedAudioFileTypes = std::move(types);
+        });
 }
 
 void FF_AudioFile::GetTypesSupportedForRead(std::list<EAudioFileType>* oTypesP)
 {
-    *oTypesP = {eAudioFileType_AIFC, eAudioFileType_AIFF, eAudioFileType_WAVE,
-                eAudioFileType_QSII, eAudioFileType_QSI,  eAudioFileType_MP3,
-                eAudioFileType_MXF,  eAudioFileType_WMF,  eAudioFileType_M4A};
+    std::vector<const FF_AudioFileFormat*> ranked;
+    for (const FF_AudioFileFormat& row : FF_AudioFileFormat::GetAll())
+        if (row.mReadRank > 0)
+            ranked.push_back(&row);
+    std::sort(ranked.begin(), ranked.end(),
+              [](const FF_AudioFileFormat* iA, const FF_AudioFileFormat* iB)
+              { return iA->mReadRank < iB->mReadRank; });
+    oTypesP->clear();
+    for (const FF_AudioFileFormat* row : ranked)
+        oTypesP->push_back(row->mType);
 }
 
 void FF_AudioFile::GetTypesSupportedForWrite(std::list<EAudioFileType>*)
@@ -209,9 +204,8 @@ void FF_AudioFile::GetTypesSupportedForWrite(std::list<EAudioFileType>*)
 
 bool FF_AudioFile::AudioFileTypeSupportsEmbeddedOverviews(EAudioFileType iType)
 {
-    return iType == eAudioFileType_QSII || iType == eAudioFileType_WAVE ||
-           iType == eAudioFileType_AIFF || iType == eAudioFileType_AIFC ||
-           iType == eAudioFileType_MXF;
+    const FF_AudioFileFormat* row = FF_AudioFileFormat::Find(iType);
+    return row && row->mEmbedsOverviews;
 }
 
 Sys_FileType FF_AudioFile::FileTypeFromAudioFileType(EAudioFileType iType)
@@ -224,39 +218,22 @@ Sys_FileType FF_AudioFile::FileTypeFromAudioFileType(EAudioFileType iType)
 
 EByteOrder FF_AudioFile::ByteOrderFromAudioFileType(EAudioFileType iType)
 {
-    switch (iType)
-    {
-    case eAudioFileType_QSII:
-    case eAudioFileType_AIFF:
-    case eAudioFileType_AIFC:
-    case eAudioFileType_QuickTime:
-    case eAudioFileType_QSI:
-    case eAudioFileType_M4A:
-        return eByteOrder_Big;
-    case eAudioFileType_WAVE:
-    case eAudioFileType_Real:
-    case eAudioFileType_MP3:
-    case eAudioFileType_WMF:
-    case eAudioFileType_SoundResource:
-    case eAudioFileType_MXF:
-        return eByteOrder_Little;
-    case eAudioFileType_OMF:
+    const FF_AudioFileFormat* row = FF_AudioFileFormat::Find(iType);
+    const FF_AudioFileFormat::EOrder order = row ? row->mOrder : FF_AudioFileFormat::eOrder_None;
+    if (order == FF_AudioFileFormat::eOrder_Big || order == FF_AudioFileFormat::eOrder_Little)
+        return EByteOrder(order);
+    if (order == FF_AudioFileFormat::eOrder_Refused)
         CMN_ASSERT(false);
-        break;
-    default:
-        break;
-    }
     CMN_ASSERT(0);
     return eByteOrder_Little;
 }
 
 std::string FF_AudioFile::GetAudioFileTypeName(EAudioFileType iType)
 {
-    for (const TypeRow& row : TypeRows())
-        if (row.mType == iType ||
-            (iType == eAudioFileType_AIFC && row.mType == eAudioFileType_AIFF))
-            return row.mNameID ? L10N_Utils::GetText(0, row.mNameID) : row.mNameLiteral;
-    return "";
+    const FF_AudioFileFormat* row = FF_AudioFileFormat::Find(iType);
+    if (!row)
+        return "";
+    return row->mNameID ? L10N_Utils::GetText(0, row->mNameID) : row->mNameLiteral;
 }
 
 FF_AudioFile::OMFInfoMethod FF_AudioFile::SetOMFInfoMethod(OMFInfoMethod iMethod)
@@ -268,17 +245,11 @@ FF_AudioFile::OMFInfoMethod FF_AudioFile::SetOMFInfoMethod(OMFInfoMethod iMethod
 
 FF_AudioFilePlugIn* FF_AudioFile::TryPlugIn(EAudioFileType iType)
 {
+    const FF_AudioFileFormat* row = FF_AudioFileFormat::Find(iType);
+    if (!row || !row->mOpen)
+        return nullptr; // no plug-in opens this type by content
     const bool plain = mEmbeddedOffset == 0;
-    const int64_t offset = plain ? -1 : mEmbeddedOffset;
-    const int64_t length = plain ? -1 : mEmbeddedLength;
-    switch (iType)
-    {
-    case eAudioFileType_WAVE:
-        return FF_WAVEPlugIn::Create(this, offset, length);
-    default:
-        // The plug-ins of the other formats are not part of this build.
-        return nullptr;
-    }
+    return row->mOpen(this, plain ? -1 : mEmbeddedOffset, plain ? -1 : mEmbeddedLength);
 }
 
 void FF_AudioFile::OpenImpl(EOpenFlag iOpenFlag)
@@ -293,14 +264,11 @@ void FF_AudioFile::OpenImpl(EOpenFlag iOpenFlag)
     RegisterTypes();
     if (iOpenFlag == eOpenFlag_OpenCreate)
     {
-        switch (mAudioFileType)
-        {
-        case eAudioFileType_WAVE:
-            mPlugIn.reset(FF_WAVEPlugIn::CreateNew(this));
-            break;
-        default:
+        const FF_AudioFileFormat* row = FF_AudioFileFormat::Find(mAudioFileType);
+        if (!row || !row->mCreate)
             CMN_ASSERT(0);
-        }
+        else
+            mPlugIn.reset(row->mCreate(this));
         return;
     }
 

@@ -16,6 +16,11 @@
 //     caller's bytes back afterwards.
 //  5. A write that ends past mNumSamples raises it; reads stop at mNumSamples (a read there or
 //     past it returns 0).
+//  6. The front knows no format by name: the registered file types, names, byte orders,
+//     embedded overviews, the default recognition list and the plug-ins' entry points are the
+//     rows of FF_AudioFileFormat (FF_AudioFileFormat.h), defined with the plug-ins in
+//     src/FF/Audio/PlugIns/FF_AudioFileFormats.cpp. Adding a format is the plug-in's own
+//     files and its row there; this file and FF_AudioFile.cpp do not change.
 //
 // Ownership: the file owns its plug-in and its cached values; callers hold the file through
 // Cmn_AliasedRefCountPtr<FF_AudioFile>. Threads: one thread at a time uses a file (Lock and
