@@ -70,7 +70,7 @@ FF_AudioFilePlugIn* FF_WAVEPlugIn::CreateNew(FF_AudioFile* iAudioFileP)
 {
     auto plugIn =
         std::make_unique<FF_WAVEPlugIn>(iAudioFileP, new Sys_File(iAudioFileP->GetFileLoc()));
-    auto add = [&](WAVEChunk* iChunkP, bool iCached)
+    auto add = [&](FF_AudioChunk* iChunkP, bool iCached)
     {
         iChunkP->SetCached(iCached);
         iChunkP->SetNeedsSync(true);
@@ -79,7 +79,7 @@ FF_AudioFilePlugIn* FF_WAVEPlugIn::CreateNew(FF_AudioFile* iAudioFileP)
     add(WAVEChunk::CreateKnownChunk(cBext, WAVEEBUChunk::cDataSize), true);
     add(WAVEChunk::CreateKnownChunk(cFmt, 16), true);
     add(WAVEChunk::CreateKnownChunk(cMinf, 16), true);
-    add(new WAVEElmoChunk(), true);
+    add(new UAFElmoChunk(eByteOrder_Little), true);
     add(WAVEChunk::CreateKnownChunk(cData, 0), false);
     add(WAVEChunk::CreateKnownChunk(cRegn, 4), true);
     add(WAVEChunk::CreateKnownChunk(cOvwf, 4), true);
@@ -136,12 +136,12 @@ FF_Chunk* FF_WAVEPlugIn::ReadNextChunk(int64_t iPosition, int64_t* oDataSizeP)
     const uint32_t id = GetLE32(header);
     const int64_t size = GetLE32(header + 4);
     const int64_t held = std::max<int64_t>(mFile->GetEOF() - (iPosition + 8), 0);
-    WAVEChunk* chunk = WAVEChunk::CreateKnownChunk(id, std::min(size, held));
+    FF_AudioChunk* chunk = WAVEChunk::CreateKnownChunk(id, std::min(size, held));
     if (!chunk)
     {
         if (iPosition + 8 + size > mFile->GetEOF())
             return nullptr;
-        chunk = new UAFUnknownChunk(id, size);
+        chunk = new UAFUnknownChunk(id, size, eByteOrder_Little);
     }
     chunk->SetPosition(mAudioFile, iPosition);
     *oDataSizeP = size;
@@ -150,7 +150,7 @@ FF_Chunk* FF_WAVEPlugIn::ReadNextChunk(int64_t iPosition, int64_t* oDataSizeP)
 
 FF_Chunk* FF_WAVEPlugIn::CreateChunk(uint32_t iID)
 {
-    WAVEChunk* chunk = WAVEChunk::CreateChunk(iID);
+    FF_AudioChunk* chunk = WAVEChunk::CreateChunk(iID);
     AppendChunk(chunk);
     return chunk;
 }
