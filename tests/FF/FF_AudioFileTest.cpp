@@ -124,6 +124,64 @@ TEST(FF_AudioFile, OpensByContentWhateverTheNameAndOnlyAmongCandidates)
     missing->Close();
 }
 
+// ---- the table of formats ----------------------------------------------------------------
+
+// What the front answers for every type, from its table of formats.
+TEST(FF_AudioFile, AnswersForEveryTypeFromTheTableOfFormats)
+{
+    using T = EAudioFileType;
+    std::list<T> read;
+    FF_AudioFile::GetTypesSupportedForRead(&read);
+    EXPECT_EQ(read, (std::list<T>{T(5), T(4), T(3), T(2), T(12), T(8), T(17), T(10), T(18)}));
+    // Name, byte order ("big", "little", or the assertion that asking fails), embedded
+    // overviews, extension; by type.
+    const std::tuple<const char*, const char*, bool, const char*> rows[] = {
+        {"", "0", false, ""}, {"", "0", false, ""}, {"QS II", "big", true, "qs2"},
+        {"BWF (.WAV)", "little", true, "wav"}, {"AIFF", "big", true, "aif"},
+        {"AIFF", "big", true, "aif"}, {"OMF Interchange", "false", false, "omf"},
+        {"Real Audio", "little", false, "ram"}, {"MPEG-1 Layer 3", "little", false, "mp3"},
+        {"QuickTime", "big", false, "mov"}, {"Windows Media", "little", false, "wma"},
+        {"Sound Resource", "little", false, "sfil"}, {"QS I", "big", false, "qs1"},
+        {"AVI", "0", false, "avi"}, {"MPG", "0", false, "mpg"}, {"MPEG", "0", false, "mpeg"},
+        {"Digital Video", "0", false, "dv"}, {"MXF", "little", true, "mxf"},
+        {"AAC", "big", false, "m4a"}};
+    int32_t lastIndex = 0;
+    for (int32_t i = 0; i < int32_t(std::size(rows)); ++i)
+    {
+        const auto& [name, order, overviews, extension] = rows[i];
+        const T type = T(i);
+        SCOPED_TRACE(i);
+        EXPECT_EQ(FF_AudioFile::GetAudioFileTypeName(type), name);
+        EXPECT_EQ(FF_AudioFile::AudioFileTypeSupportsEmbeddedOverviews(type), overviews);
+        const std::string o = order;
+        if (o == "big" || o == "little")
+            EXPECT_EQ(FF_AudioFile::ByteOrderFromAudioFileType(type),
+                      o == "big" ? eByteOrder_Big : eByteOrder_Little);
+        else
+            EXPECT_TRUE(Test_Asserts([&] { FF_AudioFile::ByteOrderFromAudioFileType(type); }, o));
+        // Registered in the order of the types, AIFC on AIFF's row.
+        const Sys_FileType fileType = FF_AudioFile::FileTypeFromAudioFileType(type);
+        EXPECT_EQ(fileType.GetAssociatedExtension(), extension);
+        if (*extension == 0 || type == eAudioFileType_AIFC)
+            continue;
+        EXPECT_GT(fileType.GetIndex(), lastIndex);
+        lastIndex = fileType.GetIndex();
+        EXPECT_EQ(Sys_FileType::FromExtension(extension), fileType);
+        EXPECT_EQ(fileType.GetDescriptiveString(), name);
+        EXPECT_EQ(fileType.GetCreatorType(), Sys_FileType::MakeOSType("MDul"));
+        EXPECT_EQ(fileType.GetGroup(), Sys_FileType::eGroup_Audio);
+    }
+    EXPECT_EQ(FF_AudioFile::FileTypeFromAudioFileType(eAudioFileType_AIFC),
+              Sys_FileType::FromMacOSType(Sys_FileType::MakeOSType("AIFC")));
+    EXPECT_TRUE(Test_Asserts([] { FF_AudioFile::FileTypeFromAudioFileType(T(20)); },
+                             "iAudioFileType < mRecognizedAudioFileTypes.size()"));
+    EXPECT_TRUE(Test_Asserts([] { FF_AudioFile::GetTypesSupportedForWrite(nullptr); }, "false"));
+    Test_TempDir dir; // only a type whose plug-in creates files can be created
+    FF_AudioFileRef aiff(
+        new FF_AudioFile(T(4), Sys_FileLoc(dir.Path() + "/n.aif"), 1, 16, 44100, 0, 0));
+    EXPECT_TRUE(Test_Asserts([&] { aiff->Open(Cmn_Store::eOpenFlag_OpenCreate); }, "0"));
+}
+
 // ---- regions -----------------------------------------------------------------------------
 
 TEST(FF_AudioFile, RegionsKeepOnlyValidOnesAndPutTheWholeFileFirst)
@@ -172,37 +230,13 @@ TEST(FF_AudioFile, RegionsKeepOnlyValidOnesAndPutTheWholeFileFirst)
     EXPECT_FALSE(file->RemoveRegion(a));
     file->GetRegions(&regions);
     EXPECT_EQ(regions.size(), 2u);
-    file->Close();
-}
-
-TEST(FF_AudioFile, RegionPastTheEndIsHiddenButKept)
-{
-    Test_TempDir dir;
-    const std::string path = dir.Path() + "/p.wav";
-    // 40 frames, and a stored region 50..100 behind the whole-file record.
-    Bytes regn;
-    PutLE(regn, 2, 4);
-    for (const char* name : {"whole", "late"})
-    {
-        Bytes record(88, 0);
-        record[0] = uint8_t(name[0]);
-        const int64_t start = name[0] == 'w' ? 0 : 50, stop = name[0] == 'w' ? 40 : 100;
-        std::memcpy(&record[16], &start, 8);
-        std::memcpy(&record[24], &stop, 8);
-        record[56] = uint8_t(std::strlen(name));
-        std::memcpy(&record[57], name, std::strlen(name));
-        regn.insert(regn.end(), record.begin(), record.end());
-    }
-    WriteBytes(path, Riff({Chunk("fmt ", FmtData(1, 1, 48000, 16)), Chunk("data", Pattern(80)),
-                           Chunk("regn", regn)}));
-
-    FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
-    FF_AudioFile::RegionList regions;
+    // A region that ends past the samples is hidden, but stays stored.
+    file->mNumSamples.Set(950);
     file->GetRegions(&regions);
     EXPECT_EQ(regions.size(), 1u);
     FF_AudioFile::RegionList stored;
     ASSERT_TRUE(file->mRegions.Get(&stored));
-    EXPECT_EQ(stored.back().mName, "late");
+    EXPECT_EQ(stored.size(), 3u); // "empty", "tail", "right"
     file->Close();
 }
 

@@ -20,96 +20,81 @@ Bytes Mono16(size_t iFrames, uint32_t iSeed = 7)
     return Pattern(iFrames * 2, iSeed);
 }
 
-TEST(FF_WAVEPlugIn, NewFileHasItsChunksInOrderAndAlignedSamples)
+// A new file: its chunks in order, the first sample aligned, and every property written
+// through the front read back from its chunk.
+TEST(FF_WAVEPlugIn, NewFileHasItsChunksInOrderAndEveryPropertyReadsBack)
 {
     for (const bool align4K : {false, true})
     {
         Test_TempDir dir;
         const std::string path = dir.Path() + "/n.wav";
+        const Sys_Umid umid(0, 42, 7, 99);
         FF_AudioFileRef file(
-            new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(path), 1, 16, 48000, 0, 0));
+            new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(path), 1, 24, 96000, 5000, 0));
         file->mAlignFor4K = align4K; // before the file is opened
         file->Open(Cmn_Store::eOpenFlag_OpenCreate);
-        Bytes samples = Mono16(300);
-        file->Write(samples.data(), 300);
+        Bytes samples = Pattern(1000 * 3);
+        file->Write(samples.data(), 1000);
+        file->mUmid.Set(umid);
+        file->mDescription.Set("a take of the chorus");
+        file->mBroadcastWaveData.Set({"studio B"});
+        const FF_AudioInstrumentAttr attr{62, -20, 2, 100, 900, 3, 10, 20};
+        file->mInstrumentAttr.Set(attr);
+        file->mDRktAssetInfo.Set({0xCAFE1234u});
+        EXPECT_TRUE(file->mOverview.CanWrite());
+        const FF_AudioOverviewData overview(size_t(UAFOvwfChunk::OverviewSize(1000)), 7);
+        file->mOverview.Set(overview);
+        file->mModificationCount.Set(41);
+        file->AddRegion(FF_AudioFile::Region("r", 10, 20, 10, 1, 2, Sys_Umid(1, 1, 1, 1), false));
         file->Flush();
         const int64_t offset = file->mOffsetToData.GetOr(0);
         file->Close();
         EXPECT_EQ(offset % (align4K ? 4096 : 512), 0) << offset;
         const Bytes image = ReadBytes(path);
         EXPECT_EQ(ChunkIDs(image), (std::vector<std::string>{"bext", "fmt ", "minf", "elm1", "data",
-                                                             "regn", "ovwf"}));
+                                                             "regn", "ovwf", "umid", "smpl",
+                                                             "rkti"}));
         EXPECT_EQ(FindData(image).first, size_t(offset));
         EXPECT_EQ(image.size() % 2, 0u);
+
         FF_AudioFileRef back = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
         EXPECT_EQ(back->mFormatName.GetOr(""), "BWF (.WAV)");
-        EXPECT_EQ(back->mBroadcastWaveData.GetOr({}).mOriginator, "Mira Deck");
+        EXPECT_EQ(back->mUmid.GetOr(Sys_Umid()), umid);
+        EXPECT_EQ(back->mDescription.GetOr(""), "a take of the chorus");
+        EXPECT_EQ(back->mBroadcastWaveData.GetOr({}).mOriginator, "studio B");
+        EXPECT_EQ(back->mOriginalTimeStamp.GetOr(0), 5000);
+        EXPECT_EQ(back->mSampleRate.GetOr(0), 96000);
+        FF_AudioInstrumentAttr attrBack = attr;
+        attrBack.mFineTune = 120; // a negative fine tune comes back as 100 minus it
+        EXPECT_EQ(back->mInstrumentAttr.GetOr({}), attrBack);
+        EXPECT_EQ(back->mDRktAssetInfo.GetOr({}).mValue, 0xCAFE1234u);
+        EXPECT_EQ(back->mOverview.GetOr({}), overview);
+        EXPECT_EQ(back->mModificationCount.GetOr(0), 42) << "the flush counted";
+        EXPECT_GT(back->mModificationTime.GetOr(0), 0u);
+        FF_AudioFile::RegionList regions;
+        back->GetRegions(&regions);
+        ASSERT_EQ(regions.size(), 2u);
+        EXPECT_EQ(regions.front().mUmid, umid) << "whole-file region made at the flush";
+        EXPECT_EQ(regions.front().mStopSample, 1000);
+        EXPECT_EQ(regions.back().mUmid, Sys_Umid(1, 1, 1, 1));
         back->Close();
     }
 }
 
-TEST(FF_WAVEPlugIn, EveryChunkReadsBackWhatWasWritten)
-{
-    Test_TempDir dir;
-    const std::string path = dir.Path() + "/all.wav";
-    const Sys_Umid umid(0, 42, 7, 99);
-    FF_AudioFileRef file = NewWave(path, 1, 24, 96000, 5000);
-    Bytes samples = Pattern(1000 * 3);
-    file->Write(samples.data(), 1000);
-    file->mUmid.Set(umid);
-    file->mDescription.Set("a take of the chorus");
-    file->mBroadcastWaveData.Set({"studio B"});
-    const FF_AudioInstrumentAttr attr{62, -20, 2, 100, 900, 3, 10, 20};
-    file->mInstrumentAttr.Set(attr);
-    file->mDRktAssetInfo.Set({0xCAFE1234u});
-    EXPECT_TRUE(file->mOverview.CanWrite());
-    FF_AudioOverviewData overview(size_t(UAFOvwfChunk::OverviewSize(1000)));
-    for (size_t i = 0; i < overview.size(); ++i)
-        overview[i] = int8_t(i * 13);
-    file->mOverview.Set(overview);
-    file->mModificationCount.Set(41);
-    file->AddRegion(FF_AudioFile::Region("a name longer than thirty-one characters", 10, 20, 10, 1,
-                                         2, Sys_Umid(1, 1, 1, 1), false));
-    file->Flush();
-    file->Close();
-
-    const std::vector<std::string> ids = ChunkIDs(ReadBytes(path));
-    for (const char* id : {"fmt ", "bext", "data", "umid", "regn", "smpl", "minf", "ovwf", "rkti"})
-        EXPECT_TRUE(Has(ids, id)) << id;
-
-    FF_AudioFileRef back = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
-    EXPECT_EQ(back->mUmid.GetOr(Sys_Umid()), umid);
-    EXPECT_EQ(back->mDescription.GetOr(""), "a take of the chorus");
-    EXPECT_EQ(back->mBroadcastWaveData.GetOr({}).mOriginator, "studio B");
-    EXPECT_EQ(back->mOriginalTimeStamp.GetOr(0), 5000);
-    EXPECT_EQ(back->mSampleRate.GetOr(0), 96000);
-    FF_AudioInstrumentAttr attrBack = attr;
-    attrBack.mFineTune = 120; // a negative fine tune comes back as 100 minus it
-    EXPECT_EQ(back->mInstrumentAttr.GetOr({}), attrBack);
-    EXPECT_EQ(back->mDRktAssetInfo.GetOr({}).mValue, 0xCAFE1234u);
-    EXPECT_EQ(back->mOverview.GetOr({}), overview);
-    EXPECT_EQ(back->mModificationCount.GetOr(0), 42) << "the flush counted";
-    EXPECT_GT(back->mModificationTime.GetOr(0), 0u);
-    FF_AudioFile::RegionList regions;
-    back->GetRegions(&regions);
-    ASSERT_EQ(regions.size(), 2u);
-    EXPECT_EQ(regions.front().mUmid, umid) << "whole-file region made at the flush";
-    EXPECT_EQ(regions.front().mStopSample, 1000);
-    EXPECT_EQ(regions.back().mName, "a name longer than thirty-one c");
-    EXPECT_EQ(regions.back().mUmid, Sys_Umid(1, 1, 1, 1));
-    EXPECT_EQ(regions.back().mUserTimeStamp, 2);
-    back->Close();
-}
-
-// Metadata flushes, of files from elsewhere and of our own: the samples keep their place and
-// bytes (an odd data size too), a description goes to "ANNO" where there is no "bext", and a
-// foreign chunk behind the data stays.
-TEST(FF_WAVEPlugIn, MetadataFlushKeepsTheSamplesInPlaceAndForeignChunks)
+// Flushes of files from elsewhere and of our own. The samples keep their bytes (an odd data
+// size too) and their place, unless a chunk in front changes size: then they move on disk by
+// less than their own length, down (a bext with coding history is cut to 602 bytes) or up (a
+// longer ANNO). A description goes to "ANNO" where there is no "bext"; a foreign chunk
+// behind the data stays while only metadata changes, and goes when the data grows.
+TEST(FF_WAVEPlugIn, FlushKeepsTheSamplesAndForeignChunksUnlessTheyMustMoveOrGo)
 {
     Test_TempDir dir;
     const std::string own = dir.Path() + "/own.wav";
     MakeWave(own, 2, 16, Pattern(4000 * 4));
     const Bytes fmt = Chunk("fmt ", FmtData(1, 1, 44100, 16));
+    const Bytes list = Chunk("LIST", Bytes{'I', 'N', 'F', 'O', 1, 2, 3});
+    Bytes bext(700, 0);
+    std::memcpy(bext.data(), "old", 3);
     struct Case
     {
         const char* mName;
@@ -117,6 +102,8 @@ TEST(FF_WAVEPlugIn, MetadataFlushKeepsTheSamplesInPlaceAndForeignChunks)
         std::string mDescription; // set unless empty
         bool mSetUmid;
         std::vector<std::string> mIDs; // afterwards; our own file's are not checked
+        int64_t mGrowBy = 0;           // frames appended
+        int64_t mShift = 0;            // of the samples on disk
     };
     const Case cases[] = {
         {"no bext",
@@ -131,10 +118,30 @@ TEST(FF_WAVEPlugIn, MetadataFlushKeepsTheSamplesInPlaceAndForeignChunks)
          true,
          {"fmt ", "data", "umid"}},
         {"unknown chunk behind the data",
-         Riff({fmt, Chunk("data", Mono16(100)), Chunk("LIST", Bytes{'I', 'N', 'F', 'O', 1, 2, 3})}),
+         Riff({fmt, Chunk("data", Mono16(100)), list}),
          "",
          true,
          {"fmt ", "data", "LIST", "umid"}},
+        {"unknown chunk behind growing data",
+         Riff({fmt, Chunk("data", Mono16(100)), list}),
+         "",
+         true,
+         {"fmt ", "data", "umid"},
+         50},
+        {"samples move down",
+         Riff({fmt, Chunk("bext", bext), Chunk("data", Mono16(5000)), list}),
+         "new",
+         false,
+         {"fmt ", "bext", "data", "LIST"},
+         0,
+         -98},
+        {"samples move up",
+         Riff({fmt, Chunk("ANNO", Bytes{'a', 'b'}), Chunk("data", Mono16(5000)), list}),
+         std::string(302, 'x'),
+         false,
+         {"fmt ", "ANNO", "data", "LIST"},
+         0,
+         300},
         {"our own file", ReadBytes(own), "new words", true, {}},
     };
     const std::string path = dir.Path() + "/m.wav";
@@ -143,8 +150,9 @@ TEST(FF_WAVEPlugIn, MetadataFlushKeepsTheSamplesInPlaceAndForeignChunks)
         SCOPED_TRACE(c.mName);
         WriteBytes(path, c.mImage);
         const auto [start, size] = FindData(c.mImage);
+        const size_t moved = size_t(int64_t(start) + c.mShift);
         FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForWrite);
-        EXPECT_EQ(file->mFormatName.GetOr(""), c.mIDs.empty() ? "BWF (.WAV)" : "WAV");
+        EXPECT_EQ(file->mFormatName.GetOr(""), Has(ChunkIDs(c.mImage), "bext") ? "BWF (.WAV)" : "WAV");
         if (!c.mDescription.empty())
             file->mDescription.Set(c.mDescription);
         if (c.mSetUmid)
@@ -152,84 +160,30 @@ TEST(FF_WAVEPlugIn, MetadataFlushKeepsTheSamplesInPlaceAndForeignChunks)
         if (c.mIDs.empty())
             file->AddRegion(
                 FF_AudioFile::Region("r", 5, 50, 45, 0, 0, Sys_Umid(9, 9, 9, 9), false));
+        Bytes more = Mono16(size_t(c.mGrowBy), 3);
+        if (c.mGrowBy > 0)
+        {
+            file->SetPosition(file->mNumSamples.GetOr(0));
+            file->Write(more.data(), c.mGrowBy);
+        }
         file->Flush();
-        file->Close();
-
-        const Bytes image = ReadBytes(path);
-        EXPECT_EQ(FindData(image), std::make_pair(start, size));
-        EXPECT_EQ(Hash(image, start, size), Hash(c.mImage, start, size));
-        EXPECT_TRUE(c.mIDs.empty() || ChunkIDs(image) == c.mIDs);
-        FF_AudioFileRef back = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
-        EXPECT_EQ(back->mDescription.GetOr(""), c.mDescription);
-        EXPECT_EQ(back->mUmid.GetOr(Sys_Umid()), c.mSetUmid ? Sys_Umid(0, 42, 3, 3) : Sys_Umid());
-        back->Close();
-    }
-}
-
-TEST(FF_WAVEPlugIn, UnknownChunkBehindDataDoesNotSurviveGrowth)
-{
-    Test_TempDir dir;
-    const std::string path = dir.Path() + "/u.wav";
-    const Bytes samples = Mono16(100), more = Mono16(50, 3);
-    WriteBytes(path, Riff({Chunk("fmt ", FmtData(1, 1, 44100, 16)), Chunk("data", samples),
-                           Chunk("LIST", Bytes{'I', 'N', 'F', 'O', 1, 2, 3})}));
-    {
-        FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForWrite);
-        file->mUmid.Set(Sys_Umid(1, 2, 3, 4));
-        file->SetPosition(100);
-        Bytes copy = more;
-        file->Write(copy.data(), 50);
-        file->Flush();
-        file->Close();
-    }
-    EXPECT_EQ(ChunkIDs(ReadBytes(path)), (std::vector<std::string>{"fmt ", "data", "umid"}));
-    FF_AudioFileRef back = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
-    EXPECT_EQ(back->mUmid.GetOr(Sys_Umid()), Sys_Umid(1, 2, 3, 4));
-    Bytes all(300);
-    ASSERT_EQ(back->Read(all.data(), 200), 150);
-    EXPECT_TRUE(std::equal(samples.begin(), samples.end(), all.begin()));
-    EXPECT_TRUE(std::equal(more.begin(), more.end(), all.begin() + 200));
-    back->Close();
-}
-
-// Chunks in front of the data change size: the samples move on disk by less than their own
-// length, down (a bext with coding history is cut to 602 bytes) and up (a longer ANNO).
-TEST(FF_WAVEPlugIn, SamplesMoveSafelyWhenAChunkInFrontChangesSize)
-{
-    const Bytes samples = Mono16(5000);
-    struct Case
-    {
-        const char* mName;
-        Bytes mFront;
-        std::string mDescription;
-        int64_t mShift;
-    };
-    Bytes bext(700, 0);
-    std::memcpy(bext.data(), "old", 3);
-    const std::vector<Case> cases = {
-        {"down", Chunk("bext", bext), "new", -98},
-        {"up", Chunk("ANNO", Bytes{'a', 'b'}), std::string(302, 'x'), 300}};
-    for (const Case& c : cases)
-    {
-        Test_TempDir dir;
-        const std::string path = dir.Path() + "/s.wav";
-        WriteBytes(path, Riff({Chunk("fmt ", FmtData(1, 1, 44100, 16)), c.mFront,
-                               Chunk("data", samples), Chunk("zzzz", Bytes(10, 1))}));
-        const size_t oldStart = FindData(ReadBytes(path)).first;
-        FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForWrite);
-        file->mDescription.Set(c.mDescription);
-        file->Flush();
-        EXPECT_EQ(file->mOffsetToData.GetOr(0), int64_t(oldStart) + c.mShift) << c.mName;
-        Bytes back(samples.size());
+        EXPECT_EQ(file->mOffsetToData.GetOr(0), int64_t(moved));
+        const FF_AudioFile::Properties p = file->GetProperties();
+        const int64_t frames = int64_t(size) / (p.mBytesPerSample * p.mNumChannels);
+        Bytes back(size_t(frames * p.mBytesPerSample * p.mNumChannels));
         file->SetPosition(0);
-        EXPECT_EQ(file->Read(back.data(), 5000), 5000) << c.mName;
-        EXPECT_EQ(back, samples) << c.mName;
+        EXPECT_EQ(file->Read(back.data(), frames), frames);
+        EXPECT_TRUE(std::equal(back.begin(), back.end(), c.mImage.begin() + ptrdiff_t(start)));
         file->Close();
+
         const Bytes image = ReadBytes(path);
-        EXPECT_EQ(FindData(image).first, size_t(int64_t(oldStart) + c.mShift)) << c.mName;
-        EXPECT_TRUE(Has(ChunkIDs(image), "zzzz")) << c.mName;
+        EXPECT_EQ(FindData(image), std::make_pair(moved, size + more.size()));
+        EXPECT_EQ(Hash(image, moved, size), Hash(c.mImage, start, size));
+        EXPECT_EQ(Hash(image, moved + size, more.size()), Hash(more, 0, more.size()));
+        EXPECT_TRUE(c.mIDs.empty() || ChunkIDs(image) == c.mIDs);
         FF_AudioFileRef reread = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
-        EXPECT_EQ(reread->mDescription.GetOr(""), c.mDescription) << c.mName;
+        EXPECT_EQ(reread->mDescription.GetOr(""), c.mDescription);
+        EXPECT_EQ(reread->mUmid.GetOr(Sys_Umid()), c.mSetUmid ? Sys_Umid(0, 42, 3, 3) : Sys_Umid());
         reread->Close();
     }
 }
