@@ -13,6 +13,9 @@ class FF_AudioFileRoundTrip : public testing::TestWithParam<std::tuple<int16_t, 
 {
 };
 
+// Written big-endian and read back in both orders. A write converts the caller's buffer in
+// place and puts it back unless allowed not to; one that ends exactly at the last sample
+// does not extend the file.
 TEST_P(FF_AudioFileRoundTrip, WritesAndReadsEveryByteInBothOrders)
 {
     const auto [bits, channels] = GetParam();
@@ -22,7 +25,20 @@ TEST_P(FF_AudioFileRoundTrip, WritesAndReadsEveryByteInBothOrders)
     const int width = bits / 8;
     const Bytes samples =
         Pattern(size_t(frames * channels * width), uint32_t(bits * 10 + channels));
-    MakeWave(path, channels, bits, samples);
+    Bytes big = samples; // the same samples, big-endian
+    for (size_t i = 0; i < big.size(); i += size_t(width))
+        std::reverse(big.begin() + ptrdiff_t(i), big.begin() + ptrdiff_t(i) + width);
+    FF_AudioFileRef writer = NewWave(path, channels, bits);
+    Bytes buffer = big;
+    EXPECT_EQ(writer->Write(buffer.data(), frames, eByteOrder_Big, false), frames);
+    EXPECT_EQ(buffer, big);
+    writer->Flush();
+    writer->SetPosition(frames - 10);
+    const size_t tail = size_t((frames - 10) * channels * width);
+    writer->Write(buffer.data() + tail, 10, eByteOrder_Big, true);
+    EXPECT_NE(buffer, big) << "converted in place";
+    EXPECT_FALSE(writer->mNumSamples.IsDirty());
+    writer->Close();
 
     // On disk: little-endian, 8-bit as offset binary.
     const Bytes image = ReadBytes(path);
@@ -45,13 +61,9 @@ TEST_P(FF_AudioFileRoundTrip, WritesAndReadsEveryByteInBothOrders)
     EXPECT_EQ(file->Read(back.data(), frames + 10, eByteOrder_Little), frames);
     EXPECT_TRUE(std::equal(samples.begin(), samples.end(), back.begin()));
     EXPECT_EQ(file->Read(back.data(), 10), 0) << "nothing past the last sample";
-
     file->SetPosition(0);
-    Bytes big(samples.size());
-    EXPECT_EQ(file->Read(big.data(), frames, eByteOrder_Big), frames);
-    for (size_t i = 0; i < samples.size(); i += size_t(width))
-        for (int b = 0; b < width; ++b)
-            ASSERT_EQ(big[i + size_t(b)], samples[i + size_t(width - 1 - b)]) << i;
+    EXPECT_EQ(file->Read(back.data(), frames, eByteOrder_Big), frames);
+    EXPECT_TRUE(std::equal(big.begin(), big.end(), back.begin()));
     file->Close();
 }
 
@@ -63,31 +75,6 @@ INSTANTIATE_TEST_SUITE_P(Matrix, FF_AudioFileRoundTrip,
                              return "Bits" + std::to_string(std::get<0>(i.param)) + "x" +
                                     std::to_string(std::get<1>(i.param));
                          });
-
-TEST(FF_AudioFile, WriteKeepsCallersBufferUnlessAllowedAndExtendsOnlyPastTheEnd)
-{
-    for (const int16_t bits : {8, 24})
-    {
-        SCOPED_TRACE(bits);
-        Test_TempDir dir;
-        FF_AudioFileRef file = NewWave(dir.Path() + "/b.wav", 2, bits, 44100);
-        const Bytes original = Pattern(size_t(100 * 2 * bits / 8));
-        Bytes buffer = original;
-        // Big-endian input makes 24-bit swap; 8-bit always flips the sign bit.
-        file->Write(buffer.data(), 100, eByteOrder_Big, false);
-        EXPECT_EQ(buffer, original);
-        EXPECT_EQ(file->mNumSamples.GetOr(-1), 100);
-        file->Flush();
-        file->SetPosition(40);
-        file->Write(buffer.data(), 60, eByteOrder_Big, true); // ends exactly at the end
-        EXPECT_NE(buffer, original);
-        EXPECT_EQ(file->mNumSamples.GetOr(-1), 100);
-        EXPECT_FALSE(file->mNumSamples.IsDirty());
-        file->Write(buffer.data(), 1);
-        EXPECT_EQ(file->mNumSamples.GetOr(-1), 101);
-        file->Close();
-    }
-}
 
 // A WAVE file under a wrong extension; reopening keeps the plug-in and rewinds.
 TEST(FF_AudioFile, OpensByContentWhateverTheNameAndOnlyAmongCandidates)

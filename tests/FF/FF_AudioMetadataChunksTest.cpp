@@ -97,4 +97,30 @@ TEST(FF_AudioMetadataChunks, EveryPayloadRoundTripsInBothByteOrders)
         EXPECT_EQ(payloadOf[0] == payloadOf[1], p.mNumberAt < 0) << p.mID;
     }
 }
+
+// The instrument record with its loop markers, in both byte orders. Type 3 is written as
+// play mode 1 and comes back as 1; a loop that lacks a marker is off.
+TEST(FF_AudioMetadataChunks, InstrumentRecordRoundTripsInBothByteOrders)
+{
+    const FF_AudioInstrumentAttr attrs[] = {
+        {62, -20, 2, 100, 900, 1, 10, 20}, {48, 7, 0, 0, 0, 2, 5, 6}, {60, 0, 3, 1, 2, 0, 0, 0}};
+    for (const EByteOrder order : {eByteOrder_Little, eByteOrder_Big})
+        for (const FF_AudioInstrumentAttr& attr : attrs)
+        {
+            unsigned char record[FF_InstrumentRecord::cSize];
+            std::vector<FF_InstrumentRecord::Marker> markers;
+            FF_InstrumentRecord::Write(attr, order, record, &markers);
+            EXPECT_EQ(FF_GetNumber<int16_t>(record + 6, order), 32767); // the gain
+            FF_AudioInstrumentAttr expected = attr;
+            expected.mLoop1Type = expected.mLoop1Type == 3 ? 1 : expected.mLoop1Type;
+            EXPECT_EQ(FF_InstrumentRecord::Read(record, order, markers), expected);
+            markers.erase(markers.begin()); // the begin of the first loop in use
+            int32_t& type = attr.mLoop1Type ? expected.mLoop1Type : expected.mLoop2Type;
+            int64_t& start = attr.mLoop1Type ? expected.mLoop1Start : expected.mLoop2Start;
+            int64_t& end = attr.mLoop1Type ? expected.mLoop1End : expected.mLoop2End;
+            type = 0;
+            start = end = 0;
+            EXPECT_EQ(FF_InstrumentRecord::Read(record, order, markers), expected);
+        }
+}
 } // namespace

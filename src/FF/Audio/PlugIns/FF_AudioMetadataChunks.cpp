@@ -74,6 +74,68 @@ uint64_t NowUTC()
 }
 } // namespace
 
+// ---- the instrument record -----------------------------------------------------------------
+
+void FF_InstrumentRecord::Write(const FF_AudioInstrumentAttr& iAttr, EByteOrder iOrder,
+                                unsigned char* oRecordP, std::vector<Marker>* oMarkersP)
+{
+    std::memset(oRecordP, 0, cSize);
+    oRecordP[0] = uint8_t(iAttr.mRootNote);
+    oRecordP[1] = uint8_t(int8_t(iAttr.mFineTune));
+    oRecordP[3] = 127;
+    oRecordP[5] = 127;
+    FF_PutNumber<int16_t>(oRecordP + 6, 32767, iOrder);
+    oMarkersP->clear();
+    const struct
+    {
+        int32_t mType;
+        int64_t mStart, mEnd;
+    } loops[2] = {{iAttr.mLoop1Type, iAttr.mLoop1Start, iAttr.mLoop1End},
+                  {iAttr.mLoop2Type, iAttr.mLoop2Start, iAttr.mLoop2End}};
+    for (int16_t i = 0; i < 2; ++i)
+    {
+        if (loops[i].mType == 0)
+            continue;
+        unsigned char* loop = oRecordP + 8 + 6 * i;
+        FF_PutNumber<int16_t>(loop, int16_t(loops[i].mType == 2 ? 2 : 1), iOrder);
+        FF_PutNumber<int16_t>(loop + 2, int16_t(2 * i), iOrder);
+        FF_PutNumber<int16_t>(loop + 4, int16_t(2 * i + 1), iOrder);
+        oMarkersP->push_back({int16_t(2 * i), uint32_t(loops[i].mStart)});
+        oMarkersP->push_back({int16_t(2 * i + 1), uint32_t(loops[i].mEnd)});
+    }
+}
+
+FF_AudioInstrumentAttr FF_InstrumentRecord::Read(const unsigned char* iRecordP, EByteOrder iOrder,
+                                                 const std::vector<Marker>& iMarkers)
+{
+    FF_AudioInstrumentAttr attr;
+    attr.mRootNote = iRecordP[0];
+    attr.mFineTune = int8_t(iRecordP[1]);
+    auto find = [&](int16_t iID) -> const Marker*
+    {
+        for (const Marker& marker : iMarkers)
+            if (marker.mID == iID)
+                return &marker;
+        return nullptr;
+    };
+    int32_t* types[2] = {&attr.mLoop1Type, &attr.mLoop2Type};
+    int64_t* starts[2] = {&attr.mLoop1Start, &attr.mLoop2Start};
+    int64_t* ends[2] = {&attr.mLoop1End, &attr.mLoop2End};
+    for (int32_t i = 0; i < 2; ++i)
+    {
+        const unsigned char* loop = iRecordP + 8 + 6 * i;
+        const auto playMode = FF_GetNumber<int16_t>(loop, iOrder);
+        const Marker* begin = find(FF_GetNumber<int16_t>(loop + 2, iOrder));
+        const Marker* end = find(FF_GetNumber<int16_t>(loop + 4, iOrder));
+        if (playMode == 0 || !begin || !end)
+            continue;
+        *types[i] = playMode == 2 ? 2 : 1;
+        *starts[i] = begin->mPosition;
+        *ends[i] = end->mPosition;
+    }
+    return attr;
+}
+
 // ---- FF_AudioChunk -----------------------------------------------------------------------
 
 void FF_AudioChunk::WriteHeader(FF_AudioFile* iAudioFileP, Sys_File* iFileP)

@@ -33,6 +33,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
+#include <vector>
 
 #include "FF/Audio/FF_AudioFile.h"
 #include "FF/Audio/FF_AudioTypes.h"
@@ -64,6 +65,34 @@ template <class T> void FF_PutNumber(unsigned char* oP, T iValue, EByteOrder iOr
     for (size_t i = 0; i < sizeof(T); ++i)
         oP[iOrder == eByteOrder_Little ? i : sizeof(T) - 1 - i] = uint8_t(value >> (8 * i));
 }
+
+// The instrument record that AIFF ("INST") and QSII carry, 20 bytes: base note, detune
+// (signed), low note, high note, low velocity, high velocity (a byte each), gain (16-bit),
+// then the sustain loop and the release loop, each as play mode, begin marker id and end
+// marker id (16-bit each). A loop's ends are markers: ids 0 and 1 bound the sustain loop
+// (loop 1 of FF_AudioInstrumentAttr), ids 2 and 3 the release loop (loop 2).
+class FF_InstrumentRecord
+{
+public:
+    static constexpr int32_t cSize = 20;
+    struct Marker
+    {
+        int16_t mID = 0;
+        uint32_t mPosition = 0; // sample frame
+        bool operator==(const Marker&) const = default;
+    };
+
+    // The record of an attribute: base note = root note, detune = fine tune, notes 0 to 127,
+    // velocities 0 to 127, gain 32767; a loop in use gets play mode 1 (type 1 or 3) or 2
+    // (type 2), an unused one is all zero. The markers of the loops in use, in id order.
+    static void Write(const FF_AudioInstrumentAttr& iAttr, EByteOrder iOrder,
+                      unsigned char* oRecordP, std::vector<Marker>* oMarkersP);
+    // The attribute of a record (iRecordP holds cSize bytes) and the markers found with it:
+    // root note = base note, fine tune = detune; a loop counts when its play mode is not 0
+    // and both of its markers are among iMarkers; play mode 2 gives type 2, any other type 1.
+    static FF_AudioInstrumentAttr Read(const unsigned char* iRecordP, EByteOrder iOrder,
+                                       const std::vector<Marker>& iMarkers);
+};
 
 // A chunk of an audio chunk file: an id as stored, a 32-bit size in the file's byte order, the
 // data. Subclasses give the content.
