@@ -123,14 +123,24 @@ TEST(FF_AudioFile, AnswersForEveryTypeFromTheTableOfFormats)
     // Name, byte order ("big", "little", or the assertion that asking fails), embedded
     // overviews, extension; by type.
     const std::tuple<const char*, const char*, bool, const char*> rows[] = {
-        {"", "0", false, ""}, {"", "0", false, ""}, {"QS II", "big", true, "qs2"},
-        {"BWF (.WAV)", "little", true, "wav"}, {"AIFF", "big", true, "aif"},
-        {"AIFF", "big", true, "aif"}, {"OMF Interchange", "false", false, "omf"},
-        {"Real Audio", "little", false, "ram"}, {"MPEG-1 Layer 3", "little", false, "mp3"},
-        {"QuickTime", "big", false, "mov"}, {"Windows Media", "little", false, "wma"},
-        {"Sound Resource", "little", false, "sfil"}, {"QS I", "big", false, "qs1"},
-        {"AVI", "0", false, "avi"}, {"MPG", "0", false, "mpg"}, {"MPEG", "0", false, "mpeg"},
-        {"Digital Video", "0", false, "dv"}, {"MXF", "little", true, "mxf"},
+        {"", "0", false, ""},
+        {"", "0", false, ""},
+        {"QS II", "big", true, "qs2"},
+        {"BWF (.WAV)", "little", true, "wav"},
+        {"AIFF", "big", true, "aif"},
+        {"AIFF", "big", true, "aif"},
+        {"OMF Interchange", "false", false, "omf"},
+        {"Real Audio", "little", false, "ram"},
+        {"MPEG-1 Layer 3", "little", false, "mp3"},
+        {"QuickTime", "big", false, "mov"},
+        {"Windows Media", "little", false, "wma"},
+        {"Sound Resource", "little", false, "sfil"},
+        {"QS I", "big", false, "qs1"},
+        {"AVI", "0", false, "avi"},
+        {"MPG", "0", false, "mpg"},
+        {"MPEG", "0", false, "mpeg"},
+        {"Digital Video", "0", false, "dv"},
+        {"MXF", "little", true, "mxf"},
         {"AAC", "big", false, "m4a"}};
     int32_t lastIndex = 0;
     for (int32_t i = 0; i < int32_t(std::size(rows)); ++i)

@@ -53,12 +53,14 @@ TEST(FF_AudioMetadataChunks, EveryPayloadRoundTripsInBothByteOrders)
                     *iTo.mModificationTime.Peek() == *from->mModificationTime.Peek();
          },
          8, 8, 0x0102030405060708},
-        {"ovwf", [&](FF_AudioFile& iTo) { return *iTo.mOverview.Peek() == *from->mOverview.Peek(); },
+        {"ovwf",
+         [&](FF_AudioFile& iTo) { return *iTo.mOverview.Peek() == *from->mOverview.Peek(); },
          4 + 20, 4, 4}, // the entry's peak count
-        {"rkti", [&](FF_AudioFile& iTo) { return iTo.mDRktAssetInfo.Peek()->mValue == 0xCAFE1234u; },
-         6, 4, 0xCAFE1234},
-        {"ANNO", [&](FF_AudioFile& iTo) { return *iTo.mDescription.Peek() == "a take of the chorus"; },
-         -1},
+        {"rkti",
+         [&](FF_AudioFile& iTo) { return iTo.mDRktAssetInfo.Peek()->mValue == 0xCAFE1234u; }, 6, 4,
+         0xCAFE1234},
+        {"ANNO",
+         [&](FF_AudioFile& iTo) { return *iTo.mDescription.Peek() == "a take of the chorus"; }, -1},
     };
     for (const Payload& p : payloads)
     {

@@ -150,37 +150,35 @@ const FF_AudioFileFormat* FF_AudioFileFormat::Find(EAudioFileType iType)
 void FF_AudioFile::RegisterTypes()
 {
     static std::once_flag sOnce;
-    std::call_once(
-        sOnce,
-        []
-        {
-            const Sys_FileType::OSType creator = Sys_FileType::MakeOSType("MDul");
-            std::vector<Sys_FileType> types(cNumTypeRows, Sys_FileType::cUnknown);
-            EAudioFileType previous = eAudioFileType_Unknown;
-            for (const FF_AudioFileFormat& row : FF_AudioFileFormat::GetAll())
-            {
-                CMN_ASSERT(row.mType > previous && row.mType < cNumTypeRows);
-                previous = row.mType;
-                if (row.mSharesFileTypeOf != eAudioFileType_Unknown)
-                {
-                    CMN_ASSERT(row.mSharesFileTypeOf < row.mType);
-                    types[row.mType] = types[row.mSharesFileTypeOf];
-                    mRecognizedSystemFileTypes[types[row.mType]] = row.mType;
-                    continue;
-                }
-                if (row.mMacTypes.empty() && row.mExtensions.empty())
-                    continue;
-                std::vector<Sys_FileType::OSType> codes;
-                for (const char* code : row.mMacTypes)
-                    codes.push_back(Sys_FileType::MakeOSType(code));
-                types[row.mType] = Sys_FileType::RegisterType(codes, row.mExtensions,
-                                                              row.mNameLiteral, creator,
-                                                              Sys_FileType::eGroup_Audio,
-                                                              row.mNameID);
-                mRecognizedSystemFileTypes[types[row.mType]] = row.mType;
-            }
-            mRecognizedAudioFileTypes = std::move(types);
-        });
+    std::call_once(sOnce,
+                   []
+                   {
+                       const Sys_FileType::OSType creator = Sys_FileType::MakeOSType("MDul");
+                       std::vector<Sys_FileType> types(cNumTypeRows, Sys_FileType::cUnknown);
+                       EAudioFileType previous = eAudioFileType_Unknown;
+                       for (const FF_AudioFileFormat& row : FF_AudioFileFormat::GetAll())
+                       {
+                           CMN_ASSERT(row.mType > previous && row.mType < cNumTypeRows);
+                           previous = row.mType;
+                           if (row.mSharesFileTypeOf != eAudioFileType_Unknown)
+                           {
+                               CMN_ASSERT(row.mSharesFileTypeOf < row.mType);
+                               types[row.mType] = types[row.mSharesFileTypeOf];
+                               mRecognizedSystemFileTypes[types[row.mType]] = row.mType;
+                               continue;
+                           }
+                           if (row.mMacTypes.empty() && row.mExtensions.empty())
+                               continue;
+                           std::vector<Sys_FileType::OSType> codes;
+                           for (const char* code : row.mMacTypes)
+                               codes.push_back(Sys_FileType::MakeOSType(code));
+                           types[row.mType] = Sys_FileType::RegisterType(
+                               codes, row.mExtensions, row.mNameLiteral, creator,
+                               Sys_FileType::eGroup_Audio, row.mNameID);
+                           mRecognizedSystemFileTypes[types[row.mType]] = row.mType;
+                       }
+                       mRecognizedAudioFileTypes = std::move(types);
+                   });
 }
 
 void FF_AudioFile::GetTypesSupportedForRead(std::list<EAudioFileType>* oTypesP)

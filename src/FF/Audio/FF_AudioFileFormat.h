@@ -10,7 +10,9 @@
 //
 // Adding a format plug-in: write the plug-in in src/FF/Audio/PlugIns (its static Create for
 // an existing file and CreateNew for a new one), then fill in the open and create entries of
-// its row in FF_AudioFileFormats.cpp (include its header there). Nothing else changes.
+// its row in FF_AudioFileFormats.cpp and include its header there (a type that has no row
+// yet, such as Offline, gets one in its place by type). Nothing else changes: the front and
+// the other plug-ins stay as they are.
 //
 // Invariants of the table:
 //  1. Rows stand in ascending order of type; a type has at most one row. The file types are
@@ -57,7 +59,7 @@ struct FF_AudioFileFormat
     using CreateMethod = FF_AudioFilePlugIn* (*)(FF_AudioFile* iAudioFileP);
 
     EAudioFileType mType = eAudioFileType_Unknown;
-    std::vector<const char*> mMacTypes;  // four-character codes
+    std::vector<const char*> mMacTypes;   // four-character codes
     std::vector<std::string> mExtensions; // without the dot
     int32_t mNameID = 0;                  // text of package 0, or 0 for mNameLiteral
     const char* mNameLiteral = "";

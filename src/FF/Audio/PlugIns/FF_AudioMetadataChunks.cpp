@@ -286,10 +286,10 @@ void UAFRegnChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
         FF_PutNumber<int64_t>(record + 16, region.mStartSample, mOrder);
         FF_PutNumber<int64_t>(record + 24, region.mStopSample, mOrder);
         FF_PutNumber<int64_t>(record + 32, region.mLength, mOrder);
-        FF_PutNumber<int64_t>(record + 40, region.mIsWholeFile && haveUserTimeStamp
-                                        ? userTimeStamp
-                                        : region.mUserTimeStamp,
-                               mOrder);
+        FF_PutNumber<int64_t>(record + 40,
+                              region.mIsWholeFile && haveUserTimeStamp ? userTimeStamp
+                                                                       : region.mUserTimeStamp,
+                              mOrder);
         FF_PutNumber<int64_t>(record + 48, region.mOriginalTimeStamp, mOrder);
         const std::string name = ShortenStringLength(region.mName, cMaxNameLength);
         record[56] = uint8_t(name.size());
@@ -359,8 +359,9 @@ bool UAFOvwfChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
     unsigned char countBytes[4];
     ReadExact(iFileP, countBytes, 4);
     // Each entry takes at least its header: no more entries than the chunk can hold.
-    const int64_t count = std::min<int64_t>(
-        FF_GetNumber<uint32_t>(countBytes, mOrder), std::max<int64_t>(mStoredSize - 4, 0) / cEntryHeaderSize);
+    const int64_t count =
+        std::min<int64_t>(FF_GetNumber<uint32_t>(countBytes, mOrder),
+                          std::max<int64_t>(mStoredSize - 4, 0) / cEntryHeaderSize);
     const int64_t size = OverviewSize(iAudioFileP->mNumSamples.GetOr(0));
     const int64_t chunkEnd = mPosition + 8 + mStoredSize;
     for (int64_t i = 0; i < count; ++i)
@@ -368,10 +369,13 @@ bool UAFOvwfChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
         unsigned char header[cEntryHeaderSize];
         if (iFileP->Read(header, cEntryHeaderSize) != cEntryHeaderSize)
             break;
-        const bool fits = FF_GetNumber<uint32_t>(header, mOrder) == uint64_t(size) + cEntryHeaderSize &&
-                          FF_GetNumber<uint32_t>(header + 4, mOrder) == 1 && FF_GetNumber<uint32_t>(header + 8, mOrder) == 256 &&
-                          FF_GetNumber<uint32_t>(header + 12, mOrder) == 8 && FF_GetNumber<uint32_t>(header + 16, mOrder) == 1 &&
-                          FF_GetNumber<uint32_t>(header + 20, mOrder) == uint64_t(size / 2);
+        const bool fits =
+            FF_GetNumber<uint32_t>(header, mOrder) == uint64_t(size) + cEntryHeaderSize &&
+            FF_GetNumber<uint32_t>(header + 4, mOrder) == 1 &&
+            FF_GetNumber<uint32_t>(header + 8, mOrder) == 256 &&
+            FF_GetNumber<uint32_t>(header + 12, mOrder) == 8 &&
+            FF_GetNumber<uint32_t>(header + 16, mOrder) == 1 &&
+            FF_GetNumber<uint32_t>(header + 20, mOrder) == uint64_t(size / 2);
         if (!fits)
             continue; // the next header is looked for straight behind this one
         if (iFileP->GetPosition() + size > chunkEnd)

@@ -118,8 +118,7 @@ public:
 
     // The shared chunk of that id in that byte order ("umid", "regn", "minf", "ovwf",
     // "rkti", "ANNO"), or null for another id.
-    static FF_AudioChunk* CreateMetadataChunk(uint32_t iID, int64_t iStoredSize,
-                                              EByteOrder iOrder);
+    static FF_AudioChunk* CreateMetadataChunk(uint32_t iID, int64_t iStoredSize, EByteOrder iOrder);
 
 protected:
     uint32_t mID;
