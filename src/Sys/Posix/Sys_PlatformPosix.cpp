@@ -40,5 +40,5 @@ void Sys_SetPlatformDependentMethods()
 namespace
 {
 // Runs the set-up when the library is loaded.
-const bool sInstalledAtLoad = (Sys_SetPlatformDependentMethods(), true);
+[[maybe_unused]] const bool sInstalledAtLoad = (Sys_SetPlatformDependentMethods(), true);
 } // namespace
