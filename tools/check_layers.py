@@ -8,6 +8,7 @@ where no include cycle runs between them. Independently of the ranks, the check 
 on any include cycle between two folders.
 
 Usage: check_layers.py [ROOT]     (ROOT defaults to the source tree holding this script)
+       check_layers.py --self-test (checks that a made-up tree's faults are all reported)
 Exit status 0 when the graph keeps the order, 1 with one line per offending include
 ("file:line: ...") otherwise.
 """
@@ -160,7 +161,40 @@ def check(root):
     return problems
 
 
+def self_test():
+    """Runs the check over a small made-up tree with one fault of each kind."""
+    import tempfile
+    files = {
+        "src/Cmn/Cmn_A.h": "",
+        "src/Sys/Sys_B.h": '#include "Cmn_A.h"\n',                     # down: fine
+        "src/Cmn/Cmn_C.cpp": '#include "Cmn_A.h"\n#include "Sys_B.h"\n',  # up
+        "src/FF/Audio/Processing/Read/R.h": '#include "FF/Audio/Processing/Stages/S.h"\n',
+        "src/FF/Audio/Processing/Stages/S.h": '#include "FF/Audio/Processing/Read/R.h"\n',
+        "src/Nowhere/N.cpp": '#include "Cmn_A.h"\n',                  # unranked folder
+    }
+    expected = [
+        "src/Cmn/Cmn_C.cpp:2: includes src/Sys/Sys_B.h",
+        "src/FF/Audio/Processing/Read/R.h:1: includes from src/FF/Audio/Processing/Read into",
+        "src/FF/Audio/Processing/Stages/S.h:1: includes from src/FF/Audio/Processing/Stages into",
+        "src/Nowhere/N.cpp:1: folder src/Nowhere has no place",
+    ]
+    with tempfile.TemporaryDirectory() as root:
+        for name, text in files.items():
+            os.makedirs(os.path.join(root, os.path.dirname(name)), exist_ok=True)
+            with open(os.path.join(root, name), "w", encoding="utf-8") as f:
+                f.write(text)
+        problems = check(root)
+    missed = [e for e in expected if not any(p.startswith(e) for p in problems)]
+    for e in missed:
+        print(f"self test: no report starting with {e!r}")
+    if len(problems) != len(expected):
+        print(f"self test: {len(problems)} reports, {len(expected)} expected:", *problems, sep="\n  ")
+    return 1 if missed or len(problems) != len(expected) else 0
+
+
 def main(argv):
+    if len(argv) > 1 and argv[1] == "--self-test":
+        return self_test()
     root = argv[1] if len(argv) > 1 else os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
     problems = check(root)
     for p in problems:
