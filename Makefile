@@ -6,7 +6,7 @@
 SHELL := /bin/bash
 JOBS  ?= $(shell nproc)
 DEPS  := cmake make g++ clang libclang-rt-14-dev pkg-config libsqlite3-dev libgtest-dev libgmock-dev \
-         libbenchmark-dev libpng-dev sox libsndfile1-dev libsamplerate0-dev ffmpeg
+         libbenchmark-dev libpng-dev sox libsndfile1-dev libsamplerate0-dev ffmpeg python3
 # Test folders that run threads, built again under the thread sanitizer.
 TSAN_SUITES := Sys;Threads;Chain;Stages;Overview;Convert;Alloc
 

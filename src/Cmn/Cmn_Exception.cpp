@@ -1,5 +1,6 @@
 #include "Cmn_Exception.h"
 
+#include <atomic>
 #include <sstream>
 
 #include "Cmn_StackDump.h"
@@ -148,4 +149,24 @@ std::unique_ptr<Cmn_Exception> Cmn_CaptureException(std::exception_ptr iExceptio
             Cmn_ANSIExceptionCode<std::exception>::Instance(),
             Cmn_ANSIExceptionData{"unknown", "unknown exception"});
     }
+}
+
+namespace
+{
+std::atomic<Cmn_LocalisedThrowMethod> sLocalisedThrowMethod{nullptr};
+}
+
+Cmn_LocalisedThrowMethod Cmn_SetLocalisedThrowMethod(Cmn_LocalisedThrowMethod iMethod)
+{
+    return sLocalisedThrowMethod.exchange(iMethod);
+}
+
+void Cmn_ThrowLocalised(int32_t iPackageID, int32_t iStringID)
+{
+    if (const Cmn_LocalisedThrowMethod method = sLocalisedThrowMethod.load())
+        method(iPackageID, iStringID); // throws
+    throw Cmn_TypedException<std::string>(Cmn_StringExceptionCode::Instance(),
+                                          "failure " + std::to_string(iPackageID) + "." +
+                                              std::to_string(iStringID),
+                                          Cmn_StackDump::Create());
 }

@@ -180,6 +180,15 @@ public:
     explicit Cmn_AssertException(const std::string& iText) : std::runtime_error(iText) {}
 };
 
+// Failures of this module that carry a localisable text (a package and a string id of the
+// message table). The localisation module, which sits above this one, installs the method
+// that throws them as its localised exception (L10N_Exception), when the library is loaded;
+// until then (or in a program without it) Cmn_ThrowLocalised throws a
+// Cmn_TypedException<std::string> naming the package and the id.
+using Cmn_LocalisedThrowMethod = void (*)(int32_t iPackageID, int32_t iStringID);
+Cmn_LocalisedThrowMethod Cmn_SetLocalisedThrowMethod(Cmn_LocalisedThrowMethod iMethod);
+[[noreturn]] void Cmn_ThrowLocalised(int32_t iPackageID, int32_t iStringID);
+
 // Wraps any exception as a Cmn_Exception (a Cmn_Exception is cloned as it is; a standard one
 // becomes a Cmn_TypedException<Cmn_ANSIExceptionData>), so that it can be stored and
 // rethrown on another thread.

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "Cmn_Assert.h"
-#include "L10N_ExceptionData.h"
+#include "Cmn_Exception.h"
 
 namespace
 {
@@ -33,7 +33,7 @@ void Cmn_MemBufferInStream::Read(void* oBuffer, int32_t iByteLen)
 {
     CMN_ASSERT(iByteLen >= 0);
     if (iByteLen > mEndP - mCurrentP)
-        L10N_Throw(kCmnPackageID, kUnexpectedEndOfStreamID);
+        Cmn_ThrowLocalised(kCmnPackageID, kUnexpectedEndOfStreamID);
     if (iByteLen == 0)
         return;
     std::memcpy(oBuffer, mCurrentP, static_cast<size_t>(iByteLen));
@@ -44,7 +44,7 @@ void Cmn_MemBufferInStream::SetPos(int64_t iPos)
 {
     CMN_ASSERT(iPos >= 0);
     if (iPos > mEndP - mBeginP)
-        L10N_Throw(kCmnPackageID, kSetPosPastEndID);
+        Cmn_ThrowLocalised(kCmnPackageID, kSetPosPastEndID);
     mCurrentP = mBeginP + iPos;
 }
 
@@ -83,7 +83,7 @@ void Cmn_MemBufferOutStream::SetPos(int64_t iPos)
 {
     CMN_ASSERT(iPos >= 0);
     if (iPos > mEndPos)
-        L10N_Throw(kCmnPackageID, kSetPosPastEndID);
+        Cmn_ThrowLocalised(kCmnPackageID, kSetPosPastEndID);
     mPos = iPos;
     mCurrentP = mBufferP + iPos;
 }

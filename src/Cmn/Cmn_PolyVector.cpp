@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "Cmn_Assert.h"
-#include "L10N_ExceptionData.h"
+#include "Cmn_Exception.h"
 
 namespace
 {
@@ -144,14 +144,14 @@ void Cmn_PolyVectorImpl::Swap(Cmn_PolyVectorImpl& ioOther) noexcept
 void* Cmn_PolyVectorImpl::At(size_t iIndex)
 {
     if (iIndex >= Size())
-        L10N_Throw(kCmnPackageID, kAtOutOfRangeID);
+        Cmn_ThrowLocalised(kCmnPackageID, kAtOutOfRangeID);
     return mBegin + iIndex * mElemSize;
 }
 
 const void* Cmn_PolyVectorImpl::At(size_t iIndex) const
 {
     if (iIndex >= Size())
-        L10N_Throw(kCmnPackageID, kAtOutOfRangeID);
+        Cmn_ThrowLocalised(kCmnPackageID, kAtOutOfRangeID);
     return mBegin + iIndex * mElemSize;
 }
 

@@ -1,19 +1,24 @@
-// A counted handle to a Sys_ThreadSafeRefCountObject (interlocked count), holding a T*.
-// Handles of a derived type convert to handles of a base type.
+// A counted handle holding a T*, for objects with an interlocked count (the operating-system
+// layer's Sys_ThreadSafeRefCountObject): the handle calls AddReference and RemoveReference
+// (both const) of the object. Base names the class whose count is used when T has more than
+// one; void (the default) means T's own. Handles of a derived type convert to handles of a
+// base type. This header depends on no counting class, so the foundation's lowest module
+// can hold it.
 #pragma once
 
+#include <type_traits>
 #include <utility>
 
-#include "Sys_ThreadSafeRefCountObject.h"
-
-template <class T, class Base = Sys_ThreadSafeRefCountObject> class Cmn_PolymorphicHandle
+template <class T, class Base = void> class Cmn_PolymorphicHandle
 {
+    using CountBase = std::conditional_t<std::is_void_v<Base>, T, Base>;
+
 public:
     Cmn_PolymorphicHandle() = default;
     Cmn_PolymorphicHandle(T* iP) : mP(iP)
     {
         if (mP)
-            static_cast<const Base*>(mP)->AddReference();
+            static_cast<const CountBase*>(mP)->AddReference();
     }
     Cmn_PolymorphicHandle(const Cmn_PolymorphicHandle& iOther) : Cmn_PolymorphicHandle(iOther.mP) {}
     Cmn_PolymorphicHandle(Cmn_PolymorphicHandle&& iOther) noexcept : mP(iOther.mP) { iOther.mP = nullptr; }
@@ -24,7 +29,7 @@ public:
     ~Cmn_PolymorphicHandle()
     {
         if (mP)
-            static_cast<const Base*>(mP)->RemoveReference();
+            static_cast<const CountBase*>(mP)->RemoveReference();
     }
     Cmn_PolymorphicHandle& operator=(Cmn_PolymorphicHandle iOther) noexcept
     {

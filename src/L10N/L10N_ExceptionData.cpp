@@ -70,6 +70,14 @@ void L10N_Throw(int32_t iPackageID, int32_t iStringID, const std::string& iInser
     L10N_Throw(L10N_ExceptionData(iPackageID, iStringID, iInsert1));
 }
 
+namespace
+{
+// Failures of the module below this one (Cmn) are thrown as ours from the library's load on.
+[[maybe_unused]] const Cmn_LocalisedThrowMethod sPreviousCmnThrow =
+    Cmn_SetLocalisedThrowMethod([](int32_t iPackageID, int32_t iStringID)
+                                { L10N_Throw(iPackageID, iStringID); });
+} // namespace
+
 bool L10N_IsException(const std::exception& iException, int32_t iPackageID, int32_t iStringID)
 {
     const auto* p = dynamic_cast<const L10N_Exception*>(&iException);

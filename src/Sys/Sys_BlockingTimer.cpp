@@ -3,7 +3,7 @@
 #include <atomic>
 
 #include "Cmn_Assert.h"
-#include "Sys_BlockingTimerPosix.h"
+#include "Sys_Platform.h"
 #include "Sys_TimerEvent.h"
 
 namespace
@@ -16,7 +16,7 @@ Sys_BlockingTimer::BlockingTimerHandle Sys_BlockingTimer::Create()
     CreateMethod method = sCreateMethod.load();
     if (!method)
     {
-        Sys_BlockingTimerPosix::SetPlatformDependentMethods();
+        Sys_SetPlatformDependentMethods();
         method = sCreateMethod.load();
     }
     return BlockingTimerHandle(method());

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "Sys_EventPosix.h"
+#include "Sys_Platform.h"
 
 namespace
 {
@@ -14,7 +14,7 @@ Sys_Event::EventHandle Sys_Event::Create(int32_t iManualReset)
     CreateMethod method = sCreateMethod.load();
     if (!method)
     {
-        Sys_EventPosix::SetPlatformDependentMethods();
+        Sys_SetPlatformDependentMethods();
         method = sCreateMethod.load();
     }
     return EventHandle(method(iManualReset));

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "Cmn_Assert.h"
-#include "Sys_FilePosix.h"
+#include "Sys_Platform.h"
 
 namespace
 {
@@ -16,7 +16,7 @@ Sys_FileImpl* CreateImpl(const Sys_FileLoc& iLoc)
     Sys_File::CreateMethod method = sCreateMethod.load();
     if (!method)
     {
-        Sys_FilePosix::SetPlatformDependentMethods();
+        Sys_SetPlatformDependentMethods();
         method = sCreateMethod.load();
     }
     return method(iLoc);

@@ -52,7 +52,7 @@ public:
 
     using CreateMethod = Sys_FileImpl* (*)(const Sys_FileLoc& iLoc);
 
-    // Through the creation hook (installing the Posix one if none is set).
+    // Through the creation hook (see Sys_Platform.h for who fills it).
     explicit Sys_File(const Sys_FileLoc& iLoc);
     // Takes ownership; asserts "mImpl".
     explicit Sys_File(Sys_FileImpl* iImplP);

@@ -10,7 +10,7 @@
 #include "Cmn_Assert.h"
 #include "L10N_ExceptionData.h"
 #include "L10N_Utils.h"
-#include "Sys_FileLocPosix.h"
+#include "Sys_Platform.h"
 #include "Sys_StdStreamHeader.h"
 #include "Sys_TypedStream.h"
 #include "Sys_Volume.h"
@@ -32,7 +32,7 @@ Sys_FileLoc::CreateMethods Methods()
                            unset = !sMethods.mFullPath;
                        }
                        if (unset)
-                           Sys_FileLocPosix::SetPlatformDependentMethods();
+                           Sys_SetPlatformDependentMethods();
                    });
     std::lock_guard<std::mutex> lock(sHookMutex);
     return sMethods;
@@ -89,7 +89,8 @@ uint32_t DirIDOf(const std::string& iPath)
 void Sys_FileLoc::SetCreateMethods(const CreateMethods& iMethods)
 {
     CMN_ASSERT(iMethods.mStandard && iMethods.mFullPath && iMethods.mPathComponents &&
-               iMethods.mVolumeRoot && iMethods.mOtherVolume);
+               iMethods.mVolumeRoot && iMethods.mOtherVolume && iMethods.mFolderHint &&
+               iMethods.mCanonicalPath);
     std::lock_guard<std::mutex> lock(sHookMutex);
     sMethods = iMethods;
 }
@@ -256,12 +257,12 @@ void Sys_FileLoc::StreamIn(Sys_TypedInStream& ioStream)
     std::string path = volume.GetMountPoint();
     for (size_t i = root.size(); i < components.size(); ++i)
         path += (path == "/" ? "" : "/") + components[i];
-    *this = Sys_FileLoc(new Sys_FileLocPosix(path, isFolder ? 1 : 0));
+    *this = Sys_FileLoc(Methods().mFolderHint(path, isFolder ? 1 : 0));
 }
 
 uint32_t Sys_FileLoc::GetHFSDirIDFromFolder(const Sys_FileLoc& iFolder)
 {
-    const std::string path = Sys_FileLocPosix::ForceCanonical(iFolder.GetFullPath());
+    const std::string path = Methods().mCanonicalPath(iFolder.GetFullPath());
     const uint32_t id = path.empty() ? 0 : DirIDOf(path);
     if (id == 0)
         return 0;
@@ -287,7 +288,7 @@ bool Sys_FileLoc::FolderFromHFSDirID(const Sys_Volume& iVolume, uint32_t iDirID,
     // The folder may have gone, or another may have its number now.
     if (DirIDOf(path) != iDirID)
         return false;
-    *oFolder = Sys_FileLoc(new Sys_FileLocPosix(path, 1));
+    *oFolder = Sys_FileLoc(Methods().mFolderHint(path, 1));
     return true;
 }
 

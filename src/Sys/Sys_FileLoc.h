@@ -5,8 +5,7 @@
 //     location built from a null implementation fails the assertion "mImpl"). Copies share
 //     the implementation; its count is interlocked, so copies may live on other threads.
 //  2. The implementation is made by the creation hooks that the platform layer installs
-//     (Sys_FileLocPosix::SetPlatformDependentMethods; installed on first use when nobody
-//     did). On this host the path is a POSIX path in canonical form: repeated separators and
+//     (Sys_FileLocPosix, by Sys_SetPlatformDependentMethods: see Sys_Platform.h). On this host the path is a POSIX path in canonical form: repeated separators and
 //     "." components dropped, no trailing separator ("/" stays "/"). ".." is kept as it
 //     stands, since a link may make it mean something else than the text says.
 //  3. Two locations are equal when their canonical paths are equal as text; "<" orders them
@@ -73,6 +72,11 @@ public:
     using VolumeRootCreateMethod = Sys_FileLocImpl* (*)(const Sys_Volume& iVolume);
     using OtherVolumeCreateMethod = Sys_FileLocImpl* (*)(const Sys_Volume& iVolume,
                                                          const Sys_FileLoc& iLoc);
+    // A location of a path already resolved, made as a folder (1), a file (0) or unsaid (-1).
+    using FolderHintCreateMethod = Sys_FileLocImpl* (*)(const std::string& iPath,
+                                                        int32_t iFolderHint);
+    // The canonical form of a path (links resolved), or "" when it cannot be resolved.
+    using CanonicalPathMethod = std::string (*)(const std::string& iPath);
     struct CreateMethods
     {
         StandardCreateMethod mStandard = nullptr;
@@ -80,6 +84,8 @@ public:
         PathComponentsCreateMethod mPathComponents = nullptr;
         VolumeRootCreateMethod mVolumeRoot = nullptr;
         OtherVolumeCreateMethod mOtherVolume = nullptr;
+        FolderHintCreateMethod mFolderHint = nullptr;
+        CanonicalPathMethod mCanonicalPath = nullptr;
     };
     // Installs the hooks (all must be set). Call at start-up, before other threads run.
     static void SetCreateMethods(const CreateMethods& iMethods);

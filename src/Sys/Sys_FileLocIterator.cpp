@@ -4,7 +4,7 @@
 #include <chrono>
 
 #include "Cmn_Assert.h"
-#include "Sys_FileLocIteratorPosix.h"
+#include "Sys_Platform.h"
 
 namespace
 {
@@ -14,7 +14,7 @@ std::atomic<Sys_FileLocIterator::PatternCreateMethod> sPatternCreate{nullptr};
 void EnsureHooks()
 {
     if (!sTypesCreate.load() || !sPatternCreate.load())
-        Sys_FileLocIteratorPosix::SetPlatformDependentMethods();
+        Sys_SetPlatformDependentMethods();
 }
 
 int64_t NowMicroseconds()

@@ -48,7 +48,7 @@ public:
                                                            const std::vector<Sys_FileType>& iTypes);
     using PatternCreateMethod = Sys_FileLocIteratorImpl* (*)(const Sys_FileLoc& iFolder,
                                                              const std::string& iPattern);
-    // Installs the hooks (Sys_FileLocIteratorPosix does so on first use when nobody did).
+    // Installs the hooks (the platform set-up does, see Sys_Platform.h).
     static void SetCreateMethods(TypesCreateMethod iTypes, PatternCreateMethod iPattern);
 
     static constexpr int64_t cNoBudget = -1;

@@ -3,7 +3,7 @@
 #include <atomic>
 
 #include "Cmn_Assert.h"
-#include "Sys_MutexPosix.h"
+#include "Sys_Platform.h"
 
 namespace
 {
@@ -15,7 +15,7 @@ Sys_Mutex::MutexHandle Sys_Mutex::Create(eSys_MutexType iType)
     CreateMethod method = sCreateMethod.load();
     if (!method)
     {
-        Sys_MutexPosix::SetPlatformDependentMethods();
+        Sys_SetPlatformDependentMethods();
         method = sCreateMethod.load();
     }
     Sys_Mutex* mutexP = method(iType);

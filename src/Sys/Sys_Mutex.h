@@ -4,7 +4,7 @@
 // asserts "mType == eSys_MutexType_Tryable".
 //
 // A Sys_Mutex is reference-counted and created through the hook that the platform layer
-// installs (SetCreateMethod); Create installs the Posix one when none was set.
+// installs (SetCreateMethod); Sys_Platform.h says when it is filled.
 // It is not a Sys_SyncObject: a critical section cannot be waited for with a timeout or
 // together with other objects.
 #pragma once

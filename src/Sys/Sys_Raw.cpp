@@ -3,7 +3,7 @@
 #include <atomic>
 
 #include "Cmn_Assert.h"
-#include "Sys_RawThreadPosix.h"
+#include "Sys_Platform.h"
 
 namespace
 {
@@ -31,7 +31,7 @@ Sys_RawThread::RawThreadHandle Sys_RawThread::Create(std::unique_ptr<Sys_RawThre
     CreateMethod method = sCreateMethod.load();
     if (!method)
     {
-        Sys_RawThreadPosix::SetPlatformDependentMethods();
+        Sys_SetPlatformDependentMethods();
         method = sCreateMethod.load();
     }
     return RawThreadHandle(method(std::move(iTask), iStackSize));

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "Sys_SemaphorePosix.h"
+#include "Sys_Platform.h"
 
 namespace
 {
@@ -14,7 +14,7 @@ Sys_Semaphore::SemaphoreHandle Sys_Semaphore::Create(int32_t iInitialCount, int3
     CreateMethod method = sCreateMethod.load();
     if (!method)
     {
-        Sys_SemaphorePosix::SetPlatformDependentMethods();
+        Sys_SetPlatformDependentMethods();
         method = sCreateMethod.load();
     }
     return SemaphoreHandle(method(iInitialCount, iMaximumCount));

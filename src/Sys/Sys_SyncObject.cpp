@@ -3,7 +3,7 @@
 #include <atomic>
 
 #include "Cmn_Assert.h"
-#include "Sys_SyncObjectPosix.h"
+#include "Sys_Platform.h"
 
 namespace
 {
@@ -18,7 +18,7 @@ Sys_SyncObject::EWaitResult Sys_SyncObject::WaitForMultipleObjects(const HandleL
     WaitForMultipleObjectsMethod method = sWaitForMultipleObjectsMethod.load();
     if (!method)
     {
-        Sys_SyncObjectPosix::SetPlatformDependentMethods();
+        Sys_SetPlatformDependentMethods();
         method = sWaitForMultipleObjectsMethod.load();
     }
     return method(iObjects, iWaitForAny, inTimeOut);

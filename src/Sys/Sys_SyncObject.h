@@ -3,8 +3,8 @@
 // A Sys_SyncObject is reference-counted (interlocked) and held through
 // Cmn_PolymorphicHandle. The portable classes here make no system call: the platform layer
 // (Sys_SyncObjectPosix and its kin) fills the creation hooks and the multi-object wait at
-// start-up with SetPlatformDependentMethods; when a caller forgot, the first Create or wait
-// installs the Posix ones.
+// start-up (Sys_SetPlatformDependentMethods in Sys_Platform.h, run when the library loads,
+// or at the latest by the first Create or wait).
 //
 // Contract of every wait:
 //  - a timeout is in milliseconds; cWaitForever (-1) waits without limit, 0 only polls;

@@ -4,7 +4,7 @@
 #include <exception>
 
 #include "Cmn_Assert.h"
-#include "Sys_ThreadPosix.h"
+#include "Sys_Platform.h"
 #include "Sys_Utils.h"
 
 namespace
@@ -15,7 +15,7 @@ std::atomic<Sys_Thread::GetCurrentThreadMethod> sGetCurrentThreadMethod{nullptr}
 void InstallDefaultMethods()
 {
     if (!sCreateMethod.load() || !sGetCurrentThreadMethod.load())
-        Sys_ThreadPosix::SetPlatformDependentMethods();
+        Sys_SetPlatformDependentMethods();
 }
 } // namespace
 

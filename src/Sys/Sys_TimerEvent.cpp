@@ -3,7 +3,7 @@
 #include <atomic>
 #include <chrono>
 
-#include "Sys_TimerEventPosix.h"
+#include "Sys_Platform.h"
 
 namespace
 {
@@ -15,7 +15,7 @@ Sys_TimerEvent::TimerEventHandle Sys_TimerEvent::Create(bool iManualReset)
     CreateMethod method = sCreateMethod.load();
     if (!method)
     {
-        Sys_TimerEventPosix::SetPlatformDependentMethods();
+        Sys_SetPlatformDependentMethods();
         method = sCreateMethod.load();
     }
     return TimerEventHandle(method(iManualReset));

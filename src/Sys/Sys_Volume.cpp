@@ -7,7 +7,7 @@
 
 #include "Cmn_Assert.h"
 #include "L10N_Utils.h"
-#include "Sys_VolumePosix.h"
+#include "Sys_Platform.h"
 
 namespace
 {
@@ -26,7 +26,7 @@ Sys_Volume::CreateMethods Methods()
                            unset = !sMethods.mIDCreate;
                        }
                        if (unset)
-                           Sys_VolumePosix::SetPlatformDependentMethods();
+                           Sys_SetPlatformDependentMethods();
                    });
     std::lock_guard<std::mutex> lock(sHookMutex);
     return sMethods;

@@ -18,11 +18,11 @@
 #include "Chain/ChainTestStages.h"
 #include "FF/Audio/FF_AudioFile.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadFiles.h"
-#include "FF/FF_TestSupport.h"
+#include "Support/FFTestSupport.h"
 #include "Sys_Event.h"
 #include "Sys_ProcessBlocker.h"
 #include "Sys_ThreadSafeQueue.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

@@ -12,8 +12,8 @@
 #include <thread>
 #include <unistd.h>
 
-#include "TestSupport.h"
-#include "ToolRunner.h"
+#include "Support/TestSupport.h"
+#include "Support/ToolRunner.h"
 
 extern char** environ;
 

@@ -5,7 +5,7 @@
 #include "ChainTestStages.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessChain.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

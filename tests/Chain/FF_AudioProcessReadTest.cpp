@@ -21,7 +21,7 @@
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadFiles.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadSequence.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessZeros.h"
-#include "FF/FF_TestSupport.h"
+#include "Support/FFTestSupport.h"
 #include "Sys_FilePosix.h"
 #include "Sys_OSErrData.h"
 

@@ -9,7 +9,7 @@
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadRingBuffers.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessRegulator.h"
 #include "FF/Audio/Processing/Write/FF_AudioProcessWriteBuffer.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

@@ -6,7 +6,7 @@
 #include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/FF_BatchProcess.h"
 #include "FF/FF_PostProcess.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

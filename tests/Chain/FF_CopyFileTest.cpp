@@ -7,7 +7,7 @@
 #include "FF/FF_CopyFolder.h"
 #include "Sys_FileUtils.h"
 #include "Sys_Volume.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

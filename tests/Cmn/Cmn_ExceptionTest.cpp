@@ -6,6 +6,7 @@
 #include "Cmn_Exception.h"
 #include "Cmn_StackDump.h"
 #include "L10N_ExceptionData.h"
+#include "Support/TestSupport.h"
 
 namespace
 {
@@ -87,6 +88,25 @@ TEST(Cmn_Exception, CaptureKeepsKindAndRethrowsTheSameType)
 
     auto other = Cmn_CaptureException(std::make_exception_ptr(std::logic_error("bad order")));
     EXPECT_STREQ(other->what(), "bad order");
+}
+
+// Cmn raises its message-table failures through the hook L10N fills at load; without the
+// hook they still come as a Cmn_Exception that names package and id.
+TEST(Cmn_Exception, LocalisedFailuresAreL10NOnesOnceTheHookIsFilled)
+{
+    EXPECT_TRUE(Test_ThrowsL10N([] { Cmn_ThrowLocalised(7, 9); }, 7, 9));
+    const Cmn_LocalisedThrowMethod installed = Cmn_SetLocalisedThrowMethod(nullptr);
+    std::string text;
+    try
+    {
+        Cmn_ThrowLocalised(7, 9);
+    }
+    catch (const Cmn_Exception& e)
+    {
+        text = e.what();
+    }
+    Cmn_SetLocalisedThrowMethod(installed);
+    EXPECT_EQ(text, "failure 7.9");
 }
 
 namespace

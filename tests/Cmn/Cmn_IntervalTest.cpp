@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "Cmn_Interval.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

@@ -7,18 +7,11 @@
 #include <vector>
 
 #include "Cmn_MemBufferStream.h"
-#include "TestSupport.h"
+#include "Support/ByteSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {
-std::vector<unsigned char> Iota(size_t iCount)
-{
-    std::vector<unsigned char> bytes(iCount);
-    for (size_t i = 0; i < iCount; ++i)
-        bytes[i] = static_cast<unsigned char>(i * 7 + 1);
-    return bytes;
-}
-
 // What Cmn_PolyVectorInStream does: start empty and point the stream at memory later.
 class RangeInStream : public Cmn_MemBufferInStream
 {
@@ -34,7 +27,7 @@ public:
 
 TEST(Cmn_MemBufferInStream, ReadsTheCallersBytesInPlaceAndNeverPastTheEnd)
 {
-    const auto bytes = Iota(10);
+    const auto bytes = Pattern(10);
     Cmn_MemBufferInStream in(bytes.data(), bytes.data() + bytes.size());
     EXPECT_EQ(in.GetEndPos(), 10);
     unsigned char out[10] = {};
@@ -60,7 +53,7 @@ TEST(Cmn_MemBufferInStream, ReadsTheCallersBytesInPlaceAndNeverPastTheEnd)
 
 TEST(Cmn_MemBufferInStream, SetPosToTheEndSucceedsAndOnePastThrows7_9)
 {
-    const auto bytes = Iota(6);
+    const auto bytes = Pattern(6);
     Cmn_MemBufferInStream in(bytes.data(), bytes.data() + bytes.size());
     in.SetPos(6);
     EXPECT_TRUE(Test_ThrowsL10N([&] { in.SetPos(7); }, 7, 9));
@@ -79,7 +72,7 @@ TEST(Cmn_MemBufferInStream, SubclassCanResetTheRange)
 {
     RangeInStream in;
     EXPECT_EQ(in.GetEndPos(), 0);
-    const auto first = Iota(3), second = Iota(9);
+    const auto first = Pattern(3), second = Pattern(9);
     in.Point(first, 0);
     EXPECT_EQ(in.GetEndPos(), 3);
     in.Point(second, 5);
@@ -114,7 +107,7 @@ TEST(Cmn_MemBufferOutStream, GrowFollowsTheGranularityArithmetic)
         {512, {{false, 10, 512}, {true, 600, 1024}, {true, 5, 1024}}},
         {100, {{false, 10, 100}, {true, 500, 600}, {true, 5, 200}}},
     };
-    const auto bytes = Iota(2000);
+    const auto bytes = Pattern(2000);
     for (const auto& scenario : scenarios)
     {
         Cmn_MemBufferOutStream out;
@@ -164,7 +157,7 @@ TEST(Cmn_MemBufferOutStream, EndPosIsTheHighWaterMark)
 TEST(Cmn_MemBufferOutStream, SetPosToTheEndSucceedsAndOnePastThrows7_9)
 {
     Cmn_MemBufferOutStream out;
-    const auto bytes = Iota(5);
+    const auto bytes = Pattern(5);
     out.Write(bytes.data(), 5);
     out.SetPos(0);
     out.SetPos(5);
@@ -188,7 +181,7 @@ TEST(Cmn_MemBufferOutStream, FixedFormWritesOnlyIntoTheCallersMemory)
     EXPECT_EQ(out.GetAllocGranularity(), 0);
     EXPECT_EQ(out.GetCapacity(), 6);
     EXPECT_EQ(out.GetBuffer(), memory.data() + 2);
-    const auto bytes = Iota(8);
+    const auto bytes = Pattern(8);
     out.Write(bytes.data(), 4);
     EXPECT_TRUE(Test_Asserts([&] { out.Write(bytes.data() + 4, 3); }, "mbOwnBuffer"));
     EXPECT_EQ(out.GetPos(), 4);

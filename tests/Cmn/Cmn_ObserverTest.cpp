@@ -8,7 +8,7 @@
 #include "Cmn_Leash.h"
 #include "Cmn_Observable.h"
 #include "Cmn_SafeDispatchList.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

@@ -9,7 +9,7 @@
 
 #include "Cmn_PolyVector.h"
 #include "Cmn_PolyVectorStream.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

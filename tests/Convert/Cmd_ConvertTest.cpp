@@ -10,7 +10,7 @@
 
 #include "Convert/ConvertTestSupport.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioFileUtils.h"
-#include "ToolRunner.h"
+#include "Support/ToolRunner.h"
 
 namespace
 {

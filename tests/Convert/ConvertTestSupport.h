@@ -15,7 +15,7 @@
 #include "FF/Audio/FF_AudioFile.h"
 #include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
 #include "Sys_FileLoc.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 // A WAVE file of a sine of iFreq Hz at iLevelDB dBFS on every channel (channel c shifted by
 // c * 0.1 of full scale's phase, so that channels differ).

@@ -4,7 +4,7 @@
 
 #include "FF/Audio/FF_AsyncAudioFileIOParams.h"
 #include "FF/Audio/FF_AudioFile.h"
-#include "FF_TestSupport.h"
+#include "Support/FFTestSupport.h"
 #include "Sys_Event.h"
 
 namespace

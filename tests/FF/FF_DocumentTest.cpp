@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "FF/FF_Document.h"
-#include "FF_TestSupport.h"
+#include "Support/FFTestSupport.h"
 #include "Sys_FilePosix.h"
 
 namespace

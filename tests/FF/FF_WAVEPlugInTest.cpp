@@ -5,7 +5,7 @@
 #include "FF/Audio/FF_AudioFile.h"
 #include "FF/Audio/PlugIns/FF_WAVEChunks.h"
 #include "FF/Audio/PlugIns/FF_WAVEPlugIn.h"
-#include "FF_TestSupport.h"
+#include "Support/FFTestSupport.h"
 #include "Sys_FilePosix.h"
 
 namespace

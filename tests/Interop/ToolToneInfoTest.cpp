@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "FF/Audio/FF_AudioFile.h"
-#include "FF/FF_TestSupport.h"
-#include "ToolRunner.h"
+#include "Support/FFTestSupport.h"
+#include "Support/ToolRunner.h"
 
 namespace
 {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "FF/Audio/FF_AudioFile.h"
-#include "FF/FF_TestSupport.h"
+#include "Support/FFTestSupport.h"
 #include "Sys_Umid.h"
 
 #ifdef MIRAFILE_HAVE_SNDFILE

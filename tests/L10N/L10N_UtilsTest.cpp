@@ -6,7 +6,7 @@
 
 #include "L10N_ExceptionData.h"
 #include "L10N_Utils.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 TEST(L10N_MessageTable, HoldsEveryPackageWithIdsFromOne)
 {

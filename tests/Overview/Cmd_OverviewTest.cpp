@@ -11,8 +11,8 @@
 
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
 #include "OverviewTestSupport.h"
-#include "TestSupport.h"
-#include "ToolRunner.h"
+#include "Support/TestSupport.h"
+#include "Support/ToolRunner.h"
 
 namespace
 {

@@ -17,7 +17,7 @@
 #include "OverviewTestSupport.h"
 #include "Sys_FileUtils.h"
 #include "Sys_StdStreamHeader.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

@@ -14,7 +14,7 @@
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "OverviewTestSupport.h"
 #include "Sys_FilePosix.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

@@ -6,7 +6,7 @@
 
 #include "FF/Audio/Processing/Overview/FF_AudioOverview.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

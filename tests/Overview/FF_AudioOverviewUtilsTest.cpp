@@ -9,7 +9,7 @@
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
 #include "OverviewTestSupport.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

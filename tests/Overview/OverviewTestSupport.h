@@ -20,7 +20,7 @@
 #include "FF/Audio/Processing/Chain/FF_AudioProcessChain.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
-#include "FF/FF_TestSupport.h"
+#include "Support/FFTestSupport.h"
 #include "Sys_FileLoc.h"
 #include "Sys_ProcessBlocker.h"
 

@@ -4,7 +4,7 @@
 
 #include "FF/Audio/Processing/Stages/FF_AudioProcessMultimediaSqueezer.h"
 #include "StagesTestSupport.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

@@ -9,7 +9,7 @@
 #include "FF/Audio/Processing/Stages/FF_AudioRandom.h"
 #include "FF/Audio/Processing/Stages/FF_SincKernel.h"
 #include "StagesTestSupport.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

@@ -8,7 +8,7 @@
 #include "FF/Audio/Processing/Stages/FF_AudioProcessMixer.h"
 #include "FF/Audio/Processing/Stages/FF_AudioProcessSplitter.h"
 #include "StagesTestSupport.h"
-#include "TestSupport.h"
+#include "Support/TestSupport.h"
 
 namespace
 {

@@ -1,5 +1,5 @@
 #include "Sys_FileBasedStream.h"
-#include "SysTestSupport.h"
+#include "Support/SysTestSupport.h"
 #include "Sys_File.h"
 #include "Sys_FilePosix.h"
 
@@ -40,7 +40,7 @@ protected:
     }
     void OpenWith(const Bytes& iContent)
     {
-        WriteWholeFile(mPath, iContent);
+        WriteBytes(mPath, iContent);
         mFile.Open(Sys_File::eOpen_ForRead | Sys_File::eOpen_ForWrite | Sys_File::eOpen_Existing);
     }
     Test_TempDir mDir;
@@ -159,7 +159,7 @@ TEST_F(Sys_FileBasedStreamTest, OutStreamDestroyedWithoutFlushLosesItsBytes)
         else
             EXPECT_EQ(mFile.GetEOF(), 0);
     }
-    EXPECT_EQ(ReadWholeFile(mPath), data);
+    EXPECT_EQ(ReadBytes(mPath), data);
 }
 
 TEST_F(Sys_FileBasedStreamTest, OutStreamKeepsOrderAcrossBufferedAndDirectWrites)
@@ -180,7 +180,7 @@ TEST_F(Sys_FileBasedStreamTest, OutStreamKeepsOrderAcrossBufferedAndDirectWrites
     // The 10 bytes are flushed before the large write, which goes straight to the file.
     EXPECT_EQ(mCounter->mWrites[0], 10);
     EXPECT_EQ(mCounter->mWrites[1], 300000);
-    EXPECT_EQ(ReadWholeFile(mPath), data);
+    EXPECT_EQ(ReadBytes(mPath), data);
 }
 
 TEST_F(Sys_FileBasedStreamTest, OutStreamSetPosRewritesHeldBytesAndFlushMovesPastThem)
@@ -200,7 +200,7 @@ TEST_F(Sys_FileBasedStreamTest, OutStreamSetPosRewritesHeldBytesAndFlushMovesPas
     out.Flush();
     EXPECT_EQ(out.GetPos(), 100) << "Flush moves the position past all held bytes";
     std::fill(data.begin() + 40, data.begin() + 45, 2);
-    EXPECT_EQ(ReadWholeFile(mPath), data);
+    EXPECT_EQ(ReadBytes(mPath), data);
 
     out.SetPos(5000); // outside the buffer: flush, seek
     out.Write(two, 1);

@@ -2,7 +2,7 @@
 // table, Sys_RelativeFileLoc, Sys_FileLocIterator and Sys_FileLocUtils; also the seeds of
 // fuzz/FileLocStreamFuzz.cpp.
 #include "Sys_FileLoc.h"
-#include "SysTestSupport.h"
+#include "Support/SysTestSupport.h"
 #include "Sys_FileLocIterator.h"
 #include "Sys_FileLocUtils.h"
 #include "Sys_FileType.h"
@@ -257,7 +257,7 @@ namespace
 void Touch(const std::string& iPath)
 {
     std::filesystem::create_directories(std::filesystem::path(iPath).parent_path());
-    WriteWholeFile(iPath, std::string("x"));
+    WriteBytes(iPath, "x");
 }
 } // namespace
 
@@ -380,6 +380,6 @@ TEST_F(Sys_FileLocStream, WritesFuzzSeeds)
         back.StreamIn(in);
         EXPECT_EQ(back.GetFullPath(), seed.mPath);
         if (folder)
-            WriteWholeFile(std::string(folder) + "/" + seed.mName, bytes);
+            WriteBytes(std::string(folder) + "/" + seed.mName, bytes);
     }
 }

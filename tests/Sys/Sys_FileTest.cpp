@@ -1,6 +1,6 @@
 #include <sys/stat.h>
 
-#include "SysTestSupport.h"
+#include "Support/SysTestSupport.h"
 #include "Sys_AsyncFileIOParams.h"
 #include "Sys_Event.h"
 #include "Sys_File.h"
@@ -26,7 +26,7 @@ protected:
     // A file named iName holding iContent, opened with iFlags.
     Sys_File& OpenWith(const Bytes& iContent, int32_t iFlags, const std::string& iName = "a")
     {
-        WriteWholeFile(PathOf(iName), iContent);
+        WriteBytes(PathOf(iName), iContent);
         mFiles.push_back(std::make_unique<Sys_File>(Sys_FileLoc(PathOf(iName))));
         mFiles.back()->Open(iFlags);
         return *mFiles.back();
@@ -55,7 +55,7 @@ TEST_F(Sys_FileTest, OpenFlagsDecideCreationAndTruncation)
         const std::string path = PathOf(std::to_string(n++));
         SCOPED_TRACE(path);
         if (c.mExists)
-            WriteWholeFile(path, Pattern(1000));
+            WriteBytes(path, Pattern(1000));
         Sys_File file{Sys_FileLoc(path)};
         if (c.mEOF < 0)
         {
@@ -101,7 +101,7 @@ TEST_F(Sys_FileTest, CreateOpensForReadAndWriteSharingIsAlwaysGrantedAndDeleteOn
 
 TEST_F(Sys_FileTest, MisuseFailsTheAssertionAndWriteThroughNeedsWriteAccess)
 {
-    WriteWholeFile(PathOf("a"), Pattern(10));
+    WriteBytes(PathOf("a"), Pattern(10));
     Sys_File file(Sys_FileLoc(PathOf("a")));
     EXPECT_TRUE(Test_Asserts([&] { file.Open(cRead | Sys_File::eOpen_WriteThrough); },
                              "( inOpenFlags & Sys_File::eOpen_ForWrite ) != 0"));
@@ -120,7 +120,7 @@ TEST_F(Sys_FileTest, MisuseFailsTheAssertionAndWriteThroughNeedsWriteAccess)
     const Bytes data = Pattern(5000, 3);
     EXPECT_EQ(file.Write(data.data(), 5000), 5000);
     file.Close();
-    EXPECT_EQ(ReadWholeFile(PathOf("a")), data);
+    EXPECT_EQ(ReadBytes(PathOf("a")), data);
 }
 
 // ---- positions, reads and writes -----------------------------------------------------------
@@ -148,12 +148,12 @@ TEST_F(Sys_FileTest, ShortCountsAtTheEndAreNoFailureAndWritesPastItLeaveZeros)
     Bytes expected = data;
     expected.resize(111, 0);
     expected[110] = 0xAB;
-    EXPECT_EQ(ReadWholeFile(PathOf("a")), expected);
+    EXPECT_EQ(ReadBytes(PathOf("a")), expected);
 }
 
 TEST_F(Sys_FileTest, ReadOnlyFlagFollowsTheOwnerWriteBit)
 {
-    WriteWholeFile(PathOf("a"), Pattern(10));
+    WriteBytes(PathOf("a"), Pattern(10));
     Sys_File file(Sys_FileLoc(PathOf("a")));
     EXPECT_FALSE(file.IsReadOnly());
     file.SetReadOnly(true);
@@ -223,7 +223,7 @@ TEST_F(Sys_FileTest, UnbufferedWritesMatchAReferenceAndKeepTheTrueLength)
         ASSERT_EQ(file.GetEOF(), int64_t(reference.size())) << "round " << round;
     }
     file.Close();
-    EXPECT_EQ(ReadWholeFile(PathOf("a")), reference);
+    EXPECT_EQ(ReadBytes(PathOf("a")), reference);
 }
 
 TEST_F(Sys_FileTest, UnbufferedFileGoesOnBufferedWhenDirectTransfersAreRefused)
@@ -264,7 +264,7 @@ TEST_F(Sys_FileTest, SetEOFGrowsWithZerosAndShrinksKeepingTheHead)
     file.Close();
     Bytes expected(data.begin(), data.begin() + 4000);
     expected.resize(9000, 0);
-    EXPECT_EQ(ReadWholeFile(PathOf("a")), expected);
+    EXPECT_EQ(ReadBytes(PathOf("a")), expected);
 }
 
 TEST_F(Sys_FileTest, InjectedFaultsFailTheNthTransfer)
@@ -306,7 +306,7 @@ TEST_F(Sys_FileTest, MoveBlockMovesOverlappingRegionsBothWays)
         expected.resize(std::max(data.size(), size_t(move.mStart + move.mLength + move.mDelta)));
         std::memmove(expected.data() + move.mStart + move.mDelta, data.data() + move.mStart,
                      size_t(move.mLength));
-        EXPECT_EQ(ReadWholeFile(PathOf("a")), expected);
+        EXPECT_EQ(ReadBytes(PathOf("a")), expected);
     }
     Sys_File& file = OpenWith(Pattern(1000), cReadWrite);
     EXPECT_TRUE(Test_Asserts([&] { file.MoveBlock(900, 200, 10); },
@@ -396,7 +396,7 @@ TEST_F(Sys_FileTest, AsyncWritesFromAWorkerThreadCompleteOnThatThread)
     EXPECT_EQ(count.load(), cRequests);
     EXPECT_TRUE(allOnIssuer.load());
     file.Close();
-    EXPECT_EQ(ReadWholeFile(PathOf("a")), data);
+    EXPECT_EQ(ReadBytes(PathOf("a")), data);
 }
 
 TEST_F(Sys_FileTest, AsyncFailuresAndShortCountsComeBackThroughTheParams)
@@ -432,7 +432,7 @@ TEST_F(Sys_FileTest, CloseWaitsForRunningTransfersAndCompletionsStillArrive)
     Bytes target(data.size());
     AsyncBatch batch;
     {
-        WriteWholeFile(PathOf("a"), data);
+        WriteBytes(PathOf("a"), data);
         Sys_File file(Sys_FileLoc(PathOf("a")));
         file.Open(cRead);
         batch.Issue(file, false, 64, 512, target.data());

@@ -1,6 +1,6 @@
 // Sys_FileType's table and the rows of Tarn_FileTypes.
 #include "Sys_FileType.h"
-#include "SysTestSupport.h"
+#include "Support/SysTestSupport.h"
 #include "Sys_FileLoc.h"
 #include "Tarn_FileTypes.h"
 

@@ -3,7 +3,7 @@
 // Sys_FileProperties.
 #include <unistd.h>
 
-#include "SysTestSupport.h"
+#include "Support/SysTestSupport.h"
 #include "Sys_FileProperties.h"
 #include "Sys_FileUtils.h"
 #include "Sys_Volume.h"
@@ -11,16 +11,6 @@
 
 namespace
 {
-void Write(const std::string& iPath, const std::string& iData)
-{
-    WriteWholeFile(iPath, iData);
-}
-
-std::string Read(const std::string& iPath)
-{
-    return ReadWholeFile<std::string>(iPath);
-}
-
 void Put32(std::string& ioData, uint32_t iValue)
 {
     for (int shift = 24; shift >= 0; shift -= 8)
@@ -87,12 +77,12 @@ TEST(Sys_FileUtils, HandleDuplicateNameFindsTheFirstFreeNumber)
     const Sys_FileLoc folder(dir.Path());
     const Sys_FileLoc take(folder, "Take.wav");
     EXPECT_EQ(Sys_FileUtils::HandleDuplicateName(take), take);
-    Write(dir.Path() + "/Take.wav", "");
+    WriteBytes(dir.Path() + "/Take.wav", "");
     EXPECT_EQ(Sys_FileUtils::HandleDuplicateName(take).GetName(), "Take.1.wav");
-    Write(dir.Path() + "/Take.1.wav", "");
+    WriteBytes(dir.Path() + "/Take.1.wav", "");
     EXPECT_EQ(Sys_FileUtils::HandleDuplicateName(take).GetName(), "Take.2.wav");
 
-    Write(dir.Path() + "/Take.L.wav", "");
+    WriteBytes(dir.Path() + "/Take.L.wav", "");
     EXPECT_EQ(Sys_FileUtils::HandleDuplicateName(Sys_FileLoc(folder, "Take.L.wav")).GetName(),
               "Take.1.L.wav");
     std::filesystem::create_directory(dir.Path() + "/Bounce v2.0");
@@ -101,7 +91,7 @@ TEST(Sys_FileUtils, HandleDuplicateNameFindsTheFirstFreeNumber)
 
     const int32_t limit = folder.GetVolume().GetMaxFileNameComponentLength();
     const std::string longName = std::string(size_t(limit) - 4, 'n') + ".wav";
-    Write(dir.Path() + "/" + longName, "");
+    WriteBytes(dir.Path() + "/" + longName, "");
     const std::string fresh =
         Sys_FileUtils::HandleDuplicateName(Sys_FileLoc(folder, longName)).GetName();
     EXPECT_EQ(fresh, std::string(size_t(limit) - 6, 'n') + ".1.wav");
@@ -122,11 +112,11 @@ TEST(Sys_FileUtils_StDeleteFiles, DeletesAtTheEndOfItsScopeUnlessReleased)
 {
     Test_TempDir dir;
     const std::string p = dir.Path();
-    Write(p + "/out.wav", "data");
-    Write(p + "/._out.wav", "side");
+    WriteBytes(p + "/out.wav", "data");
+    WriteBytes(p + "/._out.wav", "side");
     std::filesystem::create_directories(p + "/made/inner");
-    Write(p + "/made/inner/x", "x");
-    Write(p + "/kept.wav", "k");
+    WriteBytes(p + "/made/inner/x", "x");
+    WriteBytes(p + "/kept.wav", "k");
     Recorder recorder;
     Sys_FileUtils::StDeleteFiles::SetDeleteNoficationClient(&recorder);
     {
@@ -157,7 +147,7 @@ TEST(Sys_FileUtils_FileCopier, CopiesInBoundedStepsAndLeavesNoPartialFile)
     const std::string src = dir.Path() + "/src", dst = dir.Path() + "/dst";
     const Bytes bytes = Pattern(10000);
     const std::string data(bytes.begin(), bytes.end());
-    Write(src, data);
+    WriteBytes(src, data);
     auto copier = Sys_FileUtils::CreateFileCopier(Sys_FileLoc(src), Sys_FileLoc(dst), 0, -1, 4096);
     EXPECT_EQ(copier->GetTotalBytes(), 10000);
     std::vector<int64_t> progress;
@@ -170,12 +160,12 @@ TEST(Sys_FileUtils_FileCopier, CopiesInBoundedStepsAndLeavesNoPartialFile)
     EXPECT_TRUE(copier->IsFinished());
     EXPECT_FALSE(copier->CopyNextStep());
     copier->Abort(); // finished: nothing to undo
-    EXPECT_EQ(Read(dst), data);
+    EXPECT_EQ(ReadBytes<std::string>(dst), data);
 
     auto part = Sys_FileUtils::CreateFileCopier(Sys_FileLoc(src), Sys_FileLoc(dst + "p"), 100, 50);
     EXPECT_FALSE(part->CopyNextStep());
-    EXPECT_EQ(Read(dst + "p"), data.substr(100, 50));
-    Write(src + "0", "");
+    EXPECT_EQ(ReadBytes<std::string>(dst + "p"), data.substr(100, 50));
+    WriteBytes(src + "0", "");
     EXPECT_FALSE(Sys_FileUtils::CreateFileCopier(Sys_FileLoc(src + "0"), Sys_FileLoc(dst + "0"))
                      ->CopyNextStep());
     EXPECT_TRUE(Exists(dst + "0"));
@@ -214,23 +204,23 @@ TEST(Sys_FileUtils_FileCopier, ARangeGoesIntoAnExistingFileAtAnOffset)
         if (src.empty())
             continue;
         SCOPED_TRACE(src);
-        Write(src, data);
-        Write(dst, std::string(100, 'h'));
+        WriteBytes(src, data);
+        WriteBytes(dst, std::string(100, 'h'));
         auto copier = Sys_FileUtils::CreateRangeCopier(Sys_FileLoc(src), 500, Sys_FileLoc(dst), 40,
                                                        8000, 3000);
         int steps = 0;
         while (copier->CopyNextStep())
             ++steps;
         EXPECT_EQ(steps, 2);
-        EXPECT_EQ(Read(dst), std::string(40, 'h') + data.substr(500, 8000));
+        EXPECT_EQ(ReadBytes<std::string>(dst), std::string(40, 'h') + data.substr(500, 8000));
 
         // An aborted range copy leaves the destination, with what it got, to its owner.
-        Write(dst, std::string(100, 'h'));
+        WriteBytes(dst, std::string(100, 'h'));
         auto aborted =
             Sys_FileUtils::CreateRangeCopier(Sys_FileLoc(src), 0, Sys_FileLoc(dst), 10, 9000, 1000);
         EXPECT_TRUE(aborted->CopyNextStep());
         aborted->Abort();
-        EXPECT_EQ(Read(dst), std::string(10, 'h') + data.substr(0, 1000));
+        EXPECT_EQ(ReadBytes<std::string>(dst), std::string(10, 'h') + data.substr(0, 1000));
         std::filesystem::remove(src);
     }
     const std::string missing = dir.Path() + "/missing";
@@ -245,14 +235,14 @@ TEST(Sys_FileUtils, CopyMoveAndDeleteTakeTheSidecarAlong)
     Test_TempDir dir;
     const std::string a = dir.Path() + "/a", b = dir.Path() + "/b";
     std::filesystem::create_directories(a);
-    Write(a + "/Loop.aif", "audio");
-    Write(a + "/._Loop.aif", AppleDouble("AIFF", "MDul", 3));
+    WriteBytes(a + "/Loop.aif", "audio");
+    WriteBytes(a + "/._Loop.aif", AppleDouble("AIFF", "MDul", 3));
 
     Sys_FileUtils::CreateFolder(Sys_FileLoc(b + "/deep/er"));
     const Sys_FileLoc copied =
         Sys_FileUtils::CopyFileHandleDuplicateNames(Sys_FileLoc(a + "/Loop.aif"), Sys_FileLoc(b));
     EXPECT_EQ(copied.GetFullPath(), b + "/Loop.aif");
-    EXPECT_EQ(Read(b + "/._Loop.aif"), Read(a + "/._Loop.aif"));
+    EXPECT_EQ(ReadBytes<std::string>(b + "/._Loop.aif"), ReadBytes<std::string>(a + "/._Loop.aif"));
     EXPECT_EQ(
         Sys_FileUtils::CopyFileHandleDuplicateNames(Sys_FileLoc(a + "/Loop.aif"), Sys_FileLoc(b))
             .GetName(),
@@ -263,7 +253,7 @@ TEST(Sys_FileUtils, CopyMoveAndDeleteTakeTheSidecarAlong)
     Sys_FileUtils::MoveFile(Sys_FileLoc(a + "/Loop.aif"), Sys_FileLoc(b + "/deep/Moved.aif"));
     EXPECT_FALSE(Exists(a + "/Loop.aif"));
     EXPECT_FALSE(Exists(a + "/._Loop.aif"));
-    EXPECT_EQ(Read(b + "/deep/Moved.aif"), "audio");
+    EXPECT_EQ(ReadBytes<std::string>(b + "/deep/Moved.aif"), "audio");
     EXPECT_EQ(Sys_FileUtils::GetFileResourceForkSize(Sys_FileLoc(b + "/deep/Moved.aif")), 3);
 
     EXPECT_TRUE(Sys_FileUtils::IsFolderEmpty(Sys_FileLoc(a)));
@@ -277,7 +267,7 @@ TEST(Sys_FileUtils, CopyMoveAndDeleteTakeTheSidecarAlong)
                                                   &result);
     EXPECT_EQ(result.GetFullPath(), a + ".1");
     EXPECT_EQ(renamed.size(), 3u);
-    EXPECT_EQ(Read(a + ".1/deep/Moved.aif"), "audio");
+    EXPECT_EQ(ReadBytes<std::string>(a + ".1/deep/Moved.aif"), "audio");
     EXPECT_TRUE(Exists(a + ".1/deep/._Moved.aif"));
 
     EXPECT_TRUE(Sys_FileUtils::DeleteFile(copied));
@@ -307,9 +297,9 @@ TEST(Sys_FileUtils, GetFileTypeReadsTheMacTypeWhenTheExtensionSaysNothing)
                  {"Bare", "", Sys_FileType::cUnknown}};
     for (const auto& file : files)
     {
-        Write(p + "/" + file.mName, "x");
+        WriteBytes(p + "/" + file.mName, "x");
         if (!file.mSidecar.empty())
-            Write(p + "/._" + file.mName, file.mSidecar);
+            WriteBytes(p + "/._" + file.mName, file.mSidecar);
         EXPECT_EQ(Sys_FileUtils::GetFileType(Sys_FileLoc(p + "/" + file.mName)), file.mType)
             << file.mName;
     }

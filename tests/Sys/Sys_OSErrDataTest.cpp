@@ -1,6 +1,6 @@
 #include "Cmn_StackDump.h"
 #include "L10N_Utils.h"
-#include "SysTestSupport.h"
+#include "Support/SysTestSupport.h"
 #include "Sys_StackDumpPosix.h"
 #include "Sys_Utils.h"
 
@@ -56,7 +56,7 @@ TEST(Sys_Utils, ExceptionLogsAreNumberedAndHoldDescriptionAndStack)
     const std::string folder = dir.Path() + "/Mira Deck/Mira Deck Utilities/ExceptionLogFiles";
     EXPECT_EQ(first, folder + "/Log-0.mdx");
     EXPECT_EQ(second, folder + "/Log-1.mdx");
-    const std::string text = ReadWholeFile<std::string>(first);
+    const std::string text = ReadBytes<std::string>(first);
     EXPECT_EQ(
         text.rfind(
             "Description:\r\nInput/output error (5) - while reading \"take.wav\"\r\nStack:\r\n", 0),

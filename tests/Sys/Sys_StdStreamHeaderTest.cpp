@@ -1,7 +1,7 @@
 // Sys_StdStreamHeaderWriter and Sys_StdStreamHeaderReader, and the seeds of the fuzz target
 // fuzz/StreamHeaderFuzz.cpp, which these tests write.
 #include "Sys_StdStreamHeader.h"
-#include "SysTestSupport.h"
+#include "Support/SysTestSupport.h"
 
 namespace
 {
@@ -322,12 +322,12 @@ TEST(Sys_StdStreamHeaderReader, FuzzSeedsAreWellFormedAndUpToDate)
             }
         }
         if (writeTo)
-            WriteWholeFile((std::filesystem::path(writeTo) / name).string(), bytes);
+            WriteBytes((std::filesystem::path(writeTo) / name).string(), bytes);
         if (source)
         {
             ASSERT_TRUE(Exists((folder / name).string()))
                 << " missing: run this test with MIRAFILE_WRITE_FUZZ_SEEDS=" << folder.string();
-            EXPECT_EQ(ReadWholeFile((folder / name).string()), bytes) << "out of date";
+            EXPECT_EQ(ReadBytes((folder / name).string()), bytes) << "out of date";
         }
     }
 }

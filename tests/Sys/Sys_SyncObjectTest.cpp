@@ -1,4 +1,5 @@
-#include "SysTestSupport.h"
+#include "Support/SysTestSupport.h"
+#include "Support/ThreadTestSupport.h"
 #include "Sys_Event.h"
 #include "Sys_EventPosix.h"
 #include "Sys_Semaphore.h"
@@ -11,17 +12,10 @@ using EventHandle = Sys_Event::EventHandle;
 constexpr auto cSignalled = Sys_SyncObject::eWaitResult_Signalled;
 constexpr auto cTimedOut = Sys_SyncObject::eWaitResult_TimedOut;
 
-// Spins until iCondition holds (bounded; the caller's assertion then fails on a hang).
-template <class F> void SpinUntil(F&& iCondition)
-{
-    for (int i = 0; i < 2000000 && !iCondition(); ++i)
-        std::this_thread::yield();
-}
-
 void AwaitWaiters(Sys_SyncObject& iObject, int32_t iCount)
 {
     auto& object = dynamic_cast<Sys_SyncObjectPosix&>(iObject);
-    SpinUntil([&] { return object.GetWaiterCount() == iCount; });
+    Eventually([&] { return object.GetWaiterCount() == iCount; });
     ASSERT_EQ(object.GetWaiterCount(), iCount);
 }
 
@@ -97,7 +91,7 @@ TEST(Sys_Event, PulseOnAutoResetReleasesOneWaiter)
     EventHandle event = Sys_Event::Create(0);
     Waiters waiters(event, 2);
     event->Pulse();
-    SpinUntil([&] { return waiters.mReleased.load() != 0; });
+    Eventually([&] { return waiters.mReleased.load() != 0; });
     AwaitWaiters(*event, 1);
     EXPECT_EQ(waiters.mReleased.load(), 1);
     // Had the pulse released both, this Set would find no waiter and stay set.
@@ -247,7 +241,7 @@ TEST(Sys_ApcQueue, WaitGoesOnAfterRoutinesThatDoNotSatisfyIt)
     for (int i = 0; i < 3; ++i)
         waiterQueue->Post([&] { ++ran; });
     // Each routine wakes the waiter, which runs it and waits again.
-    SpinUntil([&] { return ran.load() == 3; });
+    Eventually([&] { return ran.load() == 3; });
     AwaitWaiters(*event, 1);
     EXPECT_EQ(result.load(), -1);
     event->Set();

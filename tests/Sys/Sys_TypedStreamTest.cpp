@@ -1,7 +1,7 @@
 // Sys_TypedInStream, Sys_TypedOutStream and their named byte orders.
 #include <new>
 
-#include "SysTestSupport.h"
+#include "Support/SysTestSupport.h"
 
 // ---- the largest allocation, to show that a lying length allocates nothing big -----------
 //

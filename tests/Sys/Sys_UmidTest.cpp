@@ -1,6 +1,6 @@
 // Sys_Umid: the fixed-length text, byte swapping, ordering, streams and Create.
 #include "Sys_Umid.h"
-#include "SysTestSupport.h"
+#include "Support/SysTestSupport.h"
 
 TEST(Sys_Umid, FixedLengthStringIsA128BitNumberInBase64)
 {

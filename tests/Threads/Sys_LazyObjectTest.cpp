@@ -1,6 +1,6 @@
 #include "Sys_LazyObject.h"
 #include "Sys_MultiTaskThread.h"
-#include "ThreadTestSupport.h"
+#include "Support/ThreadTestSupport.h"
 
 namespace
 {

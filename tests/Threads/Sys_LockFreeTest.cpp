@@ -9,7 +9,7 @@
 #include "Sys_HighPriorityGate.h"
 #include "Sys_MessageQueue.h"
 #include "Sys_QueueForInterrupt.h"
-#include "ThreadTestSupport.h"
+#include "Support/ThreadTestSupport.h"
 
 namespace
 {

@@ -9,7 +9,7 @@
 #include "Sys_ThreadSafeQueue.h"
 #include "Sys_TimerEvent.h"
 #include "Sys_TimerEventPosix.h"
-#include "ThreadTestSupport.h"
+#include "Support/ThreadTestSupport.h"
 
 TEST(Sys_Mutex, OwnerMayAcquireAgainOthersMayNotAndGuardsReleaseOnlyWhatTheyGot)
 {

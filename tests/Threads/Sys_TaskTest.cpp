@@ -1,7 +1,7 @@
 #include <tuple>
 
 #include "Sys_TaskQueue.h"
-#include "ThreadTestSupport.h"
+#include "Support/ThreadTestSupport.h"
 
 namespace
 {

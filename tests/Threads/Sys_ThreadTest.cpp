@@ -5,7 +5,7 @@
 #include "Sys_Semaphore.h"
 #include "Sys_Thread.h"
 #include "Sys_ThreadPosix.h"
-#include "ThreadTestSupport.h"
+#include "Support/ThreadTestSupport.h"
 
 namespace
 {

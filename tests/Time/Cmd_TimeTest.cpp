@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "TestSupport.h"
-#include "ToolRunner.h"
+#include "Support/TestSupport.h"
+#include "Support/ToolRunner.h"
 
 namespace
 {

@@ -7,7 +7,7 @@
 #include "Time/Time_LoopMapper.h"
 #include "Time/Time_MinSec.h"
 #include "Time/Time_Pixels.h"
-#include "Time_TestSupport.h"
+#include "Support/TimeTestSupport.h"
 
 using Time_FeetFrameTest = Time_StaticsFixture;
 using Time_MinSecTest = Time_StaticsFixture;

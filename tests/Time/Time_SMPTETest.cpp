@@ -5,7 +5,7 @@
 #include "Cmn_Exception.h"
 #include "Time/Time_Globals.h"
 #include "Time/Time_SMPTE.h"
-#include "Time_TestSupport.h"
+#include "Support/TimeTestSupport.h"
 
 namespace
 {

@@ -5,7 +5,7 @@
 
 #include "Cmn_Exception.h"
 #include "Time/Time_Typed.h"
-#include "Time_TestSupport.h"
+#include "Support/TimeTestSupport.h"
 
 namespace
 {

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-#include "TestSupport.h"
-#include "ToolRunner.h"
+#include "Support/TestSupport.h"
+#include "Support/ToolRunner.h"
 
 class ToolFrame : public ::testing::Test
 {

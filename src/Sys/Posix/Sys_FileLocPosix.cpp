@@ -209,5 +209,8 @@ void Sys_FileLocPosix::SetPlatformDependentMethods()
     methods.mPathComponents = &PathComponentsCreate;
     methods.mVolumeRoot = &VolumeRootCreate;
     methods.mOtherVolume = &OtherVolumeCreate;
+    methods.mFolderHint = [](const std::string& iPath, int32_t iFolderHint) -> Sys_FileLocImpl*
+    { return new Sys_FileLocPosix(iPath, iFolderHint); };
+    methods.mCanonicalPath = &ForceCanonical;
     Sys_FileLoc::SetCreateMethods(methods);
 }

@@ -1,0 +1,66 @@
+// Helpers of the audio file tests: crafted RIFF bytes, files on disk, new WAVE files.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "FF/Audio/FF_AudioFile.h"
+#include "Support/ByteSupport.h"
+#include "Support/TestSupport.h"
+#include "Sys_FileLoc.h"
+
+// iValue in iWidth little-endian bytes at the end of ioBytes.
+void PutLE(Bytes& ioBytes, uint64_t iValue, int iWidth);
+
+// One chunk: id, size (the true one unless iSize is given) and data, padded to 2.
+Bytes Chunk(const char* iID, const Bytes& iData, int64_t iSize = -1);
+
+// The data of a "fmt " chunk.
+Bytes FmtData(int iTag, int iChannels, int iRate, int iBits);
+
+// "RIFF" form of the chunks; iFormSize replaces the true size when given.
+Bytes Riff(const std::vector<Bytes>& iChunks, int64_t iFormSize = -1);
+
+// FNV-1a of a byte range.
+uint64_t Hash(const Bytes& iBytes, size_t iFrom, size_t iCount);
+
+// A new WAVE file of this format, open for writing.
+FF_AudioFileRef NewWave(const std::string& iPath, int16_t iChannels, int16_t iBits,
+                        int32_t iRate = 48000, int64_t iTimeStamp = 0);
+
+FF_AudioFileRef OpenFile(const std::string& iPath, Cmn_Store::EOpenFlag iFlag);
+
+// A new WAVE file with these samples (native order, two's complement), flushed and closed.
+void MakeWave(const std::string& iPath, int16_t iChannels, int16_t iBits, const Bytes& iSamples,
+              int32_t iRate = 48000);
+
+struct ChunkPlace
+{
+    std::string mID;
+    size_t mStart, mSize; // of the chunk's data
+};
+
+// The chunks of a RIFF image, in file order.
+std::vector<ChunkPlace> Chunks(const Bytes& iBytes);
+
+// Where the "data" chunk's samples start in a RIFF image, and their size (0, 0 if none).
+std::pair<size_t, size_t> FindData(const Bytes& iBytes);
+
+std::vector<std::string> ChunkIDs(const Bytes& iBytes);
+
+// Damaged copies of a file: every truncation (the first iGood.size() of them), then for each
+// byte one copy per mask that iMasks gives for it, the byte xor-ed with the mask.
+std::vector<Bytes> DamagedCopies(const Bytes& iGood,
+                                 const std::function<std::vector<uint8_t>(size_t)>& iMasks);
+
+// Fuzz seeds, written to the folder named by MIRAFILE_WRITE_FUZZ_SEEDS when it is set; each
+// must be small.
+void WriteFuzzSeeds(const std::vector<std::pair<std::string, Bytes>>& iSeeds);

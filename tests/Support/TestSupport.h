@@ -1,0 +1,58 @@
+// Helpers shared by every test program (built once into the test support library):
+// temporary folders, failures of the library's kinds, memory and typed streams.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "Cmn_Assert.h"
+#include "Cmn_MemBufferStream.h"
+#include "L10N_ExceptionData.h"
+#include "Sys_TypedStream.h"
+
+// A fresh folder under the system's temporary folder, removed with everything in it.
+class Test_TempDir
+{
+public:
+    Test_TempDir();
+    ~Test_TempDir();
+    Test_TempDir(const Test_TempDir&) = delete;
+    Test_TempDir& operator=(const Test_TempDir&) = delete;
+    const std::string& Path() const { return mPath; }
+
+private:
+    std::string mPath;
+};
+
+// Whether iAction throws the L10N exception iPackage/iID.
+testing::AssertionResult Test_ThrowsL10N(const std::function<void()>& iAction, int32_t iPackage,
+                                         int32_t iID);
+
+// Whether iAction fails the assertion whose expression text is iExpr.
+testing::AssertionResult Test_Asserts(const std::function<void()>& iAction, const std::string& iExpr);
+
+// What a memory out stream holds.
+std::vector<unsigned char> Test_Contents(const Cmn_MemBufferOutStream& iOut);
+
+// One of the four named byte orders of the typed streams.
+struct Test_ByteOrder
+{
+    const char* mName;
+    bool mBigEndian;
+    std::function<std::unique_ptr<Sys_TypedOutStream>(Cmn_OutStream*)> mMakeOut;
+    std::function<std::unique_ptr<Sys_TypedInStream>(Cmn_InStream*)> mMakeIn;
+};
+
+void PrintTo(const Test_ByteOrder& iOrder, std::ostream* oStream);
+
+// Native, little-endian, big-endian and cross-platform, in that order.
+const std::vector<Test_ByteOrder>& Test_ByteOrders();
