@@ -48,11 +48,7 @@ LAYERS = [
 
 # Includes against the order that are known and waiting for a fix in the code, as
 # (including file, included file). Keep this list short; each entry says why it is here.
-KNOWN_EXCEPTIONS = {
-    # The audio file front makes its WAVE plug-in by name; it wants a plug-in registry that
-    # the plug-ins fill, as the Sys classes' creation hooks are filled by Sys/Posix.
-    ("src/FF/Audio/FF_AudioFile.cpp", "src/FF/Audio/PlugIns/FF_WAVEPlugIn.h"),
-}
+KNOWN_EXCEPTIONS: set = set()
 
 # Folders searched for a bare include name, in the order the build searches them.
 INCLUDE_DIRS = ["src", "src/Cmn", "src/Sys", "src/Sys/Posix", "src/L10N", "src/I18N"]
