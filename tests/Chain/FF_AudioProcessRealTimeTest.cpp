@@ -7,7 +7,7 @@
 #include "ChainTestStages.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadDirectIOBuffers.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadRingBuffers.h"
-#include "FF/Audio/Processing/Chain/FF_AudioProcessRegulator.h"
+#include "FF/Audio/Processing/Write/FF_AudioProcessRegulator.h"
 #include "FF/Audio/Processing/Write/FF_AudioProcessWriteBuffer.h"
 #include "TestSupport.h"
 
