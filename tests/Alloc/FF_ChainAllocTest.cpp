@@ -252,7 +252,7 @@ TEST(Alloc, ProducerFilterConsumerStreamsWithoutAllocating)
     auto* consumerP = new Test_CheckingConsumer(3, nullptr, -1,
                                                 [&window](int64_t i) { window.AtBlock(i); });
     FF_AudioProcessChain::ChainHandle chain = Test_MakeChain(
-        {FF_AudioProcess::ProcessHandle(new Test_CountingProducer(cTotalBlocks * perBlock,
+        {FF_AudioProcess::ProcessHandle(Test_CountingProducer(cTotalBlocks * perBlock,
                                                                   perBlock, 2)),
          FF_AudioProcess::ProcessHandle(new Test_AddFilter(3)),
          FF_AudioProcess::ProcessHandle(consumerP)});

@@ -6,12 +6,13 @@
 // stage with state across blocks must get right), and a consumer that keeps what arrives.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstring>
-#include <algorithm>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <stdexcept>
@@ -21,9 +22,9 @@
 
 #include <gtest/gtest.h>
 
+#include "Cmn_Exception.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcess.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessChain.h"
-#include "Cmn_Exception.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadBuffer.h"
@@ -56,8 +57,8 @@ inline Sys_Task::EStatus Test_RunByHand(const FF_AudioProcessChain::ChainHandle&
     int32_t slices = 0;
     try
     {
-        FF_AudioProcessUtils::RunProcessChainToEnd(iChain.Get(), [&] { return ++slices < 600; },
-                                                   100);
+        FF_AudioProcessUtils::RunProcessChainToEnd(
+            iChain.Get(), [&] { return ++slices < 600; }, 100);
     }
     catch (const Cmn_CancelException&)
     {
@@ -98,6 +99,9 @@ inline int16_t Test_Sample(int64_t iIndex, int iChannel)
 // The counting stream of 1 or 2 channels (interleaved) in memory, and the memory producer
 // that plays it: 16-bit at 48 kHz, in blocks of cBlockSamples. The buffer must outlive the
 // chain.
+// Channels of samples, one vector per channel.
+using Test_ChannelSamples = std::vector<std::vector<int32_t>>;
+
 struct Test_CountingBuffer
 {
     static constexpr int64_t cBlockSamples = FF_AudioProcessReadBuffer::cBlockBytes / 2;
@@ -116,87 +120,14 @@ struct Test_CountingBuffer
             new FF_AudioProcessReadBuffer(reinterpret_cast<const char*>(mSamples.data()),
                                           mNumSamples, 48000, 16, mChannels == 2));
     }
-    static int64_t Blocks(int64_t iNumSamples) { return (iNumSamples + cBlockSamples - 1) / cBlockSamples; }
+    static int64_t Blocks(int64_t iNumSamples)
+    {
+        return (iNumSamples + cBlockSamples - 1) / cBlockSamples;
+    }
 
     const int64_t mNumSamples;
     const int16_t mChannels;
     std::vector<int16_t> mSamples;
-};
-
-class Test_CountingProducer : public FF_AudioProcess
-{
-public:
-    Test_CountingProducer(int64_t iTotalSamples, int64_t iSamplesPerBlock, int16_t iChannels = 1,
-                          int64_t iFailOnBlock = -1, Test_PoolWatch* iWatchP = nullptr,
-                          bool iAnnounceTotal = true)
-        : mTotal(iTotalSamples), mAnnounced(iAnnounceTotal ? iTotalSamples : -1),
-          mPerBlock(iSamplesPerBlock), mChannels(iChannels), mFailOnBlock(iFailOnBlock),
-          mWatchP(iWatchP)
-    {
-    }
-
-    EProcessType GetProcessType() const override { return eProcessType_Producer; }
-    void Preflight(FF_AudioProcessBlock* inOutBlock) override
-    {
-        inOutBlock->SetNumChannels(mChannels);
-        inOutBlock->SetSampleRate(48000);
-        inOutBlock->SetBitsPerSample(16);
-        inOutBlock->SetNumSamples(mPerBlock);
-        inOutBlock->SetTotalNumSamples(mAnnounced);
-        inOutBlock->SetByteOrder(eByteOrder_Native);
-    }
-
-protected:
-    EResult ExecImpl() override
-    {
-        if (IsAbortPending())
-            return eResult_Aborted;
-        if (mState == eProducerState_Idle)
-        {
-            mState = eProducerState_AwaitingBlock;
-            return BlockForPoolBlock();
-        }
-        mState = eProducerState_Idle;
-        std::unique_ptr<FF_AudioProcessBlock> block = TakePoolBlock();
-        if (mWatchP)
-            mWatchP->Took();
-        if (mBlocks == mFailOnBlock)
-        {
-            if (mWatchP)
-                mWatchP->Gave();
-            throw std::runtime_error("read error at block " + std::to_string(mBlocks.load()));
-        }
-        const int64_t samples = std::min(mPerBlock, mTotal - mDone);
-        block->SetNumChannels(mChannels);
-        block->SetSampleRate(48000);
-        block->SetBitsPerSample(16);
-        block->SetTotalNumSamples(mAnnounced);
-        block->SetByteOrder(eByteOrder_Native);
-        block->SetNumSamples(samples);
-        for (int c = 0; c < mChannels; ++c)
-        {
-            auto* outP = reinterpret_cast<int16_t*>(block->GetBuffer(size_t(c)));
-            for (int64_t i = 0; i < samples; ++i)
-                outP[i] = Test_Sample(mDone + i, c);
-        }
-        mDone += samples;
-        ++mBlocks;
-        DeliverBlock(std::move(block), 0);
-        return mDone >= mTotal ? eResult_Done : eResult_Yield;
-    }
-    void Process(FF_AudioProcessBlock*, FF_AudioProcessBlock*) override
-    {
-        throw std::logic_error("a producer has no input");
-    }
-
-private:
-    const int64_t mTotal, mAnnounced, mPerBlock;
-    const int16_t mChannels;
-    const int64_t mFailOnBlock;
-    Test_PoolWatch* const mWatchP;
-    EProducerState mState = eProducerState_Idle;
-    int64_t mDone = 0;
-    std::atomic<int64_t> mBlocks{0};
 };
 
 // Adds mAdd to every sample; can fail on its Nth block and run a hook before each block.
@@ -290,22 +221,27 @@ private:
     std::set<const FF_AudioProcessBlock*> mSeen;
 };
 
-// Channels of samples, one vector per channel.
-using Test_ChannelSamples = std::vector<std::vector<int32_t>>;
-
-// Hands on channels of samples from memory, iPerBlock samples a block, in native byte order
-// or (iSwapped) the other one.
-class Test_ChannelsProducer : public FF_AudioProcess
+// The test producer: hands on iTotal samples of iChannels channels made by iSample, iPerBlock
+// a block, in native byte order or (mSwapped) the other one; it can announce no total, fail
+// on a given block and count the pool blocks it takes in a Test_PoolWatch.
+class Test_Producer : public FF_AudioProcess
 {
 public:
-    Test_ChannelsProducer(const Test_ChannelSamples& iChannels, int32_t iBits, int64_t iPerBlock,
-                          int32_t iRate = 48000, bool iSwapped = false)
-        : mChannels(iChannels), mBits(iBits), mPerBlock(iPerBlock), mRate(iRate),
-          mSwapped(iSwapped)
+    using SampleMethod = std::function<int32_t(int64_t iIndex, int iChannel)>;
+
+    Test_Producer(SampleMethod iSample, int64_t iTotal, int64_t iPerBlock, int16_t iChannels,
+                  int32_t iBits = 16, int32_t iRate = 48000)
+        : mSample(std::move(iSample)), mTotal(iTotal), mPerBlock(iPerBlock),
+          mChannels(iChannels), mBits(iBits), mRate(iRate)
     {
     }
     EProcessType GetProcessType() const override { return eProcessType_Producer; }
     void Preflight(FF_AudioProcessBlock* ioBlock) override { Describe(ioBlock, mPerBlock); }
+
+    bool mAnnounceTotal = true;
+    bool mSwapped = false;
+    int64_t mFailOnBlock = -1;
+    Test_PoolWatch* mWatchP = nullptr;
 
 protected:
     EResult ExecImpl() override
@@ -319,22 +255,31 @@ protected:
         }
         mState = eProducerState_Idle;
         std::unique_ptr<FF_AudioProcessBlock> block = TakePoolBlock();
-        const int64_t n = std::min(mPerBlock, Length() - mDone);
+        if (mWatchP)
+            mWatchP->Took();
+        if (mBlocks == mFailOnBlock)
+        {
+            if (mWatchP)
+                mWatchP->Gave();
+            throw std::runtime_error("read error at block " + std::to_string(mBlocks));
+        }
+        const int64_t n = std::min(mPerBlock, mTotal - mDone);
         Describe(block.get(), n);
         const int32_t bytes = (mBits + 7) / 8;
-        for (size_t c = 0; c < mChannels.size(); ++c)
+        for (int c = 0; c < mChannels; ++c)
         {
-            char* p = block->GetBuffer(c);
+            char* p = block->GetBuffer(size_t(c));
             for (int64_t k = 0; k < n; ++k)
             {
-                FF_AudioSampleAccess::Write(p, bytes, k, mChannels[c][size_t(mDone + k)]);
+                FF_AudioSampleAccess::Write(p, bytes, k, mSample(mDone + k, c));
                 if (mSwapped)
                     std::reverse(p + k * bytes, p + (k + 1) * bytes);
             }
         }
         mDone += n;
+        ++mBlocks;
         DeliverBlock(std::move(block), 0);
-        return mDone >= Length() ? eResult_Done : eResult_Yield;
+        return mDone >= mTotal ? eResult_Done : eResult_Yield;
     }
     void Process(FF_AudioProcessBlock*, FF_AudioProcessBlock*) override
     {
@@ -342,25 +287,52 @@ protected:
     }
 
 private:
-    int64_t Length() const { return mChannels.empty() ? 0 : int64_t(mChannels[0].size()); }
     void Describe(FF_AudioProcessBlock* ioBlock, int64_t iSamples) const
     {
-        ioBlock->SetNumChannels(int16_t(mChannels.size()));
+        ioBlock->SetNumChannels(mChannels);
         ioBlock->SetSampleRate(mRate);
         ioBlock->SetBitsPerSample(mBits);
         ioBlock->SetNumSamples(iSamples);
-        ioBlock->SetTotalNumSamples(Length());
+        ioBlock->SetTotalNumSamples(mAnnounceTotal ? mTotal : -1);
         ioBlock->SetByteOrder(mSwapped ? eByteOrder_Big : eByteOrder_Native);
     }
 
-    const Test_ChannelSamples mChannels;
-    const int32_t mBits;
-    const int64_t mPerBlock;
-    const int32_t mRate;
-    const bool mSwapped;
+    const SampleMethod mSample;
+    const int64_t mTotal, mPerBlock;
+    const int16_t mChannels;
+    const int32_t mBits, mRate;
     EProducerState mState = eProducerState_Idle;
     int64_t mDone = 0;
+    int64_t mBlocks = 0;
 };
+
+// The counting stream (Test_Sample) from the test producer.
+inline Test_Producer* Test_CountingProducer(int64_t iTotal, int64_t iPerBlock,
+                                            int16_t iChannels = 1, int64_t iFailOnBlock = -1,
+                                            Test_PoolWatch* iWatchP = nullptr,
+                                            bool iAnnounceTotal = true)
+{
+    auto* producerP = new Test_Producer(Test_Sample, iTotal, iPerBlock, iChannels);
+    producerP->mFailOnBlock = iFailOnBlock;
+    producerP->mWatchP = iWatchP;
+    producerP->mAnnounceTotal = iAnnounceTotal;
+    return producerP;
+}
+
+// Channels of samples from memory (a copy), in blocks of iPerBlock.
+inline Test_Producer* Test_ChannelsProducer(const Test_ChannelSamples& iChannels, int32_t iBits,
+                                            int64_t iPerBlock, int32_t iRate = 48000,
+                                            bool iSwapped = false)
+{
+    auto channels = std::make_shared<const Test_ChannelSamples>(iChannels);
+    auto* producerP = new Test_Producer(
+        [channels](int64_t iIndex, int iChannel)
+        { return (*channels)[size_t(iChannel)][size_t(iIndex)]; },
+        channels->empty() ? 0 : int64_t((*channels)[0].size()), iPerBlock,
+        int16_t(channels->size()), iBits, iRate);
+    producerP->mSwapped = iSwapped;
+    return producerP;
+}
 
 // Keeps every channel of what arrives, and the rate and depth it arrived in.
 class Test_ChannelsCollector : public FF_AudioProcess

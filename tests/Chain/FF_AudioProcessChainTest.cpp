@@ -69,8 +69,8 @@ TEST(FF_AudioProcessChain, StreamsEverySampleThroughTheFiltersInChainOrder)
 
     const Test_CountingBuffer mono(50000);
     auto* filteredP = new Test_CheckingConsumer(int16_t(1 + 20 + 300));
-    Chain filtered = Test_MakeChain({mono.MakeProducer(),
-                                     Handle(new Test_AddFilter(1)), Handle(new Test_AddFilter(20)),
+    Chain filtered = Test_MakeChain({mono.MakeProducer(), Handle(new Test_AddFilter(1)),
+                                     Handle(new Test_AddFilter(20)),
                                      Handle(new Test_AddFilter(300)), Handle(filteredP)});
     EXPECT_EQ(Test_RunQueued(filtered), Sys_Task::eStatus_Complete) << ChainError(filtered);
     EXPECT_EQ(filteredP->GetMismatches(), 0);
@@ -87,9 +87,9 @@ TEST(FF_AudioProcessChain, PoolIsTheOnlySourceOfBlocksWhileStreaming)
             if (iBlock % 64 == 0) // let the producer run ahead now and then
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
         });
-    Chain chain = Test_MakeChain({Handle(new Test_CountingProducer(3000 * 64, 64, 1, -1, &watch)),
-                             Handle(new Test_AddFilter(2)), Handle(new Test_AddFilter(3)),
-                             Handle(consumerP)});
+    Chain chain = Test_MakeChain({Handle(Test_CountingProducer(3000 * 64, 64, 1, -1, &watch)),
+                                  Handle(new Test_AddFilter(2)), Handle(new Test_AddFilter(3)),
+                                  Handle(consumerP)});
     EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Complete) << ChainError(chain);
     EXPECT_EQ(consumerP->GetMismatches(), 0);
     EXPECT_EQ(consumerP->GetBlocks(), 3000);
@@ -139,8 +139,9 @@ TEST_P(FF_AudioProcessChainReadError, EndsTheChainAsFailedWithThatError)
     const int64_t failOn = GetParam();
     Test_PoolWatch watch;
     auto* consumerP = new Test_CheckingConsumer(1, &watch);
-    Chain chain = Test_MakeChain({Handle(new Test_CountingProducer(100 * 500, 500, 1, failOn, &watch)),
-                             Handle(new Test_AddFilter(1)), Handle(consumerP)});
+    Chain chain =
+        Test_MakeChain({Handle(Test_CountingProducer(100 * 500, 500, 1, failOn, &watch)),
+                        Handle(new Test_AddFilter(1)), Handle(consumerP)});
     EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Failed);
     EXPECT_NE(ChainError(chain).find("read error at block " + std::to_string(failOn)),
               std::string::npos)
@@ -171,7 +172,8 @@ TEST(FF_AudioProcessChain, FailingStagesEndTheChainAtRestWithTheExceptionFurthes
                                          [&](int64_t iBlock)
                                          {
                                              if (iBlock == 3)
-                                                 Test_WaitFor([&] { return consumerInside.load(); });
+                                                 Test_WaitFor([&]
+                                                              { return consumerInside.load(); });
                                          }));
         Handle consumer(new Test_CheckingConsumer(
             0, nullptr, c.mConsumerFailsOn,
@@ -228,8 +230,8 @@ TEST(FF_AudioProcessChain, AbortWhileStreamingEndsAbortedWithoutException)
                                       seen = iBlock + 1;
                                       std::this_thread::sleep_for(std::chrono::milliseconds(1));
                                   });
-    Chain chain = Test_MakeChain({mono.MakeProducer(),
-                             Handle(new Test_AddFilter(0)), Handle(consumerP)});
+    Chain chain =
+        Test_MakeChain({mono.MakeProducer(), Handle(new Test_AddFilter(0)), Handle(consumerP)});
     Sys_Event::EventHandle ended = chain->GetNotificationEvent(cEnded);
     FF_AudioProcessUtils::QueueBatchProcess(chain);
     for (int i = 0; i < 20000 && seen < 40; ++i)
@@ -257,7 +259,8 @@ TEST(FF_AudioProcessChain, TwoChainsAtOnceShareTheWorkers)
     Sys_Event::EventHandle queuedEnded = queued->GetNotificationEvent(cEnded);
     FF_AudioProcessUtils::QueueBatchProcess(queued);
     int32_t slices = 0;
-    FF_AudioProcessUtils::RunProcessChainToEnd(manual.Get(), [&] { return ++slices < 6000; }, 10);
+    FF_AudioProcessUtils::RunProcessChainToEnd(
+        manual.Get(), [&] { return ++slices < 6000; }, 10);
     EXPECT_EQ(manual->GetStatus(), Sys_Task::eStatus_Complete);
     ASSERT_EQ(queuedEnded->Wait(60000), Sys_SyncObject::eWaitResult_Signalled);
     EXPECT_EQ(queued->GetStatus(), Sys_Task::eStatus_Complete) << ChainError(queued);
@@ -275,8 +278,8 @@ TEST(FF_AudioProcessChain, QueuedChainsAllComplete)
     for (int i = 0; i < 4; ++i)
     {
         consumers.push_back(new Test_CheckingConsumer(int16_t(i)));
-        chains.push_back(Test_MakeChain({mono.MakeProducer(),
-                                    Handle(new Test_AddFilter(int16_t(i))), Handle(consumers[i])}));
+        chains.push_back(Test_MakeChain(
+            {mono.MakeProducer(), Handle(new Test_AddFilter(int16_t(i))), Handle(consumers[i])}));
         ended.push_back(chains[i]->GetNotificationEvent(cEnded));
     }
     for (const Chain& chain : chains)

@@ -67,7 +67,7 @@ TEST(FF_AudioProcessDecimateWaveform, ChainEqualsThePlainLoopAsConsumerAndAsFilt
             auto* collectorP = asFilter ? new Test_ChannelsCollector : nullptr;
             FF_AudioProcessChain::ChainHandle chain(new FF_AudioProcessChain);
             chain->Append(FF_AudioProcess::ProcessHandle(
-                new Test_ChannelsProducer(samples, s.mBits, s.mPerBlock)));
+                Test_ChannelsProducer(samples, s.mBits, s.mPerBlock)));
             chain->Append(FF_AudioProcess::ProcessHandle(decimatorP));
             if (collectorP)
                 chain->Append(FF_AudioProcess::ProcessHandle(collectorP));
@@ -97,7 +97,7 @@ TEST(FF_AudioProcessDecimateWaveform, PointsOfOtherWidthsFollowTheSameRule)
         auto* decimatorP =
             new FF_AudioProcessDecimateWaveform(perPoint, {FF_AudioOverview::LockingRef(overview)});
         FF_AudioProcessChain::ChainHandle chain(new FF_AudioProcessChain);
-        chain->Append(FF_AudioProcess::ProcessHandle(new Test_ChannelsProducer(samples, 16, 333)));
+        chain->Append(FF_AudioProcess::ProcessHandle(Test_ChannelsProducer(samples, 16, 333)));
         chain->Append(FF_AudioProcess::ProcessHandle(decimatorP));
         ASSERT_EQ(Test_RunByHand(chain), Sys_Task::eStatus_Complete) << perPoint;
         EXPECT_EQ(Test_Bytes(overview), Test_LoopOverview(samples[0], 16, perPoint)) << perPoint;
@@ -163,12 +163,12 @@ TEST(FF_AudioProcessDecimateWaveform, ChainsSideBySideKeepTheirOwnOverviews)
                                                FF_AudioOverviewMgr::Allocate(70001)};
     std::vector<FF_AudioProcessChain::ChainHandle> chains;
     chains.push_back(
-        Test_MakeChain({FF_AudioProcess::ProcessHandle(new Test_ChannelsProducer(one, 24, 999)),
+        Test_MakeChain({FF_AudioProcess::ProcessHandle(Test_ChannelsProducer(one, 24, 999)),
                         FF_AudioProcess::ProcessHandle(new FF_AudioProcessDecimateWaveform(
                             256, {FF_AudioOverview::LockingRef(overviews[0]),
                                   FF_AudioOverview::LockingRef(overviews[1])}))}));
     chains.push_back(
-        Test_MakeChain({FF_AudioProcess::ProcessHandle(new Test_ChannelsProducer(two, 16, 4096)),
+        Test_MakeChain({FF_AudioProcess::ProcessHandle(Test_ChannelsProducer(two, 16, 4096)),
                         FF_AudioProcess::ProcessHandle(new FF_AudioProcessDecimateWaveform(
                             256, {FF_AudioOverview::LockingRef(overviews[2])}))}));
     std::vector<Sys_Event::EventHandle> ended;

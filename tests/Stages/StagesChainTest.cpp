@@ -2,18 +2,18 @@
 // samples as the stages called by hand on the whole stream as one block.
 #include <gtest/gtest.h>
 
-#include "FF/Audio/Processing/Stages/FF_AudioProcessByteSwapper.h"
+#include "Chain/ChainTestStages.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessChain.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessByteSwapper.h"
 #include "FF/Audio/Processing/Stages/FF_AudioProcessGain.h"
 #include "FF/Audio/Processing/Stages/FF_AudioProcessMixer.h"
 #include "FF/Audio/Processing/Stages/FF_AudioProcessMultimediaSqueezer.h"
 #include "FF/Audio/Processing/Stages/FF_AudioProcessRequantize.h"
 #include "FF/Audio/Processing/Stages/FF_AudioProcessSRC.h"
 #include "FF/Audio/Processing/Stages/FF_AudioProcessSplitter.h"
-#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
-#include "FF/Audio/Processing/Write/FF_AudioProcessWriteBuffer.h"
 #include "FF/Audio/Processing/Stages/FF_DitherAndOrNoiseShape.h"
-#include "Chain/ChainTestStages.h"
+#include "FF/Audio/Processing/Write/FF_AudioProcessWriteBuffer.h"
 #include "StagesTestSupport.h"
 
 namespace
@@ -57,7 +57,8 @@ TEST(StagesOnAChain, EveryConversionStageGivesTheSamplesOfOneBigBlock)
     {
         auto* consumerP = new Test_ChannelsCollector;
         const Handle keep(consumerP); // the chain goes at the end of RunChain, the stage stays
-        EXPECT_EQ(RunChain({Handle(new Test_ChannelsProducer(in.mChannels, in.mBits, perBlock, in.mRate, true)),
+        EXPECT_EQ(RunChain({Handle(Test_ChannelsProducer(in.mChannels, in.mBits, perBlock,
+                                                             in.mRate, true)),
                             Handle(new FF_AudioProcessByteSwapper),
                             Handle(new FF_AudioProcessMixer(2, 1)),
                             Handle(new FF_AudioProcessRequantize(16, 24, 44100, false)),
@@ -88,7 +89,7 @@ TEST(StagesOnAChain, DitheringStagesAndAMemoryConsumer)
     auto* writerP = new FF_AudioProcessWriteBuffer(reinterpret_cast<char*>(memory.data()),
                                                    int64_t(memory.size() * 2));
     const Handle keepWriter(writerP);
-    EXPECT_EQ(RunChain({Handle(new Test_ChannelsProducer(in.mChannels, in.mBits, 2048)),
+    EXPECT_EQ(RunChain({Handle(Test_ChannelsProducer(in.mChannels, in.mBits, 2048)),
                         Handle(new FF_AudioProcessSRC(48000, 44100, eSRCQuality_Best)),
                         Handle(new FF_AudioProcessRequantize(24, 16, 44100, true)), keepWriter}),
               Sys_Task::eStatus_Complete);
@@ -102,7 +103,7 @@ TEST(StagesOnAChain, DitheringStagesAndAMemoryConsumer)
     FF_DitherAndOrNoiseShape::SetRandomState(6);
     auto* consumerP = new Test_ChannelsCollector;
     const Handle keep(consumerP);
-    EXPECT_EQ(RunChain({Handle(new Test_ChannelsProducer(in.mChannels, in.mBits, 777)),
+    EXPECT_EQ(RunChain({Handle(Test_ChannelsProducer(in.mChannels, in.mBits, 777)),
                         Handle(new FF_AudioProcessGain(-4.5)), keep}),
               Sys_Task::eStatus_Complete);
     EXPECT_EQ(consumerP->mChannels, gained.mChannels);
@@ -113,7 +114,7 @@ TEST(StagesOnAChain, AnalysingGainIsTheConsumer)
     const Test_Stream in = Test_MakeSignal(48000, 16, 2, 10000, 0.5);
     auto* analyserP = new FF_AudioProcessGain;
     const Handle keep(analyserP);
-    EXPECT_EQ(RunChain({Handle(new Test_ChannelsProducer(in.mChannels, in.mBits, 1000)), keep}),
+    EXPECT_EQ(RunChain({Handle(Test_ChannelsProducer(in.mChannels, in.mBits, 1000)), keep}),
               Sys_Task::eStatus_Complete);
     int32_t peak = 0;
     for (const auto& channel : in.mChannels)

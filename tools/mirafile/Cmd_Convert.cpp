@@ -142,11 +142,12 @@ void RunChain(const FF_BatchProcess::BatchProcessHandle& iProcess, int64_t iDone
         if (chainP && chainP->GetConsumer())
             ioBar.Show(iDoneBefore + chainP->GetConsumer()->GetUnitsProcessed(), iName);
     };
-    FF_AudioProcessUtils::RunProcessChainToEnd(iProcess.Get(), [&]
-                                               {
-                                                   show();
-                                                   return !Tool_CancelRequested();
-                                               });
+    const auto keepGoing = [&]
+    {
+        show();
+        return !Tool_CancelRequested();
+    };
+    FF_AudioProcessUtils::RunProcessChainToEnd(iProcess.Get(), keepGoing);
     show();
     if (Tool_CancelRequested())
         throw Cmn_CancelException();

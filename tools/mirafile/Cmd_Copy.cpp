@@ -64,11 +64,12 @@ void RunCopy(CopyItem& ioItem, int64_t iDoneBefore, Tool_ProgressBar& ioBar)
     const std::string name = ioItem.mSource.GetName();
     auto show = [&] { ioBar.Show(iDoneBefore + BytesDone(*process, ioItem.mBytes), name); };
     // A cancel aborts the copy; the deleter removes what it made.
-    FF_AudioProcessUtils::RunProcessChainToEnd(process.Get(), [&]
-                                               {
-                                                   show();
-                                                   return !Tool_CancelRequested();
-                                               });
+    const auto keepGoing = [&]
+    {
+        show();
+        return !Tool_CancelRequested();
+    };
+    FF_AudioProcessUtils::RunProcessChainToEnd(process.Get(), keepGoing);
     show();
     if (Tool_CancelRequested()) // a step that could not be cut short has completed meanwhile
         throw Cmn_CancelException();

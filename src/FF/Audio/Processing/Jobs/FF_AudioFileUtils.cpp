@@ -9,13 +9,13 @@
 #include "Cmn_Assert.h"
 #include "Cmn_Exception.h"
 #include "FF/Audio/FF_AudioFilePlugIn.h"
-#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
-#include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertAudioFile.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertConstructor.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
 #include "FF/Audio/Processing/Overview/FF_AudioProcessDecimateWaveform.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadFiles.h"
-#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/Audio/Processing/Write/FF_AudioProcessWriteFiles.h"
 #include "Sys_FileUtils.h"
 
@@ -448,7 +448,10 @@ void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iS
     }
     FF_AudioProcessUtils::RunProcessChainToEnd(
         chainP,
-        [&] { return !iProgress || iProgress(chainP->GetConsumer()->GetUnitsProcessed(), dstNumSamples); });
+        [&] {
+            return !iProgress ||
+                   iProgress(chainP->GetConsumer()->GetUnitsProcessed(), dstNumSamples);
+        });
     if (iProgress)
         iProgress(dstNumSamples, dstNumSamples);
     deleter.Release();
