@@ -356,7 +356,6 @@ void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iS
                                           std::vector<std::string>* oStagesP)
 {
     CMN_ASSERT(!iSources.empty());
-    const ConvertAudioFileParams& params = iParams;
 
     // 1. The sources agree.
     std::vector<std::unique_ptr<FF_AudioFile::StOpenForRead>> opens;
@@ -393,7 +392,7 @@ void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iS
     const int16_t streamChannels = iSources.size() > 1 ? int16_t(iSources.size()) : numChannels;
     const bool monoDestinations = iDestLocs.size() == size_t(streamChannels);
     const int16_t channelsPerFile = monoDestinations ? int16_t(1) : streamChannels;
-    const int64_t dstNumSamples = CalcSamples(srcNumSamples, params.mSampleRate, samplesPerSec);
+    const int64_t dstNumSamples = CalcSamples(srcNumSamples, iParams.mSampleRate, samplesPerSec);
 
     // 2. The destinations; every one is deleted unless the whole conversion succeeds.
     Sys_FileUtils::StDeleteFiles deleter;
@@ -402,15 +401,15 @@ void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iS
     const bool withOverviews = FF_AudioFile::AudioFileTypeSupportsEmbeddedOverviews(iDstType) &&
                                channelsPerFile == 1 &&
                                dstNumSamples <= FF_AudioOverviewMgr::cMaxNumSamples;
-    const bool sameRate = samplesPerSec == params.mSampleRate;
+    const bool sameRate = samplesPerSec == iParams.mSampleRate;
     for (const Sys_FileLoc& loc : iDestLocs)
     {
         if (Sys_FileUtils::Exists(loc))
             throw std::runtime_error("\"" + loc.GetFullPath() + "\" exists already");
         deleter.Add(loc);
         const int64_t timeStamp = sameRate ? iSources.front()->mOriginalTimeStamp.GetOr(0) : 0;
-        FF_AudioFileRef file(new FF_AudioFile(iDstType, loc, channelsPerFile, params.mBitDepth,
-                                              params.mSampleRate, timeStamp, dstNumSamples));
+        FF_AudioFileRef file(new FF_AudioFile(iDstType, loc, channelsPerFile, iParams.mBitDepth,
+                                              iParams.mSampleRate, timeStamp, dstNumSamples));
         file->Open(Cmn_Store::eOpenFlag_OpenCreate);
         file->mUmid.Set(Sys_Umid::Create());
         std::string description;
@@ -423,11 +422,14 @@ void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iS
     }
     opens.clear();
 
-    // 3. The chain, planned by the convert constructor.
-    Cmn_AliasedRefCountPtr<ConvertFilesConstructor> constructor(new ConvertFilesConstructor(
-        iSources, destinations, overviews, bitsPerSample, streamChannels, samplesPerSec,
-        srcNumSamples, params, iDstType));
-    FF_BatchProcess::BatchProcessHandle process = constructor->CreateBatchProcess();
+    // 3. The chain, planned by the convert constructor (which lets go of the files with it).
+    FF_BatchProcess::BatchProcessHandle process;
+    {
+        Cmn_AliasedRefCountPtr<ConvertFilesConstructor> constructor(new ConvertFilesConstructor(
+            iSources, destinations, overviews, bitsPerSample, streamChannels, samplesPerSec,
+            srcNumSamples, iParams, iDstType));
+        process = constructor->CreateBatchProcess();
+    }
     auto* chainP = dynamic_cast<FF_AudioProcessConvertAudioFile*>(process.Get());
     CMN_ASSERT(chainP);
     chainP->SetDstFiles(destinations);
