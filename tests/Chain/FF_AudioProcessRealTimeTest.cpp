@@ -62,8 +62,7 @@ int16_t SampleAt(const std::vector<char>& iBytes, size_t iIndex)
 TEST(FF_AudioProcessRegulator, FillBuffersGivesSilenceAndFalseBeforeThePrimingAndAfterTheEnd)
 {
     auto* regulatorP = new FF_AudioProcessRegulator(2, 1000);
-    auto chain =
-        Test_MakeChain({Handle(Test_CountingProducer(10007, 640, 2)), Handle(regulatorP)});
+    auto chain = Test_MakeChain({Handle(Test_CountingProducer(10007, 640, 2)), Handle(regulatorP)});
     chain->Allocate();
     std::vector<char> left(1000, 'x'), right(1000, 'x');
     char* outP[] = {left.data(), right.data()};
@@ -139,8 +138,8 @@ TEST(FF_AudioProcessRegulator, UnknownLengthIsPrimedOnlyByAFullRing)
 
 TEST(FF_AudioProcessRegulator, PreflightChecksTheChannels)
 {
-    auto chain = Test_MakeChain({Handle(Test_CountingProducer(100, 10, 2)),
-                                 Handle(new FF_AudioProcessRegulator(1, 100))});
+    auto chain = Test_MakeChain(
+        {Handle(Test_CountingProducer(100, 10, 2)), Handle(new FF_AudioProcessRegulator(1, 100))});
     EXPECT_TRUE(
         Test_Asserts([&] { chain->Allocate(); }, "inOutBlock->GetNumChannels() == mNumOutBuffers"));
 }
@@ -226,20 +225,22 @@ TEST(FF_AudioProcessReadDirectIOBuffers, HandsEachFillOnInBlocksOf4096Samples)
 
 TEST(FF_AudioProcessWriteBuffer, StoresTheStreamAndRefusesMoreThanTheBufferHolds)
 {
+    const Test_CountingBuffer mono(2000), longer(2001), stereo(10, 2);
     std::vector<char> result(2000 * 2);
-    auto fits = Test_MakeChain({Handle(Test_CountingProducer(2000, 300)),
-                                Handle(new FF_AudioProcessWriteBuffer(result.data(), 4000))});
+    auto fits = Test_MakeChain(
+        {mono.MakeProducer(), Handle(new FF_AudioProcessWriteBuffer(result.data(), 4000))});
     EXPECT_EQ(Test_RunQueued(fits), Sys_Task::eStatus_Complete);
     int64_t wrong = 0;
     for (size_t i = 0; i < 2000; ++i)
         wrong += SampleAt(result, i) != Test_Sample(int64_t(i), 0);
     EXPECT_EQ(wrong, 0);
 
-    auto tooLong = Test_MakeChain({Handle(Test_CountingProducer(2001, 300)),
-                                   Handle(new FF_AudioProcessWriteBuffer(result.data(), 4000))});
+    auto tooLong = Test_MakeChain(
+        {longer.MakeProducer(), Handle(new FF_AudioProcessWriteBuffer(result.data(), 4000))});
     EXPECT_EQ(Test_RunQueued(tooLong), Sys_Task::eStatus_Failed);
 
-    auto stereo = Test_MakeChain({Handle(Test_CountingProducer(10, 10, 2)),
-                                  Handle(new FF_AudioProcessWriteBuffer(result.data()))});
-    EXPECT_TRUE(Test_Asserts([&] { stereo->Allocate(); }, "inOutBlock->GetNumChannels() == 1"));
+    auto twoChannels = Test_MakeChain(
+        {stereo.MakeProducer(), Handle(new FF_AudioProcessWriteBuffer(result.data()))});
+    EXPECT_TRUE(
+        Test_Asserts([&] { twoChannels->Allocate(); }, "inOutBlock->GetNumChannels() == 1"));
 }
