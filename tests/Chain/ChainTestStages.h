@@ -231,8 +231,8 @@ public:
 
     Test_Producer(SampleMethod iSample, int64_t iTotal, int64_t iPerBlock, int16_t iChannels,
                   int32_t iBits = 16, int32_t iRate = 48000)
-        : mSample(std::move(iSample)), mTotal(iTotal), mPerBlock(iPerBlock),
-          mChannels(iChannels), mBits(iBits), mRate(iRate)
+        : mSample(std::move(iSample)), mTotal(iTotal), mPerBlock(iPerBlock), mChannels(iChannels),
+          mBits(iBits), mRate(iRate)
     {
     }
     EProcessType GetProcessType() const override { return eProcessType_Producer; }
@@ -325,11 +325,10 @@ inline Test_Producer* Test_ChannelsProducer(const Test_ChannelSamples& iChannels
                                             bool iSwapped = false)
 {
     auto channels = std::make_shared<const Test_ChannelSamples>(iChannels);
-    auto* producerP = new Test_Producer(
-        [channels](int64_t iIndex, int iChannel)
-        { return (*channels)[size_t(iChannel)][size_t(iIndex)]; },
-        channels->empty() ? 0 : int64_t((*channels)[0].size()), iPerBlock,
-        int16_t(channels->size()), iBits, iRate);
+    auto* producerP = new Test_Producer([channels](int64_t iIndex, int iChannel)
+                                        { return (*channels)[size_t(iChannel)][size_t(iIndex)]; },
+                                        channels->empty() ? 0 : int64_t((*channels)[0].size()),
+                                        iPerBlock, int16_t(channels->size()), iBits, iRate);
     producerP->mSwapped = iSwapped;
     return producerP;
 }

@@ -22,16 +22,11 @@ using Handle = FF_AudioProcess::ProcessHandle;
 
 Sys_Task::EStatus RunChain(std::initializer_list<Handle> iStages)
 {
-    FF_AudioProcessChain::ChainHandle chain(new FF_AudioProcessChain);
-    for (const Handle& stage : iStages)
-        chain->Append(stage);
-    Sys_Event::EventHandle ended = chain->GetNotificationEvent(
-        Sys_Task::eStatus_Aborted | Sys_Task::eStatus_Failed | Sys_Task::eStatus_Complete);
-    FF_AudioProcessUtils::QueueBatchProcess(chain);
-    EXPECT_EQ(ended->Wait(60000), Sys_SyncObject::eWaitResult_Signalled) << "chain hangs";
+    const FF_AudioProcessChain::ChainHandle chain = Test_MakeChain(iStages);
+    const Sys_Task::EStatus status = Test_RunQueued(chain);
     const Cmn_Exception* exceptionP = chain->GetException();
     EXPECT_EQ(exceptionP, nullptr) << (exceptionP ? exceptionP->what() : "");
-    return chain->GetStatus();
+    return status;
 }
 
 } // namespace
@@ -57,15 +52,15 @@ TEST(StagesOnAChain, EveryConversionStageGivesTheSamplesOfOneBigBlock)
     {
         auto* consumerP = new Test_ChannelsCollector;
         const Handle keep(consumerP); // the chain goes at the end of RunChain, the stage stays
-        EXPECT_EQ(RunChain({Handle(Test_ChannelsProducer(in.mChannels, in.mBits, perBlock,
-                                                             in.mRate, true)),
-                            Handle(new FF_AudioProcessByteSwapper),
-                            Handle(new FF_AudioProcessMixer(2, 1)),
-                            Handle(new FF_AudioProcessRequantize(16, 24, 44100, false)),
-                            Handle(new FF_AudioProcessMultimediaSqueezer),
-                            Handle(new FF_AudioProcessSRC(44100, 48000, eSRCQuality_High)),
-                            Handle(new FF_AudioProcessSplitter(1, 2)), keep}),
-                  Sys_Task::eStatus_Complete);
+        EXPECT_EQ(
+            RunChain(
+                {Handle(Test_ChannelsProducer(in.mChannels, in.mBits, perBlock, in.mRate, true)),
+                 Handle(new FF_AudioProcessByteSwapper), Handle(new FF_AudioProcessMixer(2, 1)),
+                 Handle(new FF_AudioProcessRequantize(16, 24, 44100, false)),
+                 Handle(new FF_AudioProcessMultimediaSqueezer),
+                 Handle(new FF_AudioProcessSRC(44100, 48000, eSRCQuality_High)),
+                 Handle(new FF_AudioProcessSplitter(1, 2)), keep}),
+            Sys_Task::eStatus_Complete);
         EXPECT_EQ(consumerP->mRate, 48000);
         EXPECT_EQ(int64_t(consumerP->mChannels[0].size()), (20000 * 48000 + 44099) / 44100);
         EXPECT_EQ(consumerP->mChannels, expected.mChannels) << perBlock;
