@@ -33,7 +33,8 @@ LAYERS = [
     ["src/FF/Audio/PlugIns"],
     # audio processing, by role
     ["src/FF/Audio/Processing/Chain"],
-    ["src/FF/Audio/Processing/Read", "src/FF/Audio/Processing/Stages"],
+    ["src/FF/Audio/Processing/Stages"],
+    ["src/FF/Audio/Processing/Read"],
     ["src/FF/Audio/Processing/Overview"],   # reads files and mixes through Read and Stages
     ["src/FF/Audio/Processing/Write"],      # the file writers keep an overview as they write
     ["src/FF/Audio/Processing/Jobs"],

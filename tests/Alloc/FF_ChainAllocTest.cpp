@@ -3,11 +3,11 @@
 // warm-up and off again a fixed number of blocks later, from their consumer.
 //
 // This program replaces the global allocation functions; no other suite is affected.
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <algorithm>
 #include <list>
 #include <new>
 #include <string>
@@ -121,46 +121,6 @@ struct Test_Window
     }
 };
 
-// Checks 16-bit stereo blocks against the interleaved samples the file was made from.
-class Test_PatternConsumer : public FF_AudioProcess
-{
-public:
-    Test_PatternConsumer(const Bytes& iInterleaved, Test_Window& iWindow)
-        : mExpected(iInterleaved), mWindow(iWindow)
-    {
-    }
-    EProcessType GetProcessType() const override { return eProcessType_Consumer; }
-
-    int64_t GetBlocks() const { return mBlocks.load(); }
-    int64_t GetMismatches() const { return mMismatches.load(); }
-    int64_t GetPosition() const { return mPosition.load(); }
-
-protected:
-    void Process(FF_AudioProcessBlock* in, FF_AudioProcessBlock*) override
-    {
-        mWindow.AtBlock(mBlocks++);
-        const int64_t position = mPosition.load();
-        for (int c = 0; c < in->GetNumChannels(); ++c)
-        {
-            const auto* inP = reinterpret_cast<const unsigned char*>(in->GetBuffer(size_t(c)));
-            for (int64_t i = 0; i < in->GetNumSamples(); ++i)
-            {
-                const size_t at = size_t((position + i) * 4 + c * 2);
-                if (at + 1 >= mExpected.size() ||
-                    std::memcmp(inP + i * 2, mExpected.data() + at, 2) != 0)
-                    ++mMismatches;
-            }
-        }
-        mPosition += in->GetNumSamples();
-    }
-
-private:
-    const Bytes& mExpected;
-    Test_Window& mWindow;
-    std::atomic<int64_t> mBlocks{0};
-    std::atomic<int64_t> mMismatches{0};
-    std::atomic<int64_t> mPosition{0};
-};
 } // namespace
 
 // ---- the counter itself ------------------------------------------------------------------
@@ -245,56 +205,53 @@ TEST(Alloc, WaitsAndBlockerListsAllocateNothingOnceWarm)
 
 // ---- chains ------------------------------------------------------------------------------
 
-TEST(Alloc, ProducerFilterConsumerStreamsWithoutAllocating)
+TEST(Alloc, ChainsStreamWithoutAllocating)
 {
-    constexpr int64_t perBlock = 256;
-    Test_Window window;
-    auto* consumerP = new Test_CheckingConsumer(3, nullptr, -1,
-                                                [&window](int64_t i) { window.AtBlock(i); });
-    FF_AudioProcessChain::ChainHandle chain = Test_MakeChain(
-        {FF_AudioProcess::ProcessHandle(new Test_CountingProducer(cTotalBlocks * perBlock,
-                                                                  perBlock, 2)),
-         FF_AudioProcess::ProcessHandle(new Test_AddFilter(3)),
-         FF_AudioProcess::ProcessHandle(consumerP)});
-    EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Complete);
-    Test_AllocCounter::Stop();
-    EXPECT_TRUE(window.mStarted.load());
-    EXPECT_TRUE(window.mStopped.load());
-    EXPECT_EQ(consumerP->GetBlocks(), cTotalBlocks);
-    EXPECT_EQ(consumerP->GetMismatches(), 0);
-    EXPECT_EQ(Test_AllocCounter::Count(), 0)
-        << double(Test_AllocCounter::Count()) / double(cMeasuredBlocks)
-        << " per block; sizes: " << Test_AllocCounter::Sizes();
-}
-
-TEST(Alloc, ReadFilesChainStreamsWithoutAllocating)
-{
-    // 16-bit stereo; blocks of 400 frames, reads of 1600 frames.
+    // The counting stream, 16-bit stereo: from the test producer through a filter in blocks
+    // of 256 frames, and from a file through the file reader in blocks of 400 frames and
+    // reads of 1600 frames.
     constexpr int32_t processBlockSize = 2400; // scaled to 1600 bytes at 16 bits
     constexpr int32_t readBlockSize = 6400;
     constexpr int64_t framesPerBlock = 400;
     constexpr int64_t frames = cTotalBlocks * framesPerBlock;
     Test_TempDir dir;
     const std::string path = dir.Path() + "/stream.wav";
-    const Bytes samples = Pattern(size_t(frames * 4), 11);
-    MakeWave(path, 2, 16, samples);
-
-    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path)));
-    Test_Window window;
-    auto* readerP = new FF_AudioProcessReadFiles({file}, {{0, frames}}, 0, false,
-                                                 processBlockSize, readBlockSize);
-    auto* consumerP = new Test_PatternConsumer(samples, window);
-    FF_AudioProcessChain::ChainHandle chain = Test_MakeChain(
-        {FF_AudioProcess::ProcessHandle(readerP), FF_AudioProcess::ProcessHandle(consumerP)});
-    EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Complete);
-    Test_AllocCounter::Stop();
-    EXPECT_EQ(readerP->GetSamplesPerBlock(), framesPerBlock);
-    EXPECT_TRUE(window.mStarted.load());
-    EXPECT_TRUE(window.mStopped.load());
-    EXPECT_EQ(consumerP->GetBlocks(), cTotalBlocks);
-    EXPECT_EQ(consumerP->GetPosition(), frames);
-    EXPECT_EQ(consumerP->GetMismatches(), 0);
-    EXPECT_EQ(Test_AllocCounter::Count(), 0)
-        << double(Test_AllocCounter::Count()) / double(cMeasuredBlocks)
-        << " per block; sizes: " << Test_AllocCounter::Sizes();
+    const Test_CountingBuffer counting(frames, 2);
+    const auto* bytesP = reinterpret_cast<const unsigned char*>(counting.mSamples.data());
+    MakeWave(path, 2, 16, Bytes(bytesP, bytesP + counting.mSamples.size() * 2));
+    for (bool fromFile : {false, true})
+    {
+        SCOPED_TRACE(fromFile ? "file reader" : "test producer and filter");
+        Test_Window window;
+        auto* consumerP = new Test_CheckingConsumer(fromFile ? 0 : 3, nullptr, -1,
+                                                    [&window](int64_t i) { window.AtBlock(i); });
+        FF_AudioProcessReadFiles* readerP = nullptr;
+        FF_AudioProcessChain::ChainHandle chain;
+        if (fromFile)
+        {
+            readerP = new FF_AudioProcessReadFiles(
+                {FF_AudioFileRef(new FF_AudioFile(Sys_FileLoc(path)))}, {{0, frames}}, 0, false,
+                processBlockSize, readBlockSize);
+            chain = Test_MakeChain({FF_AudioProcess::ProcessHandle(readerP),
+                                    FF_AudioProcess::ProcessHandle(consumerP)});
+        }
+        else
+            chain = Test_MakeChain(
+                {FF_AudioProcess::ProcessHandle(Test_CountingProducer(cTotalBlocks * 256, 256, 2)),
+                 FF_AudioProcess::ProcessHandle(new Test_AddFilter(3)),
+                 FF_AudioProcess::ProcessHandle(consumerP)});
+        EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Complete);
+        Test_AllocCounter::Stop();
+        if (readerP)
+        {
+            EXPECT_EQ(readerP->GetSamplesPerBlock(), framesPerBlock);
+        }
+        EXPECT_TRUE(window.mStarted.load());
+        EXPECT_TRUE(window.mStopped.load());
+        EXPECT_EQ(consumerP->GetBlocks(), cTotalBlocks);
+        EXPECT_EQ(consumerP->GetMismatches(), 0);
+        EXPECT_EQ(Test_AllocCounter::Count(), 0)
+            << double(Test_AllocCounter::Count()) / double(cMeasuredBlocks)
+            << " per block; sizes: " << Test_AllocCounter::Sizes();
+    }
 }

@@ -1,23 +1,33 @@
-// Stages for the chain tests: a producer of counting 16-bit samples that can fail on a given
-// block, a filter that adds a constant, and a consumer that checks what arrives.
+// Stages for the chain tests: a counting 16-bit stream in memory played by the real memory
+// producer (FF_AudioProcessReadBuffer), a producer of the same samples that can fail on a
+// given block or run without end (for the tests of the producer's side of the chain), a filter
+// that adds a constant, and a consumer that checks what arrives. For the stage tests: a
+// producer of channels of any depth in blocks of any size (the block boundaries are what a
+// stage with state across blocks must get right), and a consumer that keeps what arrives.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "Cmn_Exception.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcess.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessChain.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
+#include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
+#include "FF/Audio/Processing/Read/FF_AudioProcessReadBuffer.h"
 
 constexpr int32_t cTest_Ended =
     Sys_Task::eStatus_Aborted | Sys_Task::eStatus_Failed | Sys_Task::eStatus_Complete;
@@ -38,6 +48,22 @@ inline Sys_Task::EStatus Test_RunQueued(const FF_BatchProcess::BatchProcessHandl
     FF_AudioProcessUtils::QueueBatchProcess(iProcess);
     EXPECT_EQ(ended->Wait(60000), Sys_SyncObject::eWaitResult_Signalled) << "does not end";
     return iProcess->GetStatus();
+}
+
+// Runs a chain by hand on this thread (bounded: a minute) and returns its final status; a
+// failed chain throws its failure.
+inline Sys_Task::EStatus Test_RunByHand(const FF_AudioProcessChain::ChainHandle& iChain)
+{
+    int32_t slices = 0;
+    try
+    {
+        FF_AudioProcessUtils::RunProcessChainToEnd(
+            iChain.Get(), [&] { return ++slices < 600; }, 100);
+    }
+    catch (const Cmn_CancelException&)
+    {
+    }
+    return iChain->GetStatus();
 }
 
 // Waits (bounded: ten seconds) until iCondition holds.
@@ -70,83 +96,38 @@ inline int16_t Test_Sample(int64_t iIndex, int iChannel)
     return int16_t(uint16_t(uint64_t(iIndex) * uint64_t(iChannel + 1)));
 }
 
-class Test_CountingProducer : public FF_AudioProcess
+// The counting stream of 1 or 2 channels (interleaved) in memory, and the memory producer
+// that plays it: 16-bit at 48 kHz, in blocks of cBlockSamples. The buffer must outlive the
+// chain.
+// Channels of samples, one vector per channel.
+using Test_ChannelSamples = std::vector<std::vector<int32_t>>;
+
+struct Test_CountingBuffer
 {
-public:
-    Test_CountingProducer(int64_t iTotalSamples, int64_t iSamplesPerBlock, int16_t iChannels = 1,
-                          int64_t iFailOnBlock = -1, Test_PoolWatch* iWatchP = nullptr,
-                          bool iAnnounceTotal = true)
-        : mTotal(iTotalSamples), mAnnounced(iAnnounceTotal ? iTotalSamples : -1),
-          mPerBlock(iSamplesPerBlock), mChannels(iChannels), mFailOnBlock(iFailOnBlock),
-          mWatchP(iWatchP)
+    static constexpr int64_t cBlockSamples = FF_AudioProcessReadBuffer::cBlockBytes / 2;
+
+    Test_CountingBuffer(int64_t iNumSamples, int16_t iChannels = 1)
+        : mNumSamples(iNumSamples), mChannels(iChannels)
     {
+        mSamples.reserve(size_t(iNumSamples * iChannels));
+        for (int64_t i = 0; i < iNumSamples; ++i)
+            for (int c = 0; c < iChannels; ++c)
+                mSamples.push_back(Test_Sample(i, c));
+    }
+    FF_AudioProcess::ProcessHandle MakeProducer() const
+    {
+        return FF_AudioProcess::ProcessHandle(
+            new FF_AudioProcessReadBuffer(reinterpret_cast<const char*>(mSamples.data()),
+                                          mNumSamples, 48000, 16, mChannels == 2));
+    }
+    static int64_t Blocks(int64_t iNumSamples)
+    {
+        return (iNumSamples + cBlockSamples - 1) / cBlockSamples;
     }
 
-    EProcessType GetProcessType() const override { return eProcessType_Producer; }
-    void Preflight(FF_AudioProcessBlock* inOutBlock) override
-    {
-        inOutBlock->SetNumChannels(mChannels);
-        inOutBlock->SetSampleRate(48000);
-        inOutBlock->SetBitsPerSample(16);
-        inOutBlock->SetNumSamples(mPerBlock);
-        inOutBlock->SetTotalNumSamples(mAnnounced);
-        inOutBlock->SetByteOrder(eByteOrder_Native);
-    }
-    int32_t GetSteps() const { return mSteps.load(); }
-
-protected:
-    EResult ExecImpl() override
-    {
-        ++mSteps;
-        if (IsAbortPending())
-            return eResult_Aborted;
-        if (mState == 0)
-        {
-            mState = 1;
-            return BlockForPoolBlock();
-        }
-        mState = 0;
-        std::unique_ptr<FF_AudioProcessBlock> block = TakePoolBlock();
-        if (mWatchP)
-            mWatchP->Took();
-        if (mBlocks == mFailOnBlock)
-        {
-            if (mWatchP)
-                mWatchP->Gave();
-            throw std::runtime_error("read error at block " + std::to_string(mBlocks.load()));
-        }
-        const int64_t samples = std::min(mPerBlock, mTotal - mDone);
-        block->SetNumChannels(mChannels);
-        block->SetSampleRate(48000);
-        block->SetBitsPerSample(16);
-        block->SetTotalNumSamples(mAnnounced);
-        block->SetByteOrder(eByteOrder_Native);
-        block->SetNumSamples(samples);
-        for (int c = 0; c < mChannels; ++c)
-        {
-            auto* outP = reinterpret_cast<int16_t*>(block->GetBuffer(size_t(c)));
-            for (int64_t i = 0; i < samples; ++i)
-                outP[i] = Test_Sample(mDone + i, c);
-        }
-        mDone += samples;
-        ++mBlocks;
-        DeliverBlock(std::move(block), 0);
-        return mDone >= mTotal ? eResult_Done : eResult_Yield;
-    }
-    void Process(FF_AudioProcessBlock*, FF_AudioProcessBlock*) override
-    {
-        throw std::logic_error("a producer has no input");
-    }
-
-private:
-    const int64_t mTotal, mAnnounced, mPerBlock;
+    const int64_t mNumSamples;
     const int16_t mChannels;
-    const int64_t mFailOnBlock;
-    Test_PoolWatch* const mWatchP;
-    int mState = 0;
-    int64_t mDone = 0;
-    std::atomic<int64_t> mBlocks{0};
-    std::atomic<int32_t> mSteps{0};
+    std::vector<int16_t> mSamples;
 };
 
 // Adds mAdd to every sample; can fail on its Nth block and run a hook before each block.
@@ -238,4 +219,138 @@ private:
     std::atomic<int64_t> mBlocks{0};
     mutable std::mutex mMutex;
     std::set<const FF_AudioProcessBlock*> mSeen;
+};
+
+// The test producer: hands on iTotal samples of iChannels channels made by iSample, iPerBlock
+// a block, in native byte order or (mSwapped) the other one; it can announce no total, fail
+// on a given block and count the pool blocks it takes in a Test_PoolWatch.
+class Test_Producer : public FF_AudioProcess
+{
+public:
+    using SampleMethod = std::function<int32_t(int64_t iIndex, int iChannel)>;
+
+    Test_Producer(SampleMethod iSample, int64_t iTotal, int64_t iPerBlock, int16_t iChannels,
+                  int32_t iBits = 16, int32_t iRate = 48000)
+        : mSample(std::move(iSample)), mTotal(iTotal), mPerBlock(iPerBlock), mChannels(iChannels),
+          mBits(iBits), mRate(iRate)
+    {
+    }
+    EProcessType GetProcessType() const override { return eProcessType_Producer; }
+    void Preflight(FF_AudioProcessBlock* ioBlock) override { Describe(ioBlock, mPerBlock); }
+
+    bool mAnnounceTotal = true;
+    bool mSwapped = false;
+    int64_t mFailOnBlock = -1;
+    Test_PoolWatch* mWatchP = nullptr;
+
+protected:
+    EResult ExecImpl() override
+    {
+        if (IsAbortPending())
+            return eResult_Aborted;
+        if (mState == eProducerState_Idle)
+        {
+            mState = eProducerState_AwaitingBlock;
+            return BlockForPoolBlock();
+        }
+        mState = eProducerState_Idle;
+        std::unique_ptr<FF_AudioProcessBlock> block = TakePoolBlock();
+        if (mWatchP)
+            mWatchP->Took();
+        if (mBlocks == mFailOnBlock)
+        {
+            if (mWatchP)
+                mWatchP->Gave();
+            throw std::runtime_error("read error at block " + std::to_string(mBlocks));
+        }
+        const int64_t n = std::min(mPerBlock, mTotal - mDone);
+        Describe(block.get(), n);
+        const int32_t bytes = (mBits + 7) / 8;
+        for (int c = 0; c < mChannels; ++c)
+        {
+            char* p = block->GetBuffer(size_t(c));
+            for (int64_t k = 0; k < n; ++k)
+            {
+                FF_AudioSampleAccess::Write(p, bytes, k, mSample(mDone + k, c));
+                if (mSwapped)
+                    std::reverse(p + k * bytes, p + (k + 1) * bytes);
+            }
+        }
+        mDone += n;
+        ++mBlocks;
+        DeliverBlock(std::move(block), 0);
+        return mDone >= mTotal ? eResult_Done : eResult_Yield;
+    }
+    void Process(FF_AudioProcessBlock*, FF_AudioProcessBlock*) override
+    {
+        throw std::logic_error("a producer has no input");
+    }
+
+private:
+    void Describe(FF_AudioProcessBlock* ioBlock, int64_t iSamples) const
+    {
+        ioBlock->SetNumChannels(mChannels);
+        ioBlock->SetSampleRate(mRate);
+        ioBlock->SetBitsPerSample(mBits);
+        ioBlock->SetNumSamples(iSamples);
+        ioBlock->SetTotalNumSamples(mAnnounceTotal ? mTotal : -1);
+        ioBlock->SetByteOrder(mSwapped ? eByteOrder_Big : eByteOrder_Native);
+    }
+
+    const SampleMethod mSample;
+    const int64_t mTotal, mPerBlock;
+    const int16_t mChannels;
+    const int32_t mBits, mRate;
+    EProducerState mState = eProducerState_Idle;
+    int64_t mDone = 0;
+    int64_t mBlocks = 0;
+};
+
+// The counting stream (Test_Sample) from the test producer.
+inline Test_Producer* Test_CountingProducer(int64_t iTotal, int64_t iPerBlock,
+                                            int16_t iChannels = 1, int64_t iFailOnBlock = -1,
+                                            Test_PoolWatch* iWatchP = nullptr,
+                                            bool iAnnounceTotal = true)
+{
+    auto* producerP = new Test_Producer(Test_Sample, iTotal, iPerBlock, iChannels);
+    producerP->mFailOnBlock = iFailOnBlock;
+    producerP->mWatchP = iWatchP;
+    producerP->mAnnounceTotal = iAnnounceTotal;
+    return producerP;
+}
+
+// Channels of samples from memory (a copy), in blocks of iPerBlock.
+inline Test_Producer* Test_ChannelsProducer(const Test_ChannelSamples& iChannels, int32_t iBits,
+                                            int64_t iPerBlock, int32_t iRate = 48000,
+                                            bool iSwapped = false)
+{
+    auto channels = std::make_shared<const Test_ChannelSamples>(iChannels);
+    auto* producerP = new Test_Producer([channels](int64_t iIndex, int iChannel)
+                                        { return (*channels)[size_t(iChannel)][size_t(iIndex)]; },
+                                        channels->empty() ? 0 : int64_t((*channels)[0].size()),
+                                        iPerBlock, int16_t(channels->size()), iBits, iRate);
+    producerP->mSwapped = iSwapped;
+    return producerP;
+}
+
+// Keeps every channel of what arrives, and the rate and depth it arrived in.
+class Test_ChannelsCollector : public FF_AudioProcess
+{
+public:
+    EProcessType GetProcessType() const override { return eProcessType_Consumer; }
+    int32_t mRate = 0;
+    int32_t mBits = 0;
+    Test_ChannelSamples mChannels;
+
+protected:
+    void Process(FF_AudioProcessBlock* in, FF_AudioProcessBlock*) override
+    {
+        mRate = in->GetSampleRate();
+        mBits = in->GetBitsPerSample();
+        mChannels.resize(size_t(in->GetNumChannels()));
+        for (int16_t c = 0; c < in->GetNumChannels(); ++c)
+            for (int64_t k = 0; k < in->GetNumSamples(); ++k)
+                mChannels[size_t(c)].push_back(FF_AudioSampleAccess::Read(
+                    in->GetBuffer(size_t(c)), in->GetBytesPerSample(), k));
+    }
 };

@@ -55,25 +55,26 @@ protected:
 
 TEST(FF_AudioProcessChain, StreamsEverySampleThroughTheFiltersInChainOrder)
 {
+    const Test_CountingBuffer stereo(100003, 2);
     auto* consumerP = new Test_CheckingConsumer;
-    Chain chain =
-        Test_MakeChain({Handle(new Test_CountingProducer(100003, 1000, 2)), Handle(consumerP)});
+    Chain chain = Test_MakeChain({stereo.MakeProducer(), Handle(consumerP)});
     chain->SetDescription("plain");
     EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Complete) << ChainError(chain);
-    EXPECT_EQ(consumerP->GetBlocks(), 101);
+    EXPECT_EQ(consumerP->GetBlocks(), Test_CountingBuffer::Blocks(100003));
     EXPECT_EQ(consumerP->GetMismatches(), 0);
     EXPECT_EQ(chain->GetUnitsToProcess(), 100003);
     EXPECT_EQ(chain->GetPercentCompleted(), 100);
     EXPECT_EQ(chain->GetDescription(), "plain");
     ExpectAllAtRest(chain);
 
+    const Test_CountingBuffer mono(50000);
     auto* filteredP = new Test_CheckingConsumer(int16_t(1 + 20 + 300));
-    Chain filtered = Test_MakeChain({Handle(new Test_CountingProducer(50000, 777, 3)),
-                                     Handle(new Test_AddFilter(1)), Handle(new Test_AddFilter(20)),
+    Chain filtered = Test_MakeChain({mono.MakeProducer(), Handle(new Test_AddFilter(1)),
+                                     Handle(new Test_AddFilter(20)),
                                      Handle(new Test_AddFilter(300)), Handle(filteredP)});
     EXPECT_EQ(Test_RunQueued(filtered), Sys_Task::eStatus_Complete) << ChainError(filtered);
     EXPECT_EQ(filteredP->GetMismatches(), 0);
-    EXPECT_EQ(filteredP->GetBlocks(), (50000 + 776) / 777);
+    EXPECT_EQ(filteredP->GetBlocks(), Test_CountingBuffer::Blocks(50000));
 }
 
 TEST(FF_AudioProcessChain, PoolIsTheOnlySourceOfBlocksWhileStreaming)
@@ -86,9 +87,9 @@ TEST(FF_AudioProcessChain, PoolIsTheOnlySourceOfBlocksWhileStreaming)
             if (iBlock % 64 == 0) // let the producer run ahead now and then
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
         });
-    Chain chain = Test_MakeChain({Handle(new Test_CountingProducer(3000 * 64, 64, 1, -1, &watch)),
-                             Handle(new Test_AddFilter(2)), Handle(new Test_AddFilter(3)),
-                             Handle(consumerP)});
+    Chain chain = Test_MakeChain({Handle(Test_CountingProducer(3000 * 64, 64, 1, -1, &watch)),
+                                  Handle(new Test_AddFilter(2)), Handle(new Test_AddFilter(3)),
+                                  Handle(consumerP)});
     EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Complete) << ChainError(chain);
     EXPECT_EQ(consumerP->GetMismatches(), 0);
     EXPECT_EQ(consumerP->GetBlocks(), 3000);
@@ -103,23 +104,25 @@ TEST(FF_AudioProcessChain, PoolIsTheOnlySourceOfBlocksWhileStreaming)
 
 TEST(FF_AudioProcessChain, AllocateGivesEveryBlockTheMaximaOfAllStages)
 {
-    auto* producerP = new Test_CountingProducer(1000, 100, 2);
+    const Test_CountingBuffer stereo(1000, 2);
+    const Handle producer = stereo.MakeProducer();
+    FF_AudioProcess* producerP = producer.Get();
     auto* wideP = new Test_WideningFilter;
     auto* narrowP = new Test_NarrowingFilter;
     auto* consumerP = new Test_CheckingConsumer;
-    Chain chain = Test_MakeChain({Handle(producerP), Handle(wideP), Handle(narrowP), Handle(consumerP)});
+    Chain chain = Test_MakeChain({producer, Handle(wideP), Handle(narrowP), Handle(consumerP)});
     chain->Allocate();
     for (FF_AudioProcess* stageP = producerP; stageP; stageP = stageP->GetNextProcess().Get())
     {
         FF_AudioProcessBlock* blockP = stageP->GetOutputBlock();
         ASSERT_TRUE(blockP);
         EXPECT_EQ(blockP->GetNumBuffers(), 3u);
-        EXPECT_EQ(blockP->GetBufferBytes(), 200u * 3u);
+        EXPECT_EQ(blockP->GetBufferBytes(), size_t(2 * Test_CountingBuffer::cBlockSamples * 3));
     }
     FF_AudioProcessBlock* poolBlockP = chain->GetProcessBlockPool()->Acquire(0);
     ASSERT_TRUE(poolBlockP);
     EXPECT_EQ(poolBlockP->GetNumBuffers(), 3u);
-    EXPECT_EQ(poolBlockP->GetBufferBytes(), 600u);
+    EXPECT_EQ(poolBlockP->GetBufferBytes(), size_t(2 * Test_CountingBuffer::cBlockSamples * 3));
     chain->GetProcessBlockPool()->Return(poolBlockP);
     EXPECT_EQ(producerP->GetProcessBlockPool(), chain->GetProcessBlockPool());
     EXPECT_EQ(consumerP->GetProcessBlockPool(), chain->GetProcessBlockPool());
@@ -136,8 +139,9 @@ TEST_P(FF_AudioProcessChainReadError, EndsTheChainAsFailedWithThatError)
     const int64_t failOn = GetParam();
     Test_PoolWatch watch;
     auto* consumerP = new Test_CheckingConsumer(1, &watch);
-    Chain chain = Test_MakeChain({Handle(new Test_CountingProducer(100 * 500, 500, 1, failOn, &watch)),
-                             Handle(new Test_AddFilter(1)), Handle(consumerP)});
+    Chain chain =
+        Test_MakeChain({Handle(Test_CountingProducer(100 * 500, 500, 1, failOn, &watch)),
+                        Handle(new Test_AddFilter(1)), Handle(consumerP)});
     EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Failed);
     EXPECT_NE(ChainError(chain).find("read error at block " + std::to_string(failOn)),
               std::string::npos)
@@ -168,7 +172,8 @@ TEST(FF_AudioProcessChain, FailingStagesEndTheChainAtRestWithTheExceptionFurthes
                                          [&](int64_t iBlock)
                                          {
                                              if (iBlock == 3)
-                                                 Test_WaitFor([&] { return consumerInside.load(); });
+                                                 Test_WaitFor([&]
+                                                              { return consumerInside.load(); });
                                          }));
         Handle consumer(new Test_CheckingConsumer(
             0, nullptr, c.mConsumerFailsOn,
@@ -181,8 +186,8 @@ TEST(FF_AudioProcessChain, FailingStagesEndTheChainAtRestWithTheExceptionFurthes
                 std::this_thread::sleep_for(std::chrono::milliseconds(50));
                 consumerStepOver = true;
             }));
-        Chain chain =
-            Test_MakeChain({Handle(new Test_CountingProducer(100000, 100)), filter, consumer});
+        const Test_CountingBuffer mono(100000);
+        Chain chain = Test_MakeChain({mono.MakeProducer(), filter, consumer});
         EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Failed);
         EXPECT_TRUE(consumerStepOver.load());
         EXPECT_EQ(filter->GetStatus(), Sys_Task::eStatus_Failed);
@@ -197,33 +202,36 @@ TEST(FF_AudioProcessChain, FailingStagesEndTheChainAtRestWithTheExceptionFurthes
 
 TEST(FF_AudioProcessChain, AbortBeforeStartRunsNoStage)
 {
-    auto* producerP = new Test_CountingProducer(1000, 100);
+    const Test_CountingBuffer mono(100000);
+    const Handle producer = mono.MakeProducer();
     auto* consumerP = new Test_CheckingConsumer;
-    Chain chain = Test_MakeChain({Handle(producerP), Handle(new Test_AddFilter(1)), Handle(consumerP)});
+    Chain chain = Test_MakeChain({producer, Handle(new Test_AddFilter(1)), Handle(consumerP)});
     Sys_ProcessBlockerImpl blocker;
     FF_AudioProcessUtils::SetupManualProcessChain(chain.Get(), &blocker);
     chain->Abort();
     EXPECT_EQ(chain->GetStatus(), Sys_Task::eStatus_Aborted);
     EXPECT_EQ(chain->Exec(), Sys_Task::eStatus_Aborted);
     EXPECT_TRUE(chain->GetAbortEvent()->IsSet());
-    for (FF_AudioProcess* stageP = producerP; stageP; stageP = stageP->GetNextProcess().Get())
+    for (FF_AudioProcess* stageP = producer.Get(); stageP; stageP = stageP->GetNextProcess().Get())
         EXPECT_EQ(stageP->GetStatus(), Sys_Task::eStatus_Aborted);
-    EXPECT_EQ(producerP->GetSteps(), 0);
+    EXPECT_EQ(producer->GetUnitsProcessed(), 0);
     EXPECT_EQ(consumerP->GetBlocks(), 0);
 }
 
 TEST(FF_AudioProcessChain, AbortWhileStreamingEndsAbortedWithoutException)
 {
+    // 256 blocks at a millisecond each, aborted after 40.
+    const Test_CountingBuffer mono(256 * Test_CountingBuffer::cBlockSamples);
     std::atomic<int64_t> seen{0};
     auto* consumerP =
         new Test_CheckingConsumer(0, nullptr, -1,
                                   [&](int64_t iBlock)
                                   {
                                       seen = iBlock + 1;
-                                      std::this_thread::sleep_for(std::chrono::microseconds(200));
+                                      std::this_thread::sleep_for(std::chrono::milliseconds(1));
                                   });
-    Chain chain = Test_MakeChain({Handle(new Test_CountingProducer(int64_t(1) << 40, 64)),
-                             Handle(new Test_AddFilter(0)), Handle(consumerP)});
+    Chain chain =
+        Test_MakeChain({mono.MakeProducer(), Handle(new Test_AddFilter(0)), Handle(consumerP)});
     Sys_Event::EventHandle ended = chain->GetNotificationEvent(cEnded);
     FF_AudioProcessUtils::QueueBatchProcess(chain);
     for (int i = 0; i < 20000 && seen < 40; ++i)
@@ -232,6 +240,7 @@ TEST(FF_AudioProcessChain, AbortWhileStreamingEndsAbortedWithoutException)
     ASSERT_EQ(ended->Wait(60000), Sys_SyncObject::eWaitResult_Signalled);
     EXPECT_EQ(chain->GetStatus(), Sys_Task::eStatus_Aborted);
     EXPECT_EQ(chain->GetException(), nullptr);
+    EXPECT_LT(consumerP->GetBlocks(), 256);
     EXPECT_EQ(consumerP->GetMismatches(), 0);
     ExpectAllAtRest(chain);
 }
@@ -240,39 +249,37 @@ TEST(FF_AudioProcessChain, TwoChainsAtOnceShareTheWorkers)
 {
     // One chain queued on the Driver thread, one driven here by hand, at the same time: both
     // put their stages on the same three workers.
+    const Test_CountingBuffer stereo(400000, 2), mono(300000);
     auto* queuedConsumerP = new Test_CheckingConsumer(7);
-    Chain queued = Test_MakeChain({Handle(new Test_CountingProducer(400000, 256, 2)),
-                              Handle(new Test_AddFilter(7)), Handle(queuedConsumerP)});
+    Chain queued = Test_MakeChain(
+        {stereo.MakeProducer(), Handle(new Test_AddFilter(7)), Handle(queuedConsumerP)});
     auto* manualConsumerP = new Test_CheckingConsumer(9);
-    Chain manual =
-        Test_MakeChain({Handle(new Test_CountingProducer(300000, 100, 1)), Handle(new Test_AddFilter(4)),
-                   Handle(new Test_AddFilter(5)), Handle(manualConsumerP)});
+    Chain manual = Test_MakeChain({mono.MakeProducer(), Handle(new Test_AddFilter(4)),
+                                   Handle(new Test_AddFilter(5)), Handle(manualConsumerP)});
     Sys_Event::EventHandle queuedEnded = queued->GetNotificationEvent(cEnded);
     FF_AudioProcessUtils::QueueBatchProcess(queued);
-    Sys_ProcessBlockerImpl blocker;
-    FF_AudioProcessUtils::SetupManualProcessChain(manual.Get(), &blocker);
-    bool done = false;
-    for (int i = 0; i < 6000 && !done; ++i)
-        done = FF_AudioProcessUtils::RunProcessChainForSlice(manual.Get(), 10);
-    EXPECT_TRUE(done);
+    int32_t slices = 0;
+    FF_AudioProcessUtils::RunProcessChainToEnd(
+        manual.Get(), [&] { return ++slices < 6000; }, 10);
     EXPECT_EQ(manual->GetStatus(), Sys_Task::eStatus_Complete);
     ASSERT_EQ(queuedEnded->Wait(60000), Sys_SyncObject::eWaitResult_Signalled);
     EXPECT_EQ(queued->GetStatus(), Sys_Task::eStatus_Complete) << ChainError(queued);
     EXPECT_EQ(queuedConsumerP->GetMismatches(), 0);
     EXPECT_EQ(manualConsumerP->GetMismatches(), 0);
-    EXPECT_EQ(manualConsumerP->GetBlocks(), 3000);
+    EXPECT_EQ(manualConsumerP->GetBlocks(), Test_CountingBuffer::Blocks(300000));
 }
 
 TEST(FF_AudioProcessChain, QueuedChainsAllComplete)
 {
+    const Test_CountingBuffer mono(20000);
     std::vector<Chain> chains;
     std::vector<Test_CheckingConsumer*> consumers;
     std::vector<Sys_Event::EventHandle> ended;
     for (int i = 0; i < 4; ++i)
     {
         consumers.push_back(new Test_CheckingConsumer(int16_t(i)));
-        chains.push_back(Test_MakeChain({Handle(new Test_CountingProducer(20000 + i, 333)),
-                                    Handle(new Test_AddFilter(int16_t(i))), Handle(consumers[i])}));
+        chains.push_back(Test_MakeChain(
+            {mono.MakeProducer(), Handle(new Test_AddFilter(int16_t(i))), Handle(consumers[i])}));
         ended.push_back(chains[i]->GetNotificationEvent(cEnded));
     }
     for (const Chain& chain : chains)
@@ -287,8 +294,8 @@ TEST(FF_AudioProcessChain, QueuedChainsAllComplete)
 
 TEST(FF_AudioProcessChain, ExecWithoutBlockerAsserts)
 {
-    Chain chain =
-        Test_MakeChain({Handle(new Test_CountingProducer(10, 10)), Handle(new Test_CheckingConsumer)});
+    const Test_CountingBuffer mono(10);
+    Chain chain = Test_MakeChain({mono.MakeProducer(), Handle(new Test_CheckingConsumer)});
     chain->Allocate();
     EXPECT_EQ(chain->Exec(), Sys_Task::eStatus_Failed);
     EXPECT_NE(ChainError(chain).find("mpBlocker"), std::string::npos) << ChainError(chain);

@@ -7,7 +7,7 @@
 #include "ChainTestStages.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadDirectIOBuffers.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadRingBuffers.h"
-#include "FF/Audio/Processing/Chain/FF_AudioProcessRegulator.h"
+#include "FF/Audio/Processing/Write/FF_AudioProcessRegulator.h"
 #include "FF/Audio/Processing/Write/FF_AudioProcessWriteBuffer.h"
 #include "Support/TestSupport.h"
 
@@ -62,8 +62,7 @@ int16_t SampleAt(const std::vector<char>& iBytes, size_t iIndex)
 TEST(FF_AudioProcessRegulator, FillBuffersGivesSilenceAndFalseBeforeThePrimingAndAfterTheEnd)
 {
     auto* regulatorP = new FF_AudioProcessRegulator(2, 1000);
-    auto chain =
-        Test_MakeChain({Handle(new Test_CountingProducer(10007, 640, 2)), Handle(regulatorP)});
+    auto chain = Test_MakeChain({Handle(Test_CountingProducer(10007, 640, 2)), Handle(regulatorP)});
     chain->Allocate();
     std::vector<char> left(1000, 'x'), right(1000, 'x');
     char* outP[] = {left.data(), right.data()};
@@ -89,7 +88,7 @@ TEST(FF_AudioProcessRegulator, StreamLongerThanTheRingArrivesWholeWithAZeroTail)
 {
     const int64_t total = 60001; // 120002 bytes a channel: 121 buffers, the last one short
     auto* regulatorP = new FF_AudioProcessRegulator(2, 1000);
-    auto chain = Test_MakeChain({Handle(new Test_CountingProducer(total, 1000, 2)),
+    auto chain = Test_MakeChain({Handle(Test_CountingProducer(total, 1000, 2)),
                                  Handle(new Test_AddFilter(3)), Handle(regulatorP)});
     FF_AudioProcessUtils::QueueBatchProcess(chain);
     // Nothing is read until the ring is full: that primes it, long before the end.
@@ -114,7 +113,7 @@ TEST(FF_AudioProcessRegulator, UnknownLengthIsPrimedOnlyByAFullRing)
     // 10 buffers' worth of an unannounced length: never primed, never done.
     auto* shortP = new FF_AudioProcessRegulator(1, 1000);
     auto shortChain = Test_MakeChain(
-        {Handle(new Test_CountingProducer(5000, 500, 1, -1, nullptr, false)), Handle(shortP)});
+        {Handle(Test_CountingProducer(5000, 500, 1, -1, nullptr, false)), Handle(shortP)});
     FF_AudioProcessUtils::QueueBatchProcess(shortChain);
     Test_WaitFor([&] { return shortP->GetUnitsProcessed() >= 5000; });
     EXPECT_EQ(shortP->GetUnitsProcessed(), 5000);
@@ -127,7 +126,7 @@ TEST(FF_AudioProcessRegulator, UnknownLengthIsPrimedOnlyByAFullRing)
     // real-time side, and an abort wakes it.
     auto* longP = new FF_AudioProcessRegulator(1, 1000);
     auto longChain = Test_MakeChain(
-        {Handle(new Test_CountingProducer(15000, 500, 1, -1, nullptr, false)), Handle(longP)});
+        {Handle(Test_CountingProducer(15000, 500, 1, -1, nullptr, false)), Handle(longP)});
     FF_AudioProcessUtils::QueueBatchProcess(longChain);
     ASSERT_EQ(longP->GetIsPrimedEvent()->Wait(60000), Sys_SyncObject::eWaitResult_Signalled);
     Sys_Event::EventHandle ended = longChain->GetNotificationEvent(cTest_Ended);
@@ -139,8 +138,8 @@ TEST(FF_AudioProcessRegulator, UnknownLengthIsPrimedOnlyByAFullRing)
 
 TEST(FF_AudioProcessRegulator, PreflightChecksTheChannels)
 {
-    auto chain = Test_MakeChain({Handle(new Test_CountingProducer(100, 10, 2)),
-                                 Handle(new FF_AudioProcessRegulator(1, 100))});
+    auto chain = Test_MakeChain(
+        {Handle(Test_CountingProducer(100, 10, 2)), Handle(new FF_AudioProcessRegulator(1, 100))});
     EXPECT_TRUE(
         Test_Asserts([&] { chain->Allocate(); }, "inOutBlock->GetNumChannels() == mNumOutBuffers"));
 }
@@ -226,20 +225,22 @@ TEST(FF_AudioProcessReadDirectIOBuffers, HandsEachFillOnInBlocksOf4096Samples)
 
 TEST(FF_AudioProcessWriteBuffer, StoresTheStreamAndRefusesMoreThanTheBufferHolds)
 {
+    const Test_CountingBuffer mono(2000), longer(2001), stereo(10, 2);
     std::vector<char> result(2000 * 2);
-    auto fits = Test_MakeChain({Handle(new Test_CountingProducer(2000, 300)),
-                                Handle(new FF_AudioProcessWriteBuffer(result.data(), 4000))});
+    auto fits = Test_MakeChain(
+        {mono.MakeProducer(), Handle(new FF_AudioProcessWriteBuffer(result.data(), 4000))});
     EXPECT_EQ(Test_RunQueued(fits), Sys_Task::eStatus_Complete);
     int64_t wrong = 0;
     for (size_t i = 0; i < 2000; ++i)
         wrong += SampleAt(result, i) != Test_Sample(int64_t(i), 0);
     EXPECT_EQ(wrong, 0);
 
-    auto tooLong = Test_MakeChain({Handle(new Test_CountingProducer(2001, 300)),
-                                   Handle(new FF_AudioProcessWriteBuffer(result.data(), 4000))});
+    auto tooLong = Test_MakeChain(
+        {longer.MakeProducer(), Handle(new FF_AudioProcessWriteBuffer(result.data(), 4000))});
     EXPECT_EQ(Test_RunQueued(tooLong), Sys_Task::eStatus_Failed);
 
-    auto stereo = Test_MakeChain({Handle(new Test_CountingProducer(10, 10, 2)),
-                                  Handle(new FF_AudioProcessWriteBuffer(result.data()))});
-    EXPECT_TRUE(Test_Asserts([&] { stereo->Allocate(); }, "inOutBlock->GetNumChannels() == 1"));
+    auto twoChannels = Test_MakeChain(
+        {stereo.MakeProducer(), Handle(new FF_AudioProcessWriteBuffer(result.data()))});
+    EXPECT_TRUE(
+        Test_Asserts([&] { twoChannels->Allocate(); }, "inOutBlock->GetNumChannels() == 1"));
 }

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "ChainTestStages.h"
+#include "Cmn_Exception.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/FF_BatchProcess.h"
 #include "FF/FF_PostProcess.h"
@@ -109,41 +110,73 @@ TEST(FF_BatchProcess, ManualRunningRunsSlicesAndPostProcessesOnce)
     EXPECT_EQ(post->mSeen[0], process.Get());
 }
 
-TEST(FF_BatchProcess, ManualRunningThrowsTheFailureAndAbortOfAFailedOneReturnsAtOnce)
+TEST(FF_AudioProcessUtils, RunProcessChainToEndCompletesOrThrowsTheFailureOrTheCancel)
 {
-    FF_BatchProcess::BatchProcessHandle process(new Test_StepProcess(5, nullptr, 0, {}, true));
-    Sys_ProcessBlockerImpl blocker;
-    FF_AudioProcessUtils::SetupManualProcessChain(process.Get(), &blocker);
-    try
+    // A chain that would stream without end, cancelled by the caller or aborted from
+    // elsewhere between slices; a batch process that fails; one that completes.
+    enum EEnd
     {
-        for (int i = 0; i < 1000; ++i)
-            FF_AudioProcessUtils::RunProcessChainForSlice(process.Get(), 5);
-        ADD_FAILURE() << "no failure";
-    }
-    catch (const std::runtime_error& e)
+        eComplete,
+        eFail,
+        eCancel,
+        eAbortElsewhere
+    };
+    for (EEnd end : {eComplete, eFail, eCancel, eAbortElsewhere})
     {
-        EXPECT_NE(std::string(e.what()).find("step failed on purpose"), std::string::npos);
+        SCOPED_TRACE(int(end));
+        auto* consumerP = new Test_CheckingConsumer;
+        const FF_AudioProcess::ProcessHandle consumer(consumerP);
+        FF_BatchProcess::BatchProcessHandle process;
+        if (end == eComplete || end == eFail)
+            process = FF_BatchProcess::BatchProcessHandle(
+                new Test_StepProcess(20, nullptr, 0, {}, end == eFail));
+        else
+            process = Test_MakeChain(
+                {FF_AudioProcess::ProcessHandle(Test_CountingProducer(int64_t(1) << 40, 100)),
+                 FF_AudioProcess::ProcessHandle(new Test_AddFilter(0)), consumer});
+        int32_t asked = 0;
+        auto run = [&]
+        {
+            FF_AudioProcessUtils::RunProcessChainToEnd(
+                process.Get(),
+                [&]
+                {
+                    ++asked;
+                    if (consumerP->GetBlocks() < 20 && asked < 5000)
+                        return true;
+                    if (end == eAbortElsewhere)
+                        process->Abort();
+                    return end != eCancel;
+                },
+                2);
+        };
+        switch (end)
+        {
+        case eComplete:
+            run();
+            EXPECT_EQ(process->GetStatus(), Sys_Task::eStatus_Complete);
+            break;
+        case eFail:
+            try
+            {
+                run();
+                ADD_FAILURE() << "no failure";
+            }
+            catch (const std::runtime_error& e)
+            {
+                EXPECT_NE(std::string(e.what()).find("step failed on purpose"), std::string::npos);
+            }
+            EXPECT_EQ(process->GetStatus(), Sys_Task::eStatus_Failed);
+            EXPECT_FALSE(process->IsAbortRequested()) << "a failed process is not aborted";
+            break;
+        default:
+            EXPECT_THROW(run(), Cmn_CancelException);
+            EXPECT_EQ(process->GetStatus(), Sys_Task::eStatus_Aborted);
+            EXPECT_GE(consumerP->GetBlocks(), 20);
+            EXPECT_EQ(consumerP->GetMismatches(), 0);
+            EXPECT_TRUE(consumerP->GetStatus() & (cTest_Ended | Sys_Task::eStatus_Ready));
+        }
     }
-    FF_AudioProcessUtils::AbortManualProcessChain(process.Get());
-    EXPECT_EQ(process->GetStatus(), Sys_Task::eStatus_Failed);
-    EXPECT_FALSE(process->IsAbortRequested());
-}
-
-TEST(FF_BatchProcess, AbortManualProcessChainStopsAStreamingChain)
-{
-    auto* consumerP = new Test_CheckingConsumer;
-    auto chain = Test_MakeChain(
-        {FF_AudioProcess::ProcessHandle(new Test_CountingProducer(int64_t(1) << 40, 100)),
-         FF_AudioProcess::ProcessHandle(new Test_AddFilter(0)),
-         FF_AudioProcess::ProcessHandle(consumerP)});
-    Sys_ProcessBlockerImpl blocker;
-    FF_AudioProcessUtils::SetupManualProcessChain(chain.Get(), &blocker);
-    for (int i = 0; i < 1000 && consumerP->GetBlocks() < 20; ++i)
-        EXPECT_FALSE(FF_AudioProcessUtils::RunProcessChainForSlice(chain.Get(), 2));
-    FF_AudioProcessUtils::AbortManualProcessChain(chain.Get());
-    EXPECT_EQ(chain->GetStatus(), Sys_Task::eStatus_Aborted);
-    EXPECT_EQ(consumerP->GetMismatches(), 0);
-    EXPECT_TRUE(chain->GetConsumer()->GetStatus() & (cTest_Ended | Sys_Task::eStatus_Ready));
 }
 
 TEST(FF_BatchProcess, SuspendingHoldsBackWaitingProcessesAndKeepsTheirOrder)

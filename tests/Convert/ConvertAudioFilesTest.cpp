@@ -10,16 +10,14 @@
 #include "Cmn_Exception.h"
 #include "Convert/ConvertTestSupport.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioFileUtils.h"
-#include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioProcessConsolidateAudioFileConstructor.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertAudioFile.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertAudioFileConstructor.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadFiles.h"
-#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/Audio/Processing/Write/FF_AudioProcessWriteFiles.h"
 #include "Sys_FilePosix.h"
 #include "Sys_FileUtils.h"
-#include "Sys_ProcessBlocker.h"
 
 #ifdef MIRAFILE_HAVE_SNDFILE
 #include <sndfile.h>
@@ -27,19 +25,8 @@
 
 namespace
 {
-void SetParams(int32_t iRate, int16_t iBits, ESRCQuality iQuality = eSRCQuality_Medium,
-               bool iDither = false, double iGain = 0.0)
-{
-    FF_AudioFileUtils::ConvertAudioFileParams params;
-    params.mSampleRate = iRate;
-    params.mBitDepth = iBits;
-    params.mSRCQuality = iQuality;
-    params.mDither = iDither;
-    params.mGainDB = iGain;
-    FF_AudioFileUtils::SetConvertAudioFileParams(params);
-}
-
 void Convert(const std::string& iSource, const std::vector<std::string>& iDests,
+             const FF_AudioFileUtils::ConvertAudioFileParams& iParams,
              std::vector<std::string>* oStagesP = nullptr,
              const FF_AudioFileUtils::ProgressMethod& iProgress = {})
 {
@@ -47,7 +34,7 @@ void Convert(const std::string& iSource, const std::vector<std::string>& iDests,
     for (const std::string& d : iDests)
         locs.emplace_back(d);
     FF_AudioFileUtils::ConvertAudioFiles({FF_AudioFileRef(new FF_AudioFile(Sys_FileLoc(iSource)))},
-                                         locs, eAudioFileType_WAVE, iProgress, oStagesP);
+                                         locs, iParams, eAudioFileType_WAVE, iProgress, oStagesP);
 }
 
 struct ToneCase
@@ -83,8 +70,7 @@ TEST_P(ConvertTone, KeepsLengthPitchAndLevel)
     const int64_t samples = c.mSrcRate / 2 + 77;
     Test_MakeTone(source, c.mSrcRate, c.mSrcBits, c.mChannels, samples);
     const std::vector<unsigned char> before = Test_FileBytes(source);
-    SetParams(c.mDstRate, c.mDstBits, c.mQuality, c.mDither);
-    Convert(source, {dest});
+    Convert(source, {dest}, Test_Params(c.mDstRate, c.mDstBits, c.mQuality, c.mDither));
     EXPECT_EQ(Test_FileBytes(source), before);
 
     const int64_t expected = FF_AudioFileUtils::CalcSamples(samples, c.mDstRate, c.mSrcRate);
@@ -131,9 +117,13 @@ TEST(FF_AudioFileUtils, ConvertAudioFilesNamesItsStagesAndSplitsToMonoFiles)
     Test_TempDir dir;
     const std::string source = dir.Path() + "/tone.wav";
     Test_MakeTone(source, 44100, 16, 2, 20000);
-    SetParams(48000, 24);
+    // The form without parameters takes the process-wide ones.
+    FF_AudioFileUtils::SetConvertAudioFileParams(Test_Params(48000, 24));
     std::vector<std::string> stages;
-    Convert(source, {dir.Path() + "/a.L.wav", dir.Path() + "/a.R.wav"}, &stages);
+    FF_AudioFileUtils::ConvertAudioFiles(
+        {FF_AudioFileRef(new FF_AudioFile(Sys_FileLoc(source)))},
+        {Sys_FileLoc(dir.Path() + "/a.L.wav"), Sys_FileLoc(dir.Path() + "/a.R.wav")},
+        eAudioFileType_WAVE, {}, &stages);
     EXPECT_EQ(stages,
               (std::vector<std::string>{"FF_AudioProcessReadFiles", "FF_AudioProcessRequantize",
                                         "FF_AudioProcessSRC", "FF_AudioProcessDecimateWaveform",
@@ -154,9 +144,9 @@ TEST(FF_AudioFileUtils, ConvertAudioFilesNamesItsStagesAndSplitsToMonoFiles)
         EXPECT_EQ(
             std::memcmp(embedded.GetBuffer(), computed.GetBuffer(), size_t(computed.GetSize())), 0);
     }
-    // Same format, one interleaved destination: read and write only, samples unchanged.
-    SetParams(44100, 16);
-    Convert(source, {dir.Path() + "/copy.wav"}, &stages);
+    // Same format, one interleaved destination: read and write only, samples unchanged. The
+    // parameters given win over the process-wide ones.
+    Convert(source, {dir.Path() + "/copy.wav"}, Test_Params(44100, 16), &stages);
     EXPECT_EQ(stages,
               (std::vector<std::string>{"FF_AudioProcessReadFiles", "FF_AudioProcessWriteFiles"}));
     EXPECT_EQ(Test_ReadChannels(dir.Path() + "/copy.wav"), in);
@@ -166,8 +156,10 @@ TEST(FF_AudioFileUtils, ConvertAudioFilesNamesItsStagesAndSplitsToMonoFiles)
     EXPECT_FALSE(copy->mUmid.GetOr(Sys_Umid()).IsNoID());
     copy->Close();
     EXPECT_TRUE(Test_Asserts(
-        [&] {
-            Convert(source, {dir.Path() + "/1", dir.Path() + "/2", dir.Path() + "/3"});
+        [&]
+        {
+            Convert(source, {dir.Path() + "/1", dir.Path() + "/2", dir.Path() + "/3"},
+                    Test_Params(48000, 24));
         },
         "destLocs.size() == numChannels || destLocs.size() == sources.size()"));
 }
@@ -198,11 +190,7 @@ TEST(FF_AudioProcessConvertAudioFileConstructor, MakesMultiMonoFilesWithNewIdent
     Sys_FileUtils::StDeleteFiles deleter;
     constructor->SetFileDeleter(&deleter);
     FF_BatchProcess::BatchProcessHandle process = constructor->CreateBatchProcess();
-    Sys_ProcessBlockerImpl blocker;
-    FF_AudioProcessUtils::SetupManualProcessChain(process.Get(), &blocker);
-    while (!FF_AudioProcessUtils::RunProcessChainForSlice(process.Get(), 20))
-    {
-    }
+    Test_RunToEnd(process);
     ASSERT_EQ(process->GetStatus(), Sys_Task::eStatus_Complete);
     deleter.Release();
 
@@ -261,11 +249,7 @@ TEST(FF_AudioProcessConsolidateAudioFileConstructor, KeepsOnlyTheGivenIntervals)
     constructor->SetDstName("Part.wav");
     constructor->SetInterleaved(true);
     FF_BatchProcess::BatchProcessHandle process = constructor->CreateBatchProcess();
-    Sys_ProcessBlockerImpl blocker;
-    FF_AudioProcessUtils::SetupManualProcessChain(process.Get(), &blocker);
-    while (!FF_AudioProcessUtils::RunProcessChainForSlice(process.Get(), 20))
-    {
-    }
+    Test_RunToEnd(process);
     ASSERT_EQ(process->GetStatus(), Sys_Task::eStatus_Complete);
     const auto in = Test_ReadChannels(source), out = Test_ReadChannels(dir.Path() + "/Part.wav");
     ASSERT_EQ(out.size(), 2u);
@@ -304,11 +288,7 @@ TEST(FF_AudioProcessWriteFiles, GathersSmallBlocksIntoLargeWrites)
         new FF_AudioProcessReadFiles({in}, {Cmn_Interval(0, 300000)}, 0, false)));
     chain->Append(FF_AudioProcess::ProcessHandle(writerP));
     FF_AudioProcess::ProcessHandle keep(writerP);
-    Sys_ProcessBlockerImpl blocker;
-    FF_AudioProcessUtils::SetupManualProcessChain(chain.Get(), &blocker);
-    while (!FF_AudioProcessUtils::RunProcessChainForSlice(chain.Get(), 20))
-    {
-    }
+    Test_RunToEnd(chain);
     ASSERT_EQ(chain->GetStatus(), Sys_Task::eStatus_Complete);
     EXPECT_TRUE(writerP->IsFinished());
     EXPECT_EQ(writerP->GetUnitsProcessed(), 300000);
@@ -327,8 +307,8 @@ TEST(ConvertFaults, ASourceThatIsNotAudioIsRefused)
     Test_TempDir dir;
     const std::string source = dir.Path() + "/notes.wav";
     std::ofstream(source) << "these are not samples";
-    SetParams(48000, 24);
-    EXPECT_THROW(Convert(source, {dir.Path() + "/out.wav"}), std::runtime_error);
+    const auto params = Test_Params(48000, 24);
+    EXPECT_THROW(Convert(source, {dir.Path() + "/out.wav"}, params), std::runtime_error);
     EXPECT_EQ(Test_FolderNames(dir.Path()), std::set<std::string>{"notes.wav"});
     FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(source)));
     EXPECT_THROW(FF_AudioProcessConvertAudioFileConstructor(file, 16, eAudioFileType_WAVE, 48000,
@@ -341,10 +321,10 @@ TEST(ConvertFaults, AFolderThatCannotBeWrittenLeavesNothing)
     Test_TempDir dir;
     const std::string source = dir.Path() + "/tone.wav";
     Test_MakeTone(source, 44100, 16, 2, 5000);
-    SetParams(48000, 24);
+    const auto params = Test_Params(48000, 24);
     // A "folder" that is a file, and one that does not exist.
-    EXPECT_ANY_THROW(Convert(source, {source + "/out.wav"}));
-    EXPECT_ANY_THROW(Convert(source, {dir.Path() + "/missing/out.wav"}));
+    EXPECT_ANY_THROW(Convert(source, {source + "/out.wav"}, params));
+    EXPECT_ANY_THROW(Convert(source, {dir.Path() + "/missing/out.wav"}, params));
     FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(source)));
     Cmn_AliasedRefCountPtr<FF_AudioProcessConvertAudioFileConstructor> constructor(
         new FF_AudioProcessConvertAudioFileConstructor(file, 16, eAudioFileType_WAVE, 48000,
@@ -362,7 +342,7 @@ void WalkFaults(Sys_FilePosix::EFault iKind, bool iSplit)
     const std::string source = dir.Path() + "/tone.wav";
     Test_MakeTone(source, 44100, 16, 2, 70000);
     const std::vector<unsigned char> before = Test_FileBytes(source);
-    SetParams(48000, 24, eSRCQuality_Fastest);
+    const auto params = Test_Params(48000, 24, eSRCQuality_Fastest);
     int32_t failures = 0;
     for (int32_t n = 1; n < 400; ++n)
     {
@@ -380,15 +360,11 @@ void WalkFaults(Sys_FilePosix::EFault iKind, bool iSplit)
                 Sys_FileUtils::StDeleteFiles deleter;
                 constructor->SetFileDeleter(&deleter);
                 FF_BatchProcess::BatchProcessHandle process = constructor->CreateBatchProcess();
-                Sys_ProcessBlockerImpl blocker;
-                FF_AudioProcessUtils::SetupManualProcessChain(process.Get(), &blocker);
-                while (!FF_AudioProcessUtils::RunProcessChainForSlice(process.Get(), 20))
-                {
-                }
+                Test_RunToEnd(process);
                 deleter.Release();
             }
             else
-                Convert(source, {dir.Path() + "/out.wav"});
+                Convert(source, {dir.Path() + "/out.wav"}, params);
         }
         catch (const std::exception& e)
         {
@@ -431,11 +407,11 @@ TEST(ConvertFaults, AFullFileSystemEndsWithAnErrorAndNoOutput)
     // Through the chain, and as a copy of the sample bytes.
     for (auto [rate, bits] : {std::pair{48000, int16_t(24)}, std::pair{44100, int16_t(16)}})
     {
-        SetParams(rate, bits);
+        const auto params = Test_Params(rate, bits);
         bool threw = false;
         try
         {
-            Convert(source, {mountPoint + "/out.wav"});
+            Convert(source, {mountPoint + "/out.wav"}, params);
         }
         catch (const std::exception& e)
         {
@@ -458,9 +434,10 @@ TEST(ConvertFaults, ACancelInTheMiddleDeletesEveryOutput)
     // optimised on a fast machine. The cancel answers that first report.
     Test_MakeTone(source, 44100, 16, 2, 44100 * 120);
     const std::vector<unsigned char> before = Test_FileBytes(source);
-    SetParams(48000, 24, eSRCQuality_Best);
+    const auto params = Test_Params(48000, 24, eSRCQuality_Best);
     int64_t doneAtCancel = -1, total = 0;
-    EXPECT_THROW(Convert(source, {dir.Path() + "/a.L.wav", dir.Path() + "/a.R.wav"}, nullptr,
+    EXPECT_THROW(Convert(source, {dir.Path() + "/a.L.wav", dir.Path() + "/a.R.wav"}, params,
+                         nullptr,
                          [&](int64_t iDone, int64_t iTotal)
                          {
                              total = iTotal;
@@ -478,11 +455,11 @@ TEST(ConvertFaults, ACancelledCopyOfTheSampleBytesDeletesTheOutput)
     Test_TempDir dir;
     const std::string source = dir.Path() + "/long.wav";
     Test_MakeTone(source, 44100, 16, 2, 44100 * 100); // 17.6 MB: three steps of the copy
-    SetParams(44100, 16);
+    const auto params = Test_Params(44100, 16);
     int calls = 0;
     int64_t doneAtCancel = -1;
     std::vector<std::string> stages;
-    EXPECT_THROW(Convert(source, {dir.Path() + "/copy.wav"}, &stages,
+    EXPECT_THROW(Convert(source, {dir.Path() + "/copy.wav"}, params, &stages,
                          [&](int64_t iDone, int64_t)
                          {
                              if (++calls < 2)

@@ -13,7 +13,9 @@
 #include <vector>
 
 #include "FF/Audio/FF_AudioFile.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
+#include "FF/Audio/Processing/Jobs/FF_AudioFileUtils.h"
 #include "Sys_FileLoc.h"
 #include "Support/TestSupport.h"
 
@@ -123,4 +125,24 @@ inline std::set<std::string> Test_FolderNames(const std::string& iFolder)
     for (const auto& entry : std::filesystem::directory_iterator(iFolder))
         names.insert(entry.path().filename().string());
     return names;
+}
+
+// Conversion parameters: rate and depth, the rest as given or by default.
+inline FF_AudioFileUtils::ConvertAudioFileParams
+Test_Params(int32_t iRate, int16_t iBits, ESRCQuality iQuality = eSRCQuality_Medium,
+            bool iDither = false, double iGain = 0.0)
+{
+    FF_AudioFileUtils::ConvertAudioFileParams params;
+    params.mSampleRate = iRate;
+    params.mBitDepth = iBits;
+    params.mSRCQuality = iQuality;
+    params.mDither = iDither;
+    params.mGainDB = iGain;
+    return params;
+}
+
+// Runs a planned conversion by hand to its end; a failure is thrown.
+inline void Test_RunToEnd(const FF_BatchProcess::BatchProcessHandle& iProcess)
+{
+    FF_AudioProcessUtils::RunProcessChainToEnd(iProcess.Get());
 }

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "FF/Audio/PlugIns/FF_AudioMetadataChunks.h"
-#include "FF_TestSupport.h"
+#include "Support/FFTestSupport.h"
 #include "Sys_File.h"
 
 namespace

@@ -13,24 +13,6 @@
 
 namespace
 {
-// Checks what the decimating filter hands on: the stream, unchanged.
-class Test_StreamCollector : public FF_AudioProcess
-{
-public:
-    explicit Test_StreamCollector(int16_t iChannels) : mChannels(size_t(iChannels)) {}
-    EProcessType GetProcessType() const override { return eProcessType_Consumer; }
-    Test_Channels mChannels;
-
-protected:
-    void Process(FF_AudioProcessBlock* in, FF_AudioProcessBlock*) override
-    {
-        for (size_t c = 0; c < mChannels.size(); ++c)
-            for (int64_t k = 0; k < in->GetNumSamples(); ++k)
-                mChannels[c].push_back(
-                    FF_AudioSampleAccess::Read(in->GetBuffer(c), in->GetBytesPerSample(), k));
-    }
-};
-
 struct Shape
 {
     int32_t mBits;
@@ -82,10 +64,10 @@ TEST(FF_AudioProcessDecimateWaveform, ChainEqualsThePlainLoopAsConsumerAndAsFilt
                 refs.emplace_back(overviews.back());
             }
             auto* decimatorP = new FF_AudioProcessDecimateWaveform(256, refs);
-            auto* collectorP = asFilter ? new Test_StreamCollector(s.mChannels) : nullptr;
+            auto* collectorP = asFilter ? new Test_ChannelsCollector : nullptr;
             FF_AudioProcessChain::ChainHandle chain(new FF_AudioProcessChain);
             chain->Append(FF_AudioProcess::ProcessHandle(
-                new Test_MemoryProducer(samples, s.mBits, s.mPerBlock)));
+                Test_ChannelsProducer(samples, s.mBits, s.mPerBlock)));
             chain->Append(FF_AudioProcess::ProcessHandle(decimatorP));
             if (collectorP)
                 chain->Append(FF_AudioProcess::ProcessHandle(collectorP));
@@ -115,7 +97,7 @@ TEST(FF_AudioProcessDecimateWaveform, PointsOfOtherWidthsFollowTheSameRule)
         auto* decimatorP =
             new FF_AudioProcessDecimateWaveform(perPoint, {FF_AudioOverview::LockingRef(overview)});
         FF_AudioProcessChain::ChainHandle chain(new FF_AudioProcessChain);
-        chain->Append(FF_AudioProcess::ProcessHandle(new Test_MemoryProducer(samples, 16, 333)));
+        chain->Append(FF_AudioProcess::ProcessHandle(Test_ChannelsProducer(samples, 16, 333)));
         chain->Append(FF_AudioProcess::ProcessHandle(decimatorP));
         ASSERT_EQ(Test_RunByHand(chain), Sys_Task::eStatus_Complete) << perPoint;
         EXPECT_EQ(Test_Bytes(overview), Test_LoopOverview(samples[0], 16, perPoint)) << perPoint;
@@ -181,12 +163,12 @@ TEST(FF_AudioProcessDecimateWaveform, ChainsSideBySideKeepTheirOwnOverviews)
                                                FF_AudioOverviewMgr::Allocate(70001)};
     std::vector<FF_AudioProcessChain::ChainHandle> chains;
     chains.push_back(
-        Test_MakeChain({FF_AudioProcess::ProcessHandle(new Test_MemoryProducer(one, 24, 999)),
+        Test_MakeChain({FF_AudioProcess::ProcessHandle(Test_ChannelsProducer(one, 24, 999)),
                         FF_AudioProcess::ProcessHandle(new FF_AudioProcessDecimateWaveform(
                             256, {FF_AudioOverview::LockingRef(overviews[0]),
                                   FF_AudioOverview::LockingRef(overviews[1])}))}));
     chains.push_back(
-        Test_MakeChain({FF_AudioProcess::ProcessHandle(new Test_MemoryProducer(two, 16, 4096)),
+        Test_MakeChain({FF_AudioProcess::ProcessHandle(Test_ChannelsProducer(two, 16, 4096)),
                         FF_AudioProcess::ProcessHandle(new FF_AudioProcessDecimateWaveform(
                             256, {FF_AudioOverview::LockingRef(overviews[2])}))}));
     std::vector<Sys_Event::EventHandle> ended;

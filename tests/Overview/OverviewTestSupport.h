@@ -1,5 +1,5 @@
 // Helpers of the overview tests: signals, the overview by a plain loop (the reference every
-// chain is checked against), a producer that streams memory into a chain, and WAVE files.
+// chain is checked against) and WAVE files; the channel producer is in Chain/ChainTestStages.h.
 #pragma once
 
 #include <algorithm>
@@ -16,13 +16,9 @@
 
 #include "FF/Audio/FF_AudioFile.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverview.h"
-#include "FF/Audio/Processing/Chain/FF_AudioProcess.h"
-#include "FF/Audio/Processing/Chain/FF_AudioProcessChain.h"
-#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
 #include "Support/FFTestSupport.h"
 #include "Sys_FileLoc.h"
-#include "Sys_ProcessBlocker.h"
 
 using Test_Channels = std::vector<std::vector<int32_t>>;
 
@@ -84,75 +80,6 @@ inline std::vector<int8_t> Test_Bytes(const FF_AudioOverview& iOverview)
 {
     const int8_t* p = iOverview.GetBuffer();
     return p ? std::vector<int8_t>(p, p + iOverview.GetSize()) : std::vector<int8_t>();
-}
-
-// A producer that streams channels of samples from memory in blocks of iPerBlock.
-class Test_MemoryProducer : public FF_AudioProcess
-{
-public:
-    Test_MemoryProducer(const Test_Channels& iChannels, int32_t iBits, int64_t iPerBlock)
-        : mChannels(iChannels), mBits(iBits), mPerBlock(iPerBlock)
-    {
-    }
-    EProcessType GetProcessType() const override { return eProcessType_Producer; }
-    void Preflight(FF_AudioProcessBlock* ioBlock) override { Describe(ioBlock, mPerBlock); }
-
-protected:
-    EResult ExecImpl() override
-    {
-        if (IsAbortPending())
-            return eResult_Aborted;
-        if (mState == 0)
-        {
-            mState = 1;
-            return BlockForPoolBlock();
-        }
-        mState = 0;
-        std::unique_ptr<FF_AudioProcessBlock> block = TakePoolBlock();
-        const int64_t n = std::min(mPerBlock, Length() - mDone);
-        Describe(block.get(), n);
-        const int32_t bytes = (mBits + 7) / 8;
-        for (size_t c = 0; c < mChannels.size(); ++c)
-            for (int64_t k = 0; k < n; ++k)
-                FF_AudioSampleAccess::Write(block->GetBuffer(c), bytes, k,
-                                            mChannels[c][size_t(mDone + k)]);
-        mDone += n;
-        DeliverBlock(std::move(block), 0);
-        return mDone >= Length() ? eResult_Done : eResult_Yield;
-    }
-    void Process(FF_AudioProcessBlock*, FF_AudioProcessBlock*) override
-    {
-        throw std::logic_error("a producer has no input");
-    }
-
-private:
-    int64_t Length() const { return mChannels.empty() ? 0 : int64_t(mChannels[0].size()); }
-    void Describe(FF_AudioProcessBlock* ioBlock, int64_t iSamples) const
-    {
-        ioBlock->SetNumChannels(int16_t(mChannels.size()));
-        ioBlock->SetSampleRate(48000);
-        ioBlock->SetBitsPerSample(mBits);
-        ioBlock->SetNumSamples(iSamples);
-        ioBlock->SetTotalNumSamples(Length());
-        ioBlock->SetByteOrder(eByteOrder_Native);
-    }
-
-    Test_Channels mChannels;
-    const int32_t mBits;
-    const int64_t mPerBlock;
-    int mState = 0;
-    int64_t mDone = 0;
-};
-
-// Runs a chain by hand on this thread (bounded) and returns its final status.
-inline Sys_Task::EStatus Test_RunByHand(const FF_AudioProcessChain::ChainHandle& iChain)
-{
-    Sys_ProcessBlockerImpl blocker;
-    FF_AudioProcessUtils::SetupManualProcessChain(iChain.Get(), &blocker);
-    for (int slice = 0; slice < 600; ++slice)
-        if (FF_AudioProcessUtils::RunProcessChainForSlice(iChain.Get(), 100))
-            break;
-    return iChain->GetStatus();
 }
 
 // A WAVE file with the samples given (channels of equal length).

@@ -37,7 +37,6 @@
 #include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertAudioFileConstructor.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "Sys_FileUtils.h"
-#include "Sys_ProcessBlocker.h"
 #include "Tool.h"
 #include "Tool_Progress.h"
 
@@ -137,21 +136,19 @@ Output Describe(const Sys_FileLoc& iLoc)
 void RunChain(const FF_BatchProcess::BatchProcessHandle& iProcess, int64_t iDoneBefore,
               const std::string& iName, Tool_ProgressBar& ioBar)
 {
-    Sys_ProcessBlockerImpl blocker;
-    FF_AudioProcessUtils::SetupManualProcessChain(iProcess.Get(), &blocker);
     auto* chainP = dynamic_cast<FF_AudioProcessChain*>(iProcess.Get());
-    bool done = false;
-    while (!done && !Tool_CancelRequested())
+    auto show = [&]
     {
-        done = FF_AudioProcessUtils::RunProcessChainForSlice(iProcess.Get(), 50);
         if (chainP && chainP->GetConsumer())
             ioBar.Show(iDoneBefore + chainP->GetConsumer()->GetUnitsProcessed(), iName);
-    }
-    if (iProcess->GetStatus() != Sys_Task::eStatus_Complete)
+    };
+    const auto keepGoing = [&]
     {
-        FF_AudioProcessUtils::AbortManualProcessChain(iProcess.Get());
-        throw Cmn_CancelException();
-    }
+        show();
+        return !Tool_CancelRequested();
+    };
+    FF_AudioProcessUtils::RunProcessChainToEnd(iProcess.Get(), keepGoing);
+    show();
     if (Tool_CancelRequested())
         throw Cmn_CancelException();
 }
@@ -302,7 +299,6 @@ int RunConvertCommand(const std::vector<std::string>& iArgs)
                     params.mSRCQuality = quality;
                     params.mGainDB = gain;
                     params.mDither = args.Flag("dither");
-                    FF_AudioFileUtils::SetConvertAudioFileParams(params);
                     const Sys_FileLoc dest =
                         hasOut ? Sys_FileLoc(out)
                                : FF_AudioFileUtils::GetUniqueAudioFileLocs(
@@ -312,7 +308,7 @@ int RunConvertCommand(const std::vector<std::string>& iArgs)
                                      .front();
                     runDeleter.Add(dest);
                     FF_AudioFileUtils::ConvertAudioFiles(
-                        {files[i]}, {dest}, eAudioFileType_WAVE,
+                        {files[i]}, {dest}, params, eAudioFileType_WAVE,
                         [&](int64_t iDone, int64_t)
                         {
                             bar.Show(doneBefore + iDone, name);

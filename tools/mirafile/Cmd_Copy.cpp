@@ -22,7 +22,6 @@
 #include "FF/FF_CopyFile.h"
 #include "FF/FF_CopyFolder.h"
 #include "Sys_FileUtils.h"
-#include "Sys_ProcessBlocker.h"
 #include "Tool.h"
 #include "Tool_Progress.h"
 
@@ -62,20 +61,16 @@ void RunCopy(CopyItem& ioItem, int64_t iDoneBefore, Tool_ProgressBar& ioBar)
     ioItem.mConstructor->SetFileDeleter(&deleter);
     FF_BatchProcess::BatchProcessHandle process = ioItem.mConstructor->CreateBatchProcess();
     ioItem.mConstructor->SetFileDeleter(nullptr);
-    Sys_ProcessBlockerImpl blocker;
-    FF_AudioProcessUtils::SetupManualProcessChain(process.Get(), &blocker);
     const std::string name = ioItem.mSource.GetName();
-    bool done = false;
-    while (!done && !Tool_CancelRequested())
+    auto show = [&] { ioBar.Show(iDoneBefore + BytesDone(*process, ioItem.mBytes), name); };
+    // A cancel aborts the copy; the deleter removes what it made.
+    const auto keepGoing = [&]
     {
-        done = FF_AudioProcessUtils::RunProcessChainForSlice(process.Get(), 50);
-        ioBar.Show(iDoneBefore + BytesDone(*process, ioItem.mBytes), name);
-    }
-    if (process->GetStatus() != Sys_Task::eStatus_Complete)
-    {
-        FF_AudioProcessUtils::AbortManualProcessChain(process.Get());
-        throw Cmn_CancelException(); // the deleter removes what the copy made
-    }
+        show();
+        return !Tool_CancelRequested();
+    };
+    FF_AudioProcessUtils::RunProcessChainToEnd(process.Get(), keepGoing);
+    show();
     if (Tool_CancelRequested()) // a step that could not be cut short has completed meanwhile
         throw Cmn_CancelException();
     ioItem.mDestination = DestinationOf(*process);

@@ -19,10 +19,15 @@
 //  - producer (eProcessType_Producer): queued by the chain's driver, once per wake-up. It
 //    has its own ExecImpl, a small state machine built from the helpers below:
 //        if (IsAbortPending())  -> (run AbortImpl if not ended) return eResult_Aborted
-//        wait state:    mState = deliver; return BlockForPoolBlock();
-//        deliver state: block = TakePoolBlock(); fill it (description and samples);
-//                       DeliverBlock(std::move(block), 0); mState = wait;
-//                       return at end of stream ? eResult_Done : eResult_Yield;
+//        eProducerState_Idle:    mState = eProducerState_AwaitingBlock;
+//                                return BlockForPoolBlock();
+//        eProducerState_AwaitingBlock: block = TakePoolBlock(); fill it (description and
+//                                samples); DeliverBlock(std::move(block), 0);
+//                                mState = eProducerState_Idle;
+//                                return at end of stream ? eResult_Done : eResult_Yield;
+//    A producer that fetches its samples first (a read, or data from a real-time engine)
+//    waits for them in eProducerState_AwaitingData and may hold them in
+//    eProducerState_HoldingData before it waits for a block (EProducerState).
 //    It must not return eResult_Requeue (Reset would clear the driver's notification event).
 //
 // Set-up order (all by the chain, before it is queued): SetAbortEvent, SetNextProcess,
@@ -119,6 +124,19 @@ protected:
     EResult ExecImpl() override;
 
     // ---- helpers for the step shapes ----
+    // The states of every producer's step machine (its mState): what its next step does.
+    enum EProducerState : int32_t
+    {
+        // Nothing in hand: fetch samples (issue a read, wait for data, make them), or, with
+        // samples ready, wait for a pool block.
+        eProducerState_Idle = 0,
+        // Blocked on a read or on the data source: the next step takes what has arrived.
+        eProducerState_AwaitingData = 1,
+        // Blocked on the pool (BlockForPoolBlock): the next step takes a block and delivers.
+        eProducerState_AwaitingBlock = 2,
+        // Samples in hand, no block yet: the next step waits for a pool block.
+        eProducerState_HoldingData = 3
+    };
     // IsAbortRequested() or the chain's abort event is set.
     bool IsAbortPending() const;
     // Producer wait: blocks the calling worker on (pool semaphore, abort event), wait for

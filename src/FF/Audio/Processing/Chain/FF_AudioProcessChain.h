@@ -9,7 +9,7 @@
 // keeps its worker waiting (the worker waits for the task it ran last), so chains queued on
 // the Driver worker are driven one after another while their stages' steps interleave on
 // the other three; chains that must be driven side by side are run by hand, each on its own
-// thread (FF_AudioProcessUtils::RunProcessChainForSlice).
+// thread (FF_AudioProcessUtils::RunProcessChainToEnd).
 //
 // Ownership. The chain owns its stages (through the handles mProducer -> ... -> mConsumer,
 // each stage holding the next) and the block pool. Stages hold the chain's abort event. The
@@ -32,20 +32,28 @@
 //     the driver takes it (the failed stage furthest down the chain wins) and rethrows it
 //     from its own step, so the chain fails with that stage's exception.
 //
-// The driver's state machine (mState):
+// The driver's states (mState, EState), one step each:
+//   eState_Start    queue the head, build the wait list, wait             -> eState_Running
+//   eState_Running  an abort or failure event set                         -> eState_Aborted
+//                   the head Ready: queue it again, wait                  (stays)
+//                   the head Complete: wait for the consumer              -> eState_Draining
+//   eState_Draining the consumer Complete: Done; else abort               -> eState_Aborted
+//   eState_Aborted  every stage aborted and at rest: rethrow the taken exception (Failed), or
+//                   Aborted. An abort requested in any other state leads here first.
 //
-//   0 start ----queue head (1), wait----> 1 running --head completed--> 2 draining
-//                                         |  ^ head Ready: queue it       |  consumer Complete
-//                                         |  '- again (1), wait           '---> Done
-//                                         '--- abort, failure ---> 3 <--- abort, failure
-//   3 aborted: every stage aborted and at rest -> rethrow the taken exception, or Aborted.
+//   eState_Start ---> eState_Running ---> eState_Draining ---> Done
+//                          |                    |
+//                          '---> eState_Aborted <---'   (abort, or a stage failed)
 //
 //   The wait list: the abort event, each stage's mask-12 event (aborted or failed), and last
-//   the head's mask-17 event (ready or complete) in states 0 and 1, the consumer's mask-16
-//   event (complete) in state 2. In state 3 the driver waits for all stages' mask-29 events.
+//   the head's mask-17 event (ready or complete) in Start and Running, the consumer's mask-16
+//   event (complete) in Draining. In Aborted the driver waits for all stages' mask-29 events.
 //   Filters never complete: after the last block they stay Ready outside any queue.
 //   An abort requested of a Blocking chain wakes it through the abort event; of a Ready
 //   (queued, not started) chain it aborts every stage at once and no stage ever runs.
+//
+// Running by hand: FF_AudioProcessUtils::RunProcessChainToEnd runs the driver's steps on the
+// caller's thread to the end, with progress and cancel between slices.
 //
 // Progress: the consumer's GetUnitsToProcess and GetUnitsProcessed (any thread, may lag).
 #pragma once

@@ -7,6 +7,7 @@
 
 #include "Cmn_Assert.h"
 #include "Cmn_Exception.h"
+#include "Sys_ProcessBlocker.h"
 
 namespace
 {
@@ -149,6 +150,34 @@ void FF_AudioProcessUtils::AbortManualProcessChain(FF_BatchProcess* iProcess)
             return; // failed while stopping: it has ended all the same
         }
     }
+}
+
+void FF_AudioProcessUtils::RunProcessChainToEnd(FF_BatchProcess* iProcess,
+                                                const std::function<bool()>& iContinue,
+                                                int32_t iSliceMilliseconds)
+{
+    CMN_ASSERT(iProcess);
+    Sys_ProcessBlockerImpl blocker;
+    SetupManualProcessChain(iProcess, &blocker);
+    bool cancelled = false;
+    try
+    {
+        while (!RunProcessChainForSlice(iProcess, iSliceMilliseconds))
+            if (iContinue && !iContinue())
+            {
+                cancelled = true;
+                break;
+            }
+    }
+    catch (...)
+    {
+        AbortManualProcessChain(iProcess);
+        throw;
+    }
+    if (cancelled)
+        AbortManualProcessChain(iProcess);
+    if (cancelled || iProcess->GetStatus() != Sys_Task::eStatus_Complete)
+        throw Cmn_CancelException();
 }
 
 // ---- StSuspendBatchProcesses -------------------------------------------------------------

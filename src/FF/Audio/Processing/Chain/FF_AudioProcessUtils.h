@@ -9,6 +9,8 @@
 // Queued running: QueueBatchProcess. Manual running: SetupManualProcessChain once, then
 // RunProcessChainForSlice until it returns true (the driver's steps run on the caller's
 // thread; a chain's stages still run on the workers); AbortManualProcessChain to cancel.
+// RunProcessChainToEnd does all of that with progress and cancel: every caller that runs a
+// chain by hand to its end uses it.
 //
 // Suspending: StSuspendBatchProcesses takes every batch process that is waiting to run (not
 // one that is blocked in the middle of its work) off the Driver thread for as long as it
@@ -16,6 +18,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "FF/Audio/Processing/Chain/FF_AudioProcess.h"
@@ -26,6 +29,10 @@
 class FF_AudioProcessUtils
 {
 public:
+    // The slice of RunProcessChainToEnd unless told: short enough for a progress bar and a
+    // prompt cancel, long enough that the caller's thread is mostly asleep.
+    static constexpr int32_t cDefaultSliceMilliseconds = 50;
+
     enum EWorker
     {
         eWorker_Filter = 0,
@@ -57,6 +64,16 @@ public:
     // process ends, for at most five seconds; exceptions are swallowed. A process that does
     // not stop in time is left behind.
     static void AbortManualProcessChain(FF_BatchProcess* iProcess);
+    // Runs iProcess by hand to its end on the calling thread: SetupManualProcessChain with a
+    // blocker of its own, then slices of iSliceMilliseconds. Between slices (after each one
+    // that did not end the process) iContinue, when given, is asked; false aborts the process
+    // (AbortManualProcessChain) and throws Cmn_CancelException. Returns once the process has
+    // completed (DoPostProcessing has run). A process that ends aborted throws
+    // Cmn_CancelException; a failed one throws as RunProcessChainForSlice does; whatever
+    // iContinue or a slice throws is passed on after the process was aborted.
+    static void RunProcessChainToEnd(FF_BatchProcess* iProcess,
+                                     const std::function<bool()>& iContinue = {},
+                                     int32_t iSliceMilliseconds = cDefaultSliceMilliseconds);
 
     class StSuspendBatchProcesses
     {

@@ -9,18 +9,15 @@
 #include "Cmn_Assert.h"
 #include "Cmn_Exception.h"
 #include "FF/Audio/FF_AudioFilePlugIn.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
+#include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertAudioFile.h"
+#include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertConstructor.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
-#include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertAudioFile.h"
 #include "FF/Audio/Processing/Overview/FF_AudioProcessDecimateWaveform.h"
-#include "FF/Audio/Processing/Stages/FF_AudioProcessGain.h"
-#include "FF/Audio/Processing/Stages/FF_AudioProcessMultimediaSqueezer.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadFiles.h"
-#include "FF/Audio/Processing/Stages/FF_AudioProcessRequantize.h"
-#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/Audio/Processing/Write/FF_AudioProcessWriteFiles.h"
 #include "Sys_FileUtils.h"
-#include "Sys_ProcessBlocker.h"
 
 namespace
 {
@@ -275,6 +272,72 @@ bool CopySampleBytes(FF_AudioFile& iSource, FF_AudioFile& iDest, int64_t iNumSam
         iProgress(iNumSamples, iNumSamples);
     return true;
 }
+// The planner of ConvertAudioFiles: the files are made by the caller; the stages are chosen
+// and ordered by the convert constructor. The stream arrives in native byte order (the file
+// front converts as it reads) with the sources' channels, which the destinations keep.
+class ConvertFilesConstructor : public FF_AudioProcessConvertConstructor
+{
+public:
+    ConvertFilesConstructor(const std::vector<FF_AudioFileRef>& iSources,
+                            const std::vector<FF_AudioFileRef>& iDestinations,
+                            const std::vector<FF_AudioOverview>& iOverviews, int16_t iSrcBitDepth,
+                            int16_t iNumChannels, int32_t iSrcRate, int64_t iSrcNumSamples,
+                            const FF_AudioFileUtils::ConvertAudioFileParams& iParams,
+                            EAudioFileType iDstType)
+        : FF_AudioProcessConvertConstructor(eByteOrder_Native, iParams.mBitDepth, iDstType,
+                                            iSrcRate, iParams.mSampleRate, iParams.mSRCQuality,
+                                            iParams.mGainDB, iParams.mSqueeze, iParams.mDither),
+          mSources(iSources), mDestinations(iDestinations), mOverviews(iOverviews),
+          mSrcNumSamples(iSrcNumSamples)
+    {
+        SetSrcBitDepth(iSrcBitDepth);
+        SetNumChannels(iNumChannels, iNumChannels);
+    }
+
+    FF_AudioProcess::ProcessHandle GetProducer() override
+    {
+        // Blocks four times the usual size: a quarter of the hand-offs between the workers,
+        // for about 4 MB of blocks in all.
+        return FF_AudioProcess::ProcessHandle(new FF_AudioProcessReadFiles(
+            mSources, {Cmn_Interval(0, mSrcNumSamples)}, 0, false,
+            cConvertBlockScale * FF_AudioProcessReadFiles::cProcessBlockSize,
+            cConvertBlockScale * FF_AudioProcessReadFiles::cReadBlockSize));
+    }
+    FF_AudioProcess::ProcessHandle GetConsumer() override
+    {
+        auto* writerP = new FF_AudioProcessWriteFiles(mDestinations, 0, 0);
+        FF_AudioProcess::ProcessHandle writer(writerP);
+        if (!mOverviews.empty())
+            writerP->SetOverviews(mOverviews);
+        return writer;
+    }
+    std::string GetDescription() const override
+    {
+        return "Converting " + mSources.front()->GetFileLoc().GetName();
+    }
+    FF_AudioProcessChain::ChainHandle CreateProcessChain() override
+    {
+        return FF_AudioProcessChain::ChainHandle(new FF_AudioProcessConvertAudioFile);
+    }
+    // The overview decimator, when the destinations carry overviews.
+    void AddPreConsumerProcesses(FF_AudioProcessChain& ioChain) override
+    {
+        if (mOverviews.empty())
+            return;
+        std::vector<FF_AudioOverview::LockingRef> refs;
+        for (const FF_AudioOverview& overview : mOverviews)
+            refs.emplace_back(overview);
+        ioChain.Append(FF_AudioProcess::ProcessHandle(
+            new FF_AudioProcessDecimateWaveform(FF_AudioOverview::cSamplesPerPoint, refs)));
+    }
+    bool PreConsumerProcessRequiresNativeByteOrder() const override { return true; }
+
+private:
+    std::vector<FF_AudioFileRef> mSources;
+    std::vector<FF_AudioFileRef> mDestinations;
+    std::vector<FF_AudioOverview> mOverviews;
+    int64_t mSrcNumSamples;
+};
 } // namespace
 
 void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iSources,
@@ -282,9 +345,17 @@ void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iS
                                           EAudioFileType iDstType, const ProgressMethod& iProgress,
                                           std::vector<std::string>* oStagesP)
 {
-    using Handle = FF_AudioProcess::ProcessHandle;
+    ConvertAudioFiles(iSources, iDestLocs, GetConvertAudioFileParams(), iDstType, iProgress,
+                      oStagesP);
+}
+
+void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iSources,
+                                          const std::vector<Sys_FileLoc>& iDestLocs,
+                                          const ConvertAudioFileParams& iParams,
+                                          EAudioFileType iDstType, const ProgressMethod& iProgress,
+                                          std::vector<std::string>* oStagesP)
+{
     CMN_ASSERT(!iSources.empty());
-    const ConvertAudioFileParams params = GetConvertAudioFileParams();
 
     // 1. The sources agree.
     std::vector<std::unique_ptr<FF_AudioFile::StOpenForRead>> opens;
@@ -321,7 +392,7 @@ void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iS
     const int16_t streamChannels = iSources.size() > 1 ? int16_t(iSources.size()) : numChannels;
     const bool monoDestinations = iDestLocs.size() == size_t(streamChannels);
     const int16_t channelsPerFile = monoDestinations ? int16_t(1) : streamChannels;
-    const int64_t dstNumSamples = CalcSamples(srcNumSamples, params.mSampleRate, samplesPerSec);
+    const int64_t dstNumSamples = CalcSamples(srcNumSamples, iParams.mSampleRate, samplesPerSec);
 
     // 2. The destinations; every one is deleted unless the whole conversion succeeds.
     Sys_FileUtils::StDeleteFiles deleter;
@@ -330,15 +401,15 @@ void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iS
     const bool withOverviews = FF_AudioFile::AudioFileTypeSupportsEmbeddedOverviews(iDstType) &&
                                channelsPerFile == 1 &&
                                dstNumSamples <= FF_AudioOverviewMgr::cMaxNumSamples;
-    const bool sameRate = samplesPerSec == params.mSampleRate;
+    const bool sameRate = samplesPerSec == iParams.mSampleRate;
     for (const Sys_FileLoc& loc : iDestLocs)
     {
         if (Sys_FileUtils::Exists(loc))
             throw std::runtime_error("\"" + loc.GetFullPath() + "\" exists already");
         deleter.Add(loc);
         const int64_t timeStamp = sameRate ? iSources.front()->mOriginalTimeStamp.GetOr(0) : 0;
-        FF_AudioFileRef file(new FF_AudioFile(iDstType, loc, channelsPerFile, params.mBitDepth,
-                                              params.mSampleRate, timeStamp, dstNumSamples));
+        FF_AudioFileRef file(new FF_AudioFile(iDstType, loc, channelsPerFile, iParams.mBitDepth,
+                                              iParams.mSampleRate, timeStamp, dstNumSamples));
         file->Open(Cmn_Store::eOpenFlag_OpenCreate);
         file->mUmid.Set(Sys_Umid::Create());
         std::string description;
@@ -351,73 +422,38 @@ void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iS
     }
     opens.clear();
 
-    // 3. and 4. One chain, over the whole; or, when it would only read and write bytes that
-    // are laid out alike in both files, a copy of those bytes.
-    const bool onlyReadAndWrite = sameRate && bitsPerSample == params.mBitDepth &&
-                                  params.mGainDB == 0.0 && !params.mSqueeze && !withOverviews;
-    if (onlyReadAndWrite && iSources.size() == 1 && destinations.size() == 1 &&
-        CopySampleBytes(*iSources.front(), *destinations.front(), srcNumSamples, iProgress))
+    // 3. The chain, planned by the convert constructor (which lets go of the files with it).
+    FF_BatchProcess::BatchProcessHandle process;
     {
-        if (oStagesP)
-            *oStagesP = {"FF_AudioProcessReadFiles", "FF_AudioProcessWriteFiles"};
-        deleter.Release();
-        return;
+        Cmn_AliasedRefCountPtr<ConvertFilesConstructor> constructor(new ConvertFilesConstructor(
+            iSources, destinations, overviews, bitsPerSample, streamChannels, samplesPerSec,
+            srcNumSamples, iParams, iDstType));
+        process = constructor->CreateBatchProcess();
     }
-    FF_AudioProcessConvertAudioFile::ConvertHandle chain(new FF_AudioProcessConvertAudioFile);
-    std::list<Cmn_Interval> whole = {Cmn_Interval(0, srcNumSamples)};
-    // Blocks four times the usual size: a quarter of the hand-offs between the workers, for
-    // about 4 MB of blocks in all.
-    chain->Append(Handle(new FF_AudioProcessReadFiles(
-        iSources, whole, 0, false, cConvertBlockScale * FF_AudioProcessReadFiles::cProcessBlockSize,
-        cConvertBlockScale * FF_AudioProcessReadFiles::cReadBlockSize)));
-    const uint16_t srcBits = uint16_t(bitsPerSample), dstBits = uint16_t(params.mBitDepth);
-    if (srcBits < dstBits)
-        chain->Append(
-            Handle(new FF_AudioProcessRequantize(srcBits, dstBits, samplesPerSec, params.mDither)));
-    if (params.mGainDB != 0.0)
-        chain->Append(Handle(new FF_AudioProcessGain(params.mGainDB)));
-    if (params.mSqueeze)
-        chain->Append(Handle(new FF_AudioProcessMultimediaSqueezer));
-    if (!sameRate)
-        chain->Append(
-            Handle(new FF_AudioProcessSRC(samplesPerSec, params.mSampleRate, params.mSRCQuality)));
-    if (srcBits > dstBits)
-        chain->Append(Handle(
-            new FF_AudioProcessRequantize(srcBits, dstBits, params.mSampleRate, params.mDither)));
-    if (withOverviews)
-    {
-        std::vector<FF_AudioOverview::LockingRef> refs;
-        for (const FF_AudioOverview& overview : overviews)
-            refs.emplace_back(overview);
-        chain->Append(
-            Handle(new FF_AudioProcessDecimateWaveform(FF_AudioOverview::cSamplesPerPoint, refs)));
-    }
-    auto* writerP = new FF_AudioProcessWriteFiles(destinations, 0, 0);
-    chain->Append(Handle(writerP));
-    if (withOverviews)
-        writerP->SetOverviews(overviews);
-    chain->SetDstFiles(destinations);
-    chain->SetDescription("Converting " + iSources.front()->GetFileLoc().GetName());
+    auto* chainP = dynamic_cast<FF_AudioProcessConvertAudioFile*>(process.Get());
+    CMN_ASSERT(chainP);
+    chainP->SetDstFiles(destinations);
+    const std::vector<std::string> stages = chainP->GetStageNames();
     if (oStagesP)
-        *oStagesP = chain->GetStageNames();
+        *oStagesP = stages;
     destinations.clear();
     overviews.clear();
 
-    Sys_ProcessBlockerImpl blocker;
-    FF_AudioProcessUtils::SetupManualProcessChain(chain.Get(), &blocker);
-    bool ended = false;
-    while (!ended)
+    // 4. A chain of only the reader and the writer, between files that lay their sample bytes
+    // out alike, is not run: those bytes are copied. Otherwise the chain runs to its end.
+    if (stages.size() == 2 && iSources.size() == 1 && chainP->GetDstFiles().size() == 1 &&
+        CopySampleBytes(*iSources.front(), *chainP->GetDstFiles().front(), srcNumSamples,
+                        iProgress))
     {
-        ended = FF_AudioProcessUtils::RunProcessChainForSlice(chain.Get(), 50);
-        if (!ended && iProgress &&
-            !iProgress(chain->GetConsumer()->GetUnitsProcessed(), dstNumSamples))
-        {
-            FF_AudioProcessUtils::AbortManualProcessChain(chain.Get());
-            throw Cmn_CancelException();
-        }
+        deleter.Release();
+        return;
     }
-    if (chain->GetStatus() != Sys_Task::eStatus_Complete)
-        throw Cmn_CancelException();
+    FF_AudioProcessUtils::RunProcessChainToEnd(
+        chainP,
+        [&] {
+            return !iProgress ||
+                   iProgress(chainP->GetConsumer()->GetUnitsProcessed(), dstNumSamples);
+        });
     if (iProgress)
         iProgress(dstNumSamples, dstNumSamples);
     deleter.Release();

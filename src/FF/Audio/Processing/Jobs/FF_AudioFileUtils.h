@@ -3,8 +3,9 @@
 //
 // Threads: the functions that run a chain (ConvertAudioFiles, DecimateWaveform) drive it
 // from the calling thread, its stages on the shared workers; the files given belong to the
-// calling thread. The conversion parameters are one process-wide value: set them before a
-// conversion, not during one.
+// calling thread. A conversion takes its parameters as an argument; the form without one
+// uses the process-wide value (SetConvertAudioFileParams), which is set before a conversion,
+// not during one.
 #pragma once
 
 #include <cstdint>
@@ -103,20 +104,28 @@ public:
     static void ResetNumberOfConversionPasses();
 
     // Converts iSources (one file, or several mono files) into new files at iDestLocs (one
-    // per source, or one mono file per channel) by the process-wide parameters. Asserts that
-    // the sources agree ("samplesPerSec == source->mSampleRate.Get()",
-    // "bitsPerSample == source->mBitDepth.Get()", "numChannels == source->mNumChannels.Get()",
-    // "srcNumSamples == source->mNumSamples.Get()"), "numChannels == 1 || sources.size() == 1"
-    // and "destLocs.size() == numChannels || destLocs.size() == sources.size()". The
-    // destinations must not exist. Chain: read, requantize up, gain, squeeze, rate
-    // conversion, requantize down, overview decimator (mono destinations of a type that
-    // carries an overview), write. Runs to its end on the calling thread; iProgress may
+    // per source, or one mono file per channel) by iParams. Asserts that the sources agree
+    // ("samplesPerSec == source->mSampleRate.Get()", "bitsPerSample ==
+    // source->mBitDepth.Get()", "numChannels == source->mNumChannels.Get()", "srcNumSamples ==
+    // source->mNumSamples.Get()"), "numChannels == 1 || sources.size() == 1" and
+    // "destLocs.size() == numChannels || destLocs.size() == sources.size()". The destinations
+    // must not exist. The chain is planned by FF_AudioProcessConvertConstructor (its fixed
+    // order of stages) with a producer reading the sources whole and a writer of the
+    // destinations, and the overview decimator before the writer for mono destinations of a
+    // type that carries an overview. Runs to its end on the calling thread; iProgress may
     // cancel. On failure or cancel every destination is deleted and the failure (or
     // Cmn_CancelException) is thrown; the sources are only read. oStagesP receives the names
     // of the chain's stages, head first. A chain of only the reader and the writer, between
     // two plain files whose sample bytes are laid out alike (same depth, channels, byte order
     // and sign convention), is not run: its bytes are copied between the files, inside the
     // kernel where the file system allows, in steps that report progress and may be cancelled.
+    static void ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iSources,
+                                  const std::vector<Sys_FileLoc>& iDestLocs,
+                                  const ConvertAudioFileParams& iParams,
+                                  EAudioFileType iDstType = eAudioFileType_WAVE,
+                                  const ProgressMethod& iProgress = {},
+                                  std::vector<std::string>* oStagesP = nullptr);
+    // The same by the process-wide parameters (GetConvertAudioFileParams).
     static void ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iSources,
                                   const std::vector<Sys_FileLoc>& iDestLocs,
                                   EAudioFileType iDstType = eAudioFileType_WAVE,

@@ -1,5 +1,6 @@
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 
+#include <cstring>
 #include <mutex>
 
 #include "Cmn_Assert.h"
@@ -62,4 +63,25 @@ int64_t FF_AudioOverviewMgr::GetBytesHeld()
         if (storeP->GetBuffer())
             held += storeP->GetSize();
     return held;
+}
+
+bool FF_AudioOverviewMgr::GetEmbeddedOverview(FF_AudioFile& iFile, FF_AudioOverview* oOverviewP)
+{
+    CMN_ASSERT(oOverviewP);
+    const FF_AudioOverviewData bytes = iFile.mOverview.GetOr({});
+    const int64_t size = FF_AudioOverview::GetPayloadSize(iFile.mNumSamples.GetOr(0));
+    if (bytes.empty() || int64_t(bytes.size()) != size)
+        return false;
+    FF_AudioOverview overview = AllocateBytes(int32_t(size));
+    std::memcpy(overview.GetBuffer(), bytes.data(), bytes.size());
+    *oOverviewP = overview;
+    return true;
+}
+
+void FF_AudioOverviewMgr::SetEmbeddedOverview(FF_AudioFile& iFile,
+                                              const FF_AudioOverview& iOverview)
+{
+    CMN_ASSERT(iOverview.HasBytes());
+    const int8_t* bytesP = iOverview.GetBuffer();
+    iFile.mOverview.Set(FF_AudioOverviewData(bytesP, bytesP + iOverview.GetSize()));
 }

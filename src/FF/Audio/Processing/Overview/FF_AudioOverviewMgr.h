@@ -1,4 +1,5 @@
-// Making overviews and bounding the memory that all overviews of the process hold.
+// Making overviews, moving them in and out of a file's embedded overview property, and
+// bounding the memory that all overviews of the process hold.
 //
 // Allocate gives a new store with a zeroed buffer, sized by the payload rule of
 // FF_AudioOverview. Purge frees buffers of stores, oldest first, whatever their locks: the
@@ -29,6 +30,15 @@ public:
     // A new overview of exactly iSize zero bytes (a payload read back from a cache). Asserts
     // "iSize >= 0".
     static FF_AudioOverview AllocateBytes(int32_t iSize);
+
+    // The file's embedded overview (the raw payload the file layer keeps in
+    // FF_AudioFile::mOverview) as an FF_AudioOverview: true when the file carries one of the
+    // size its sample count calls for (an overview of another size is stale and ignored). The
+    // file must be open (reading the property asks its plug-in). Asserts "oOverviewP".
+    static bool GetEmbeddedOverview(FF_AudioFile& iFile, FF_AudioOverview* oOverviewP);
+    // Sets the file's embedded overview property to the bytes of iOverview (written by the
+    // file's next Flush). The file must be open for writing. Asserts "iOverview.HasBytes()".
+    static void SetEmbeddedOverview(FF_AudioFile& iFile, const FF_AudioOverview& iOverview);
 
     // Walks the stores from the oldest and frees each buffer, adding up the bytes freed; stops
     // once the sum has passed iLimit. A limit of -1 frees all. Returns the bytes freed.

@@ -1,12 +1,12 @@
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
 
 #include <algorithm>
-#include <cstring>
 #include <list>
 #include <stdexcept>
 #include <vector>
 
 #include "Cmn_Assert.h"
+#include "Cmn_Exception.h"
 #include "Cmn_Interval.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessChain.h"
@@ -14,7 +14,6 @@
 #include "FF/Audio/Processing/Stages/FF_AudioProcessMixer.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadFiles.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
-#include "Sys_ProcessBlocker.h"
 
 FF_AudioOverview
 FF_AudioOverviewUtils::ComputeOverview(const FF_AudioFileRef& iFile,
@@ -47,22 +46,23 @@ FF_AudioOverviewUtils::ComputeOverview(const FF_AudioFileRef& iFile,
     chain->Append(FF_AudioProcess::ProcessHandle(new FF_AudioProcessDecimateWaveform(
         FF_AudioOverview::cSamplesPerPoint, {FF_AudioOverview::LockingRef(overview)})));
 
-    Sys_ProcessBlockerImpl blocker;
-    FF_AudioProcessUtils::SetupManualProcessChain(chain.Get(), &blocker);
     try
     {
-        while (!FF_AudioProcessUtils::RunProcessChainForSlice(chain.Get(), 100))
-            if (iProgress)
-                iProgress(chain->GetPercentCompleted());
+        FF_AudioProcessUtils::RunProcessChainToEnd(
+            chain.Get(),
+            [&]
+            {
+                if (iProgress)
+                    iProgress(chain->GetPercentCompleted());
+                return true;
+            },
+            100);
     }
-    catch (...)
+    catch (const Cmn_CancelException&)
     {
-        FF_AudioProcessUtils::AbortManualProcessChain(chain.Get());
-        throw;
-    }
-    if (chain->GetStatus() != Sys_Task::eStatus_Complete)
         throw std::runtime_error("the overview calculation of " +
                                  iFile->GetFileLoc().GetFullPath() + " was aborted");
+    }
     if (iProgress)
         iProgress(100);
     return overview;
@@ -70,21 +70,11 @@ FF_AudioOverviewUtils::ComputeOverview(const FF_AudioFileRef& iFile,
 
 bool FF_AudioOverviewUtils::GetEmbeddedOverview(FF_AudioFile& iFile, FF_AudioOverview* oOverviewP)
 {
-    CMN_ASSERT(oOverviewP);
-    const FF_AudioOverviewData bytes = iFile.mOverview.GetOr({});
-    const int64_t size = FF_AudioOverview::GetPayloadSize(iFile.mNumSamples.GetOr(0));
-    if (bytes.empty() || int64_t(bytes.size()) != size)
-        return false;
-    FF_AudioOverview overview = FF_AudioOverviewMgr::AllocateBytes(int32_t(size));
-    std::memcpy(overview.GetBuffer(), bytes.data(), bytes.size());
-    *oOverviewP = overview;
-    return true;
+    return FF_AudioOverviewMgr::GetEmbeddedOverview(iFile, oOverviewP);
 }
 
 void FF_AudioOverviewUtils::SetEmbeddedOverview(FF_AudioFile& iFile,
                                                 const FF_AudioOverview& iOverview)
 {
-    CMN_ASSERT(iOverview.HasBytes());
-    const int8_t* bytesP = iOverview.GetBuffer();
-    iFile.mOverview.Set(FF_AudioOverviewData(bytesP, bytesP + iOverview.GetSize()));
+    FF_AudioOverviewMgr::SetEmbeddedOverview(iFile, iOverview);
 }

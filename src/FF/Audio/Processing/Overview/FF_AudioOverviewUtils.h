@@ -36,12 +36,8 @@ public:
     static FF_AudioOverview ComputeOverview(const FF_AudioFileRef& iFile,
                                             const std::function<void(int32_t)>& iProgress = {});
 
-    // The file's embedded overview as an FF_AudioOverview: true when the file carries one of
-    // the size its sample count calls for (an overview of another size is stale and ignored).
-    // The file must be open (reading the property asks its plug-in).
+    // FF_AudioOverviewMgr::GetEmbeddedOverview and SetEmbeddedOverview, for the callers that
+    // compute and embed in one place. (Stages use the manager's: this class runs chains.)
     static bool GetEmbeddedOverview(FF_AudioFile& iFile, FF_AudioOverview* oOverviewP);
-    // Sets the file's embedded overview property to the bytes of iOverview (written by the
-    // file's next Flush). The file must be open for writing. Asserts
-    // "iOverview.HasBytes()".
     static void SetEmbeddedOverview(FF_AudioFile& iFile, const FF_AudioOverview& iOverview);
 };

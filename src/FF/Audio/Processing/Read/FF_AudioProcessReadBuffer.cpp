@@ -42,12 +42,12 @@ Sys_Task::EResult FF_AudioProcessReadBuffer::ExecImpl()
     FF_AudioProcess::BlockPool* processBlockPool = nullptr;
     CMN_ASSERT_TEXT(processBlockPool = this->GetProcessBlockPool(),
                     "processBlockPool = this->GetProcessBlockPool()");
-    if (mState == 0)
+    if (mState == eProducerState_Idle)
     {
-        mState = 1;
+        mState = eProducerState_AwaitingBlock;
         return BlockForPoolBlock();
     }
-    mState = 0;
+    mState = eProducerState_Idle;
     std::unique_ptr<FF_AudioProcessBlock> block = TakePoolBlock();
     const int64_t samples =
         std::min<int64_t>(cBlockBytes / mBytesPerSample, mNumSamples - mPosition);

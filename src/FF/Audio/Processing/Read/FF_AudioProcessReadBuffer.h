@@ -55,7 +55,7 @@ private:
     const bool mInterleaved;
     const uint64_t mRightChannelOffset;
     const EByteOrder mByteOrder;
-    int32_t mState = 0;
+    EProducerState mState = eProducerState_Idle;
     int64_t mPosition = 0; // samples handed on, step's own
     std::atomic<int64_t> mSamplesDelivered{0};
 };

@@ -34,7 +34,7 @@ Sys_Task::EResult FF_AudioProcessReadDirectIOBuffers::ExecImpl()
         return eResult_Aborted;
     switch (mState)
     {
-    case 0:
+    case eProducerState_Idle:
     {
         Sys_Thread::ThreadHandle currentThread = Sys_Thread::GetCurrentThread();
         CMN_ASSERT_TEXT(currentThread.Get() != nullptr, "currentThread.Get() != NULL");
@@ -43,18 +43,18 @@ Sys_Task::EResult FF_AudioProcessReadDirectIOBuffers::ExecImpl()
         if (GetAbortEvent())
             list.emplace_back(GetAbortEvent().Get());
         currentThread->Block(list, true);
-        mState = 3;
+        mState = eProducerState_AwaitingData;
         return eResult_Block;
     }
-    case 3:
+    case eProducerState_AwaitingData:
         mSamplesInBuffers = mSizes[0] / mBytesPerSample;
         for (int16_t c = 1; c < mNumChannels; ++c)
             CMN_ASSERT_TEXT(mSizes[c] == mSizes[0], "mSizes[c] == mSizes[0]");
         mReadPosition = 0;
-        mState = 1;
+        mState = eProducerState_HoldingData;
         return eResult_Yield;
-    case 1:
-        mState = 2;
+    case eProducerState_HoldingData:
+        mState = eProducerState_AwaitingBlock;
         return BlockForPoolBlock();
     default:
         break;
@@ -83,10 +83,10 @@ Sys_Task::EResult FF_AudioProcessReadDirectIOBuffers::ExecImpl()
     if (ended || mReadPosition >= mSamplesInBuffers)
     {
         mConsumedEvent->Set();
-        mState = 0;
+        mState = eProducerState_Idle;
     }
     else
-        mState = 1;
+        mState = eProducerState_HoldingData;
     return ended ? eResult_Done : eResult_Yield;
 }
 

@@ -10,9 +10,10 @@
 // The stage hands the samples on in blocks of cSamplesPerBlock (4096) samples at most, and
 // ends once the total has been delivered (never when the total is -1).
 //
-// Steps, as for the ring producer: 0 wait for data (or abort) -> 3 yield -> 1 wait for a pool
-// block (or abort) -> 2 copy one block and deliver; then 1 again while the buffers hold more,
-// else 0 (after setting the buffers-consumed event).
+// Steps, as for the ring producer: Idle: wait for data (or abort) -> AwaitingData: yield ->
+// HoldingData: wait for a pool block (or abort) -> AwaitingBlock: copy one block and deliver;
+// then HoldingData again while the buffers hold more, else Idle (after setting the
+// buffers-consumed event).
 #pragma once
 
 #include <atomic>
@@ -56,7 +57,7 @@ private:
     Sys_Event::EventHandle mDataReadyEvent;
     Sys_Event::EventHandle mConsumedEvent;
     const int64_t mTotalNumSamples;
-    int32_t mState = 0;
+    EProducerState mState = eProducerState_Idle;
     int64_t mSamplesInBuffers = 0; // valid samples of the current fill
     int64_t mReadPosition = 0;     // samples of the current fill already delivered
     std::atomic<int64_t> mSamplesDelivered{0};

@@ -217,14 +217,14 @@ Sys_Task::EResult FF_AudioProcessReadFiles::ExecImpl()
     }
     switch (mState)
     {
-    case 0:
+    case eProducerState_Idle:
         if (mSamplesInReadBuffers > 0 || mEmptyBlockDue)
         {
-            mState = 2;
+            mState = eProducerState_AwaitingBlock;
             return BlockForPoolBlock();
         }
         return StartRead();
-    case 1:
+    case eProducerState_AwaitingData:
         return FinishRead();
     default:
         return DeliverOne();
@@ -246,7 +246,7 @@ Sys_Task::EResult FF_AudioProcessReadFiles::StartRead()
             std::memset(bufferP, 0, size_t(samples * mBlockAlign));
         mSamplesInReadBuffers = samples;
         left -= samples;
-        mState = 0;
+        mState = eProducerState_Idle;
         return eResult_Yield;
     }
 
@@ -279,7 +279,7 @@ Sys_Task::EResult FF_AudioProcessReadFiles::StartRead()
     }
     currentThread->Block(mCompletionList, false);
     mReadInFlight = true;
-    mState = 1;
+    mState = eProducerState_AwaitingData;
     return eResult_Block;
 }
 
@@ -314,7 +314,7 @@ Sys_Task::EResult FF_AudioProcessReadFiles::FinishRead()
             mIntervals.pop_front();
         mHaveCurrentInterval = false;
     }
-    mState = 0;
+    mState = eProducerState_Idle;
     return eResult_Yield;
 }
 
@@ -364,7 +364,7 @@ Sys_Task::EResult FF_AudioProcessReadFiles::DeliverOne()
         CloseFiles();
     }
     DeliverBlock(std::move(block), 0);
-    mState = 0;
+    mState = eProducerState_Idle;
     return ended ? eResult_Done : eResult_Yield;
 }
 

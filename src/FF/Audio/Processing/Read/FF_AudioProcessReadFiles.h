@@ -49,10 +49,11 @@
 // "mIntervals.front().mBegin >= 0", and every interval with mEnd >= mBegin >= 0; at least
 // one file ("!mAudioFiles.empty()").
 //
-// Steps (mState): 0 idle: data in the read buffer -> wait for a pool block (2); else zero
-// fill due -> clear the buffer, yield (0); else issue a read and wait for it (1). 1 read
-// done: take the result, advance the interval, yield (0). 2 deliver one block; at the end
-// close the files and end, else yield (0).
+// Steps (mState, EProducerState): Idle: data in the read buffer -> wait for a pool block
+// (AwaitingBlock); else zero fill due -> clear the buffer, yield (Idle); else issue a read
+// and wait for it (AwaitingData). AwaitingData: take the result, advance the interval, yield
+// (Idle). AwaitingBlock: deliver one block; at the end close the files and end, else yield
+// (Idle).
 #pragma once
 
 #include <atomic>
@@ -138,7 +139,7 @@ private:
     std::vector<char*> mChannelPointers;    // scratch for de-interleaving, sized once
     int64_t mSamplesInReadBuffers = 0;
     bool mRepeat;
-    int32_t mState = 0;
+    EProducerState mState = eProducerState_Idle;
     int32_t mFilesOpened = 0; // how many files Preflight opened and nobody closed yet
     bool mFinished = false;
     bool mReadInFlight = false;  // issued, and no step has run since

@@ -50,14 +50,14 @@ Sys_Task::EResult FF_AudioProcessReadRingBuffers::ExecImpl()
         return eResult_Aborted;
     switch (mState)
     {
-    case 0:
-        mState = 3;
+    case eProducerState_Idle:
+        mState = eProducerState_AwaitingData;
         return BlockOnData();
-    case 3:
-        mState = 1;
+    case eProducerState_AwaitingData:
+        mState = eProducerState_HoldingData;
         return eResult_Yield;
-    case 1:
-        mState = 2;
+    case eProducerState_HoldingData:
+        mState = eProducerState_AwaitingBlock;
         return BlockForPoolBlock();
     default:
         break;
@@ -87,7 +87,7 @@ Sys_Task::EResult FF_AudioProcessReadRingBuffers::ExecImpl()
     block->SetNumSamples(samples);
     mSamplesDelivered.store(delivered + samples);
     DeliverBlock(std::move(block), 0);
-    mState = 0;
+    mState = eProducerState_Idle;
     if (mTotalNumSamples >= 0 && delivered + samples >= mTotalNumSamples)
         return eResult_Done;
     return eResult_Yield;

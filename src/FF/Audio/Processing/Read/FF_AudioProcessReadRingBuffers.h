@@ -10,8 +10,9 @@
 // samples per block given. The stage copies a set into a pool block, pushes each buffer back
 // on its channel's empty ring and hands the block on.
 //
-// Steps, a cycle of four states: 0 wait for the data semaphore (or the abort event) -> 3
-// yield -> 1 wait for a pool block (or the abort event) -> 2 copy and deliver, then 0 again,
+// Steps, a cycle of the four EProducerState states: Idle: wait for the data semaphore (or the
+// abort event) -> AwaitingData: yield -> HoldingData: wait for a pool block (or the abort
+// event) -> AwaitingBlock: copy and deliver, then Idle again,
 // or eResult_Done once the total has been delivered (never when the total is -1).
 #pragma once
 
@@ -58,6 +59,6 @@ private:
     Sys_Semaphore::SemaphoreHandle mDataSemaphore;
     const int32_t mSamplesPerBlock;
     const int64_t mTotalNumSamples;
-    int32_t mState = 0;
+    EProducerState mState = eProducerState_Idle;
     std::atomic<int64_t> mSamplesDelivered{0};
 };

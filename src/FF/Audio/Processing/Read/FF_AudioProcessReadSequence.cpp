@@ -115,14 +115,14 @@ Sys_Task::EResult FF_AudioProcessReadSequence::ExecImpl()
     }
     switch (mState)
     {
-    case 0:
+    case eProducerState_Idle:
         if (mSamplesInReadBuffer > 0 || mEmptyBlockDue)
         {
-            mState = 2;
+            mState = eProducerState_AwaitingBlock;
             return BlockForPoolBlock();
         }
         return StartRead();
-    case 1:
+    case eProducerState_AwaitingData:
         return FinishRead();
     default:
         return DeliverOne();
@@ -150,7 +150,7 @@ Sys_Task::EResult FF_AudioProcessReadSequence::StartRead()
     mCurrentFile->ReadAsync(mParams.get(), eByteOrder_Native);
     currentThread->Block(mCompletionList, false);
     mReadInFlight = true;
-    mState = 1;
+    mState = eProducerState_AwaitingData;
     return eResult_Block;
 }
 
@@ -176,7 +176,7 @@ Sys_Task::EResult FF_AudioProcessReadSequence::FinishRead()
         CloseCurrentFile();
         ++mCurrent;
     }
-    mState = 0;
+    mState = eProducerState_Idle;
     return eResult_Yield;
 }
 
@@ -211,7 +211,7 @@ Sys_Task::EResult FF_AudioProcessReadSequence::DeliverOne()
     if (ended)
         mFinished = true; // the last element's file was closed when its read came back
     DeliverBlock(std::move(block), 0);
-    mState = 0;
+    mState = eProducerState_Idle;
     return ended ? eResult_Done : eResult_Yield;
 }
 

@@ -21,11 +21,12 @@
 //  - Threads: steps on the Producer worker; AbortImpl takes the stage's process mutex.
 //    GetUnitsProcessed (samples handed on) from any thread.
 //
-// Steps (mState): 0 idle: data buffered -> wait for a pool block (2); else open the front
-// element's file if none is open (asserts "!mCurrentFile", "!mSequence.empty()"), issue one
-// read and wait for it (1). 1 read done: take the result; at the element's end close its
-// file and move to the next element; yield (0). 2 deliver one block (de-interleaved for 2 or more
-// channels); at the end of the sequence end, else yield (0).
+// Steps (mState, EProducerState): Idle: data buffered -> wait for a pool block
+// (AwaitingBlock); else open the front element's file if none is open (asserts
+// "!mCurrentFile", "!mSequence.empty()"), issue one read and wait for it (AwaitingData).
+// AwaitingData: take the result; at the element's end close its file and move to the next
+// element; yield (Idle). AwaitingBlock: deliver one block (de-interleaved for 2 or more
+// channels); at the end of the sequence end, else yield (Idle).
 #pragma once
 
 #include <atomic>
@@ -93,7 +94,7 @@ private:
     std::vector<char*> mChannelPointers;
     int64_t mReadSamples = 0;
     int64_t mSamplesInReadBuffer = 0;
-    int32_t mState = 0;
+    EProducerState mState = eProducerState_Idle;
     bool mFinished = false;
     bool mReadInFlight = false; // issued, and no step has run since
     bool mEmptyBlockDue = false;

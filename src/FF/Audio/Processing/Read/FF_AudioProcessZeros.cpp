@@ -28,12 +28,12 @@ Sys_Task::EResult FF_AudioProcessZeros::ExecImpl()
 {
     if (IsAbortPending())
         return eResult_Aborted;
-    if (mState == 0)
+    if (mState == eProducerState_Idle)
     {
-        mState = 1;
+        mState = eProducerState_AwaitingBlock;
         return BlockForPoolBlock();
     }
-    mState = 0;
+    mState = eProducerState_Idle;
     std::unique_ptr<FF_AudioProcessBlock> block = TakePoolBlock();
     const int64_t samples = std::min<int64_t>(cSamplesPerBlock, mNumSamples - mPosition);
     block->SetNumChannels(1);

@@ -33,7 +33,7 @@ private:
     const int64_t mNumSamples;
     const int32_t mSampleRate;
     const int16_t mBitsPerSample;
-    int32_t mState = 0;
+    EProducerState mState = eProducerState_Idle;
     int64_t mPosition = 0;
     std::atomic<int64_t> mSamplesDelivered{0};
 };

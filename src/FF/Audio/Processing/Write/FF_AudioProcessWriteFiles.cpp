@@ -7,7 +7,7 @@
 
 #include "Cmn_Assert.h"
 #include "FF/Audio/FF_AsyncAudioFileIOParams.h"
-#include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "Sys_FileUtils.h"
 #include "Sys_Thread.h"
 
@@ -215,7 +215,7 @@ Sys_Task::EResult FF_AudioProcessWriteFiles::Written()
     {
         FF_AudioFile& file = *mFiles[i];
         if (i < mOverviews.size() && !mOverviews[i].IsNull() && mOverviews[i].HasBytes())
-            FF_AudioOverviewUtils::SetEmbeddedOverview(file, mOverviews[i]);
+            FF_AudioOverviewMgr::SetEmbeddedOverview(file, mOverviews[i]);
         file.Flush();
         if (mOpenedHere[i])
         {

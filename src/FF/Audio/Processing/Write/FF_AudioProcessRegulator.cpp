@@ -1,4 +1,4 @@
-#include "FF/Audio/Processing/Chain/FF_AudioProcessRegulator.h"
+#include "FF/Audio/Processing/Write/FF_AudioProcessRegulator.h"
 
 #include <algorithm>
 #include <cstring>
