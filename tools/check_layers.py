@@ -165,14 +165,14 @@ def self_test():
         "src/Cmn/Cmn_A.h": "",
         "src/Sys/Sys_B.h": '#include "Cmn_A.h"\n',                     # down: fine
         "src/Cmn/Cmn_C.cpp": '#include "Cmn_A.h"\n#include "Sys_B.h"\n',  # up
-        "src/FF/Audio/Processing/Read/R.h": '#include "FF/Audio/Processing/Stages/S.h"\n',
-        "src/FF/Audio/Processing/Stages/S.h": '#include "FF/Audio/Processing/Read/R.h"\n',
+        "src/BDM/Adapters/FS/F.h": '#include "BDM/Adapters/Neo/N.h"\n',   # one rank,
+        "src/BDM/Adapters/Neo/N.h": '#include "BDM/Adapters/FS/F.h"\n',   # a cycle
         "src/Nowhere/N.cpp": '#include "Cmn_A.h"\n',                  # unranked folder
     }
     expected = [
         "src/Cmn/Cmn_C.cpp:2: includes src/Sys/Sys_B.h",
-        "src/FF/Audio/Processing/Read/R.h:1: includes from src/FF/Audio/Processing/Read into",
-        "src/FF/Audio/Processing/Stages/S.h:1: includes from src/FF/Audio/Processing/Stages into",
+        "src/BDM/Adapters/FS/F.h:1: includes from src/BDM/Adapters/FS into",
+        "src/BDM/Adapters/Neo/N.h:1: includes from src/BDM/Adapters/Neo into",
         "src/Nowhere/N.cpp:1: folder src/Nowhere has no place",
     ]
     with tempfile.TemporaryDirectory() as root:
