@@ -6,11 +6,12 @@
 SHELL := /bin/bash
 JOBS  ?= $(shell nproc)
 DEPS  := cmake make g++ clang libclang-rt-14-dev pkg-config libsqlite3-dev libgtest-dev libgmock-dev \
-         libbenchmark-dev libpng-dev sox libsndfile1-dev libsamplerate0-dev ffmpeg python3
+         libbenchmark-dev libpng-dev libcli11-dev nlohmann-json3-dev sox libsndfile1-dev \
+         libsamplerate0-dev ffmpeg python3
 # Test folders that run threads, built again under the thread sanitizer.
 TSAN_SUITES := Sys;Threads;Chain;Stages;Overview;Convert;Alloc
 
-.PHONY: demo test deps build build-asan build-tsan fuzz-smoke bench clean
+.PHONY: demo test deps build build-tool build-asan build-tsan fuzz-smoke bench clean
 
 deps:
 	@missing=""; for p in $(DEPS); do dpkg -s $$p >/dev/null 2>&1 || missing="$$missing $$p"; done; \
@@ -22,6 +23,11 @@ deps:
 build: deps
 	cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 	cmake --build build -j$(JOBS)
+
+# Only what the demo runs: the library and the tool (no tests, benchmarks or fuzz targets).
+build-tool: deps
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+	cmake --build build -j$(JOBS) --target mirafile
 
 build-asan: deps
 	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DMIRAFILE_SANITIZE=address,undefined \
@@ -53,7 +59,7 @@ test: build build-asan build-tsan
 bench: deps
 	bash bench/run.sh
 
-demo: build
+demo: build-tool
 	bash tools/demo.sh build/mirafile
 
 clean:

@@ -20,4 +20,5 @@ echo "== convert"
 "$tool" info "$out/tone.wav" "$out/tone-48k.wav"
 echo "== overview"
 "$tool" overview "$out/tone.wav" "$out/tone-48k.wav" --cache "$out/cache"
+"$tool" overview "$out/tone.wav" --cache "$out/cache" # the second time from the cache
 "$tool" overview "$out/tone-48k.wav" --png "$out/tone.png" --width 800 --height 200

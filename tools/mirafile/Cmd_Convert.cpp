@@ -58,15 +58,6 @@ const std::map<std::string, ESRCQuality>& QualityNames()
     return sNames;
 }
 
-// "-o X" is the short form of "--o X".
-std::vector<std::string> WithLongOutput(const std::vector<std::string>& iArgs)
-{
-    std::vector<std::string> args;
-    for (const std::string& a : iArgs)
-        args.push_back(a == "-o" ? "--o" : a);
-    return args;
-}
-
 struct Output
 {
     std::string mPath;
@@ -155,28 +146,28 @@ void RunChain(const FF_BatchProcess::BatchProcessHandle& iProcess, int64_t iDone
 
 void PrintJson(const std::vector<Conversion>& iConversions)
 {
-    std::cout << "{\"conversions\": [";
-    for (size_t i = 0; i < iConversions.size(); ++i)
+    Tool_Json doc;
+    doc["conversions"] = Tool_Json::array();
+    for (const Conversion& c : iConversions)
     {
-        const Conversion& c = iConversions[i];
-        std::cout << (i ? ", " : "") << "{\"source\": " << Tool_JsonString(c.mSource)
-                  << ", \"stages\": [";
-        for (size_t s = 0; s < c.mStages.size(); ++s)
-            std::cout << (s ? ", " : "") << Tool_JsonString(c.mStages[s]);
-        std::cout << "], \"outputs\": [";
-        for (size_t o = 0; o < c.mOutputs.size(); ++o)
+        Tool_Json conversion;
+        conversion["source"] = c.mSource;
+        conversion["stages"] = c.mStages;
+        conversion["outputs"] = Tool_Json::array();
+        for (const Output& o : c.mOutputs)
         {
-            const FF_AudioFile::Properties& p = c.mOutputs[o].mProperties;
-            std::cout << (o ? ", " : "") << "{\"path\": " << Tool_JsonString(c.mOutputs[o].mPath)
-                      << ", \"type\": "
-                      << Tool_JsonString(FF_AudioFile::GetAudioFileTypeName(p.mAudioFileType))
-                      << ", \"rate\": " << p.mSampleRate << ", \"bits\": " << p.mBitDepth
-                      << ", \"channels\": " << p.mNumChannels << ", \"samples\": " << p.mNumSamples
-                      << "}";
+            const FF_AudioFile::Properties& p = o.mProperties;
+            conversion["outputs"].push_back(
+                Tool_Json{{"path", o.mPath},
+                          {"type", FF_AudioFile::GetAudioFileTypeName(p.mAudioFileType)},
+                          {"rate", p.mSampleRate},
+                          {"bits", p.mBitDepth},
+                          {"channels", p.mNumChannels},
+                          {"samples", p.mNumSamples}});
         }
-        std::cout << "]}";
+        doc["conversions"].push_back(std::move(conversion));
     }
-    std::cout << "]}\n";
+    std::cout << Tool_JsonText(doc) << "\n";
 }
 
 void PrintText(const std::vector<Conversion>& iConversions, const char* iVerb)
@@ -199,51 +190,55 @@ void CheckBits(const std::string& iSource, int16_t iSrcBits, int16_t iDstBits)
                                  std::to_string(iSrcBits) + " bits");
 }
 
-int RunConvertCommand(const std::vector<std::string>& iArgs)
+struct ConvertOptions
 {
-    const Tool_Args args(WithLongOutput(iArgs),
-                         {"o", "output", "to", "rate", "bits", "quality", "gain"},
-                         {"dither", "squeeze", "split", "json"});
-    const std::vector<std::string>& sources = args.Positional();
-    const std::string out = args.Has("o") ? args.Get("o") : args.Get("output");
-    const bool hasOut = args.Has("o") || args.Has("output");
-    if (sources.empty() || hasOut == args.Has("to"))
+    std::vector<std::string> mSources;
+    std::string mOut, mTo;
+    int32_t mRate = 0;
+    int16_t mBits = 0;
+    std::string mQuality = "good";
+    double mGain = 0.0;
+    bool mDither = false, mSqueeze = false, mSplit = false, mJson = false;
+} sConvert;
+
+void DeclareConvert(CLI::App& ioApp)
+{
+    ioApp.add_option("SRC", sConvert.mSources, "audio files to convert");
+    ioApp.add_option("-o,--output", sConvert.mOut, "the output (one source only)");
+    ioApp.add_option("--to", sConvert.mTo, "a folder for the outputs, named after the sources");
+    ioApp.add_option("--rate", sConvert.mRate, "sample rate in Hz (default: the source's)")
+        ->check(
+            Tool_WholeIn(1000, 204000, "must be between 1000 and 204000 Hz", Tool_Shown::eNothing));
+    ioApp.add_option("--bits", sConvert.mBits, "bits per sample (default: the source's)")
+        ->check(Tool_OneOf({"8", "16", "24"}, "must be 8, 16 or 24", Tool_Shown::eNothing));
+    std::vector<std::string> qualities;
+    for (const auto& [name, quality] : QualityNames())
+        qualities.push_back(name);
+    ioApp.add_option("--quality", sConvert.mQuality, "rate conversion quality (default good)")
+        ->check(Tool_OneOf(qualities, "must be fastest, low, good, better, best or tweak",
+                           Tool_Shown::eNothing));
+    ioApp.add_option("--gain", sConvert.mGain, "gain in dB")
+        ->check(Tool_NumberIn(-96.0, 48.0, "must be between -96 and 48 dB", Tool_Shown::eNothing));
+    ioApp.add_flag("--dither", sConvert.mDither, "dither when the word gets shorter");
+    ioApp.add_flag("--squeeze", sConvert.mSqueeze, "scale instead of clipping");
+    ioApp.add_flag("--split", sConvert.mSplit, "one mono file per channel");
+    ioApp.add_flag("--json", sConvert.mJson, "one JSON document");
+}
+
+int RunConvertCommand()
+{
+    const std::vector<std::string>& sources = sConvert.mSources;
+    const std::string& out = sConvert.mOut;
+    const bool hasOut = !out.empty();
+    if (sources.empty() || hasOut == !sConvert.mTo.empty())
         throw Tool_UsageError(std::string("usage: mirafile ") + cConvertUsage);
     if (hasOut && sources.size() > 1)
         throw Tool_UsageError("-o takes one source; use --to DIR for several");
-
-    int32_t rate = 0;
-    if (args.Has("rate"))
-    {
-        const int64_t value = Tool_ParseInt(args.Get("rate"), "--rate");
-        if (value < 1000 || value > 204000)
-            throw Tool_UsageError("--rate must be between 1000 and 204000 Hz");
-        rate = int32_t(value);
-    }
-    int16_t bits = 0;
-    if (args.Has("bits"))
-    {
-        const int64_t value = Tool_ParseInt(args.Get("bits"), "--bits");
-        if (value != 8 && value != 16 && value != 24)
-            throw Tool_UsageError("--bits must be 8, 16 or 24");
-        bits = int16_t(value);
-    }
-    ESRCQuality quality = eSRCQuality_Medium;
-    if (args.Has("quality"))
-    {
-        const auto found = QualityNames().find(args.Get("quality"));
-        if (found == QualityNames().end())
-            throw Tool_UsageError("--quality must be fastest, low, good, better, best or tweak");
-        quality = found->second;
-    }
-    double gain = 0.0;
-    if (args.Has("gain"))
-    {
-        gain = Tool_ParseDouble(args.Get("gain"), "--gain");
-        if (!std::isfinite(gain) || gain < -96.0 || gain > 48.0)
-            throw Tool_UsageError("--gain must be between -96 and 48 dB");
-    }
-    const bool split = args.Flag("split");
+    const int32_t rate = sConvert.mRate;
+    const int16_t bits = sConvert.mBits;
+    const ESRCQuality quality = QualityNames().at(sConvert.mQuality);
+    const double gain = sConvert.mGain;
+    const bool split = sConvert.mSplit;
 
     // Everything is checked before anything is written.
     std::vector<FF_AudioFileRef> files;
@@ -269,7 +264,7 @@ int RunConvertCommand(const std::vector<std::string>& iArgs)
             folder = Sys_FileLoc(".");
     }
     else
-        folder = Sys_FileLoc(args.Get("to"));
+        folder = Sys_FileLoc(sConvert.mTo);
     CheckWritableFolder(folder);
 
     Tool_StInterruptHandler interruptHandler;
@@ -295,10 +290,10 @@ int RunConvertCommand(const std::vector<std::string>& iArgs)
                     FF_AudioFileUtils::ConvertAudioFileParams params;
                     params.mBitDepth = dstBits;
                     params.mSampleRate = dstRate;
-                    params.mSqueeze = args.Flag("squeeze");
+                    params.mSqueeze = sConvert.mSqueeze;
                     params.mSRCQuality = quality;
                     params.mGainDB = gain;
-                    params.mDither = args.Flag("dither");
+                    params.mDither = sConvert.mDither;
                     const Sys_FileLoc dest =
                         hasOut ? Sys_FileLoc(out)
                                : FF_AudioFileUtils::GetUniqueAudioFileLocs(
@@ -321,7 +316,7 @@ int RunConvertCommand(const std::vector<std::string>& iArgs)
                 {
                     auto* constructorP = new FF_AudioProcessConvertAudioFileConstructor(
                         files[i], dstBits, eAudioFileType_WAVE, dstRate, quality, gain,
-                        args.Flag("squeeze"), args.Flag("dither"));
+                        sConvert.mSqueeze, sConvert.mDither);
                     Cmn_AliasedRefCountPtr<FF_AudioProcessConvertAudioFileConstructor> constructor(
                         constructorP);
                     constructor->SetDstFolderLoc(folder);
@@ -356,7 +351,7 @@ int RunConvertCommand(const std::vector<std::string>& iArgs)
     if (Tool_CancelRequested())
         throw Cmn_CancelException();
     runDeleter.Release();
-    if (args.Flag("json"))
+    if (sConvert.mJson)
         PrintJson(conversions);
     else
         PrintText(conversions, "converted");
@@ -379,18 +374,35 @@ Cmn_Interval ParseRange(const std::string& iText, int64_t iNumSamples)
     return Cmn_Interval(begin, end);
 }
 
-int RunConsolidateCommand(const std::vector<std::string>& iArgs)
+struct
 {
-    const Tool_Args args(WithLongOutput(iArgs), {"o", "output", "range"}, {"json"});
-    const std::string out = args.Has("o") ? args.Get("o") : args.Get("output");
-    if (args.Positional().size() != 1 || out.empty() || !args.Has("range"))
+    std::vector<std::string> mSources;
+    std::string mOut;
+    std::vector<std::string> mRanges;
+    bool mJson = false;
+} sConsolidate;
+
+void DeclareConsolidate(CLI::App& ioApp)
+{
+    ioApp.add_option("SRC", sConsolidate.mSources, "the audio file");
+    ioApp.add_option("-o,--output", sConsolidate.mOut, "the output");
+    ioApp.add_option("--range", sConsolidate.mRanges, "START:END in samples; repeatable")
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->allow_extra_args(false);
+    ioApp.add_flag("--json", sConsolidate.mJson, "one JSON document");
+}
+
+int RunConsolidateCommand()
+{
+    const std::string& out = sConsolidate.mOut;
+    if (sConsolidate.mSources.size() != 1 || out.empty() || sConsolidate.mRanges.empty())
         throw Tool_UsageError(std::string("usage: mirafile ") + cConsolidateUsage);
-    const std::string source = args.Positional().front();
+    const std::string source = sConsolidate.mSources.front();
     FF_AudioFile::Properties p;
     FF_AudioFileRef file = OpenSource(source, &p);
     std::list<Cmn_Interval> ranges;
     int64_t total = 0;
-    for (const std::string& range : args.GetAll("range"))
+    for (const std::string& range : sConsolidate.mRanges)
     {
         ranges.push_back(ParseRange(range, p.mNumSamples));
         total += ranges.back().GetLength();
@@ -437,7 +449,7 @@ int RunConsolidateCommand(const std::vector<std::string>& iArgs)
     for (const Sys_FileLoc& loc : made)
         conversion.mOutputs.push_back(Describe(loc));
     runDeleter.Release();
-    if (args.Flag("json"))
+    if (sConsolidate.mJson)
         PrintJson({conversion});
     else
         PrintText({conversion}, "consolidated");
@@ -447,8 +459,8 @@ int RunConsolidateCommand(const std::vector<std::string>& iArgs)
 Tool_Registrar sConvertRegistrar{
     {"convert", cConvertUsage,
      "convert audio files to another rate, depth or level; --split makes multi-mono files",
-     RunConvertCommand}};
+     DeclareConvert, RunConvertCommand}};
 Tool_Registrar sConsolidateRegistrar{{"consolidate", cConsolidateUsage,
                                       "a new audio file holding only the given sample ranges",
-                                      RunConsolidateCommand}};
+                                      DeclareConsolidate, RunConsolidateCommand}};
 } // namespace

@@ -77,19 +77,28 @@ void RunCopy(CopyItem& ioItem, int64_t iDoneBefore, Tool_ProgressBar& ioBar)
     deleter.Release();
 }
 
-int RunCopyCommand(const std::vector<std::string>& iArgs)
+struct
 {
-    const Tool_Args args(iArgs, {"step-size"}, {"json"});
-    const std::vector<std::string>& positional = args.Positional();
+    std::vector<std::string> mPaths; // SRC... DEST
+    int64_t mStepSize = Sys_FileUtils::FileCopier::cDefaultStepSize;
+    bool mJson = false;
+} sOptions;
+
+void Declare(CLI::App& ioApp)
+{
+    ioApp.add_option("SRC DEST", sOptions.mPaths, "files or folders, then where they go");
+    ioApp.add_option("--step-size", sOptions.mStepSize, "bytes copied in one step")
+        ->check(Tool_WholeIn(1, int64_t(1) << 30, "must be between 1 and 1073741824 bytes",
+                             Tool_Shown::eNothing));
+    ioApp.add_flag("--json", sOptions.mJson, "one JSON document");
+}
+
+int RunCopyCommand()
+{
+    const std::vector<std::string>& positional = sOptions.mPaths;
     if (positional.size() < 2)
         throw Tool_UsageError(std::string("usage: mirafile ") + cUsage);
-    int64_t stepSize = Sys_FileUtils::FileCopier::cDefaultStepSize;
-    if (args.Has("step-size"))
-    {
-        stepSize = Tool_ParseInt(args.Get("step-size"), "--step-size");
-        if (stepSize < 1 || stepSize > (int64_t(1) << 30))
-            throw Tool_UsageError("--step-size must be between 1 and 1073741824 bytes");
-    }
+    const int64_t stepSize = sOptions.mStepSize;
 
     const Sys_FileLoc dest(positional.back());
     const bool destIsFolder = Sys_FileUtils::Exists(dest) && Sys_FileUtils::IsFolder(dest);
@@ -144,15 +153,16 @@ int RunCopyCommand(const std::vector<std::string>& iArgs)
         }
     }
 
-    if (args.Flag("json"))
+    if (sOptions.mJson)
     {
-        std::cout << "{\"bytes\": " << totalBytes << ", \"copies\": [";
-        for (size_t i = 0; i < items.size(); ++i)
-            std::cout << (i ? ", " : "")
-                      << "{\"source\": " << Tool_JsonString(items[i].mSource.GetFullPath())
-                      << ", \"destination\": " << Tool_JsonString(items[i].mDestination)
-                      << ", \"bytes\": " << items[i].mBytes << "}";
-        std::cout << "]}\n";
+        Tool_Json doc;
+        doc["bytes"] = totalBytes;
+        doc["copies"] = Tool_Json::array();
+        for (const CopyItem& item : items)
+            doc["copies"].push_back(Tool_Json{{"source", item.mSource.GetFullPath()},
+                                              {"destination", item.mDestination},
+                                              {"bytes", item.mBytes}});
+        std::cout << Tool_JsonText(doc) << "\n";
     }
     else
         for (const CopyItem& item : items)
@@ -161,6 +171,7 @@ int RunCopyCommand(const std::vector<std::string>& iArgs)
     return 0;
 }
 
-Tool_Registrar sRegistrar{
-    {"copy", cUsage, "copy files or folders; a name that is taken gets a new one", RunCopyCommand}};
+Tool_Registrar sRegistrar{{"copy", cUsage,
+                           "copy files or folders; a name that is taken gets a new one", Declare,
+                           RunCopyCommand}};
 } // namespace

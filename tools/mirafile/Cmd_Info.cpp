@@ -110,54 +110,57 @@ void PrintText(std::ostream& out, const FileInfo& iInfo)
     row("overview", iInfo.mHasOverview ? "embedded" : "none");
 }
 
-void PrintJson(std::ostream& out, const FileInfo& iInfo)
+Tool_Json ToJson(const FileInfo& iInfo)
 {
     const FF_AudioFile::Properties& p = iInfo.mProperties;
-    out << "{\"path\": " << Tool_JsonString(iInfo.mPath)
-        << ", \"type\": " << Tool_JsonString(iInfo.mTypeName)
-        << ", \"format_name\": " << Tool_JsonString(p.mFormatName)
-        << ", \"sample_rate\": " << p.mSampleRate << ", \"bit_depth\": " << p.mBitDepth
-        << ", \"channels\": " << p.mNumChannels << ", \"samples\": " << p.mNumSamples
-        << ", \"byte_order\": " << Tool_JsonString(ByteOrderName(p.mByteOrder)) << ", \"umid\": "
-        << (iInfo.mUmid.IsNoID() ? std::string("null") : Tool_JsonString(iInfo.mUmid.AsString()))
-        << ", \"original_time_stamp\": " << iInfo.mOriginalTimeStamp
-        << ", \"user_time_stamp\": " << iInfo.mUserTimeStamp
-        << ", \"description\": " << Tool_JsonString(iInfo.mDescription) << ", \"regions\": [";
-    bool first = true;
+    Tool_Json doc;
+    doc["path"] = iInfo.mPath;
+    doc["type"] = iInfo.mTypeName;
+    doc["format_name"] = p.mFormatName;
+    doc["sample_rate"] = p.mSampleRate;
+    doc["bit_depth"] = p.mBitDepth;
+    doc["channels"] = p.mNumChannels;
+    doc["samples"] = p.mNumSamples;
+    doc["byte_order"] = ByteOrderName(p.mByteOrder);
+    doc["umid"] = iInfo.mUmid.IsNoID() ? Tool_Json() : Tool_Json(iInfo.mUmid.AsString());
+    doc["original_time_stamp"] = iInfo.mOriginalTimeStamp;
+    doc["user_time_stamp"] = iInfo.mUserTimeStamp;
+    doc["description"] = iInfo.mDescription;
+    doc["regions"] = Tool_Json::array();
     for (const FF_AudioFile::Region& region : iInfo.mRegions)
-    {
-        out << (first ? "" : ", ") << "{\"name\": " << Tool_JsonString(region.mName)
-            << ", \"start\": " << region.mStartSample << ", \"stop\": " << region.mStopSample
-            << ", \"whole_file\": " << (region.mIsWholeFile ? "true" : "false") << "}";
-        first = false;
-    }
-    out << "], \"has_overview\": " << (iInfo.mHasOverview ? "true" : "false") << "}";
+        doc["regions"].push_back(Tool_Json{{"name", region.mName},
+                                           {"start", region.mStartSample},
+                                           {"stop", region.mStopSample},
+                                           {"whole_file", region.mIsWholeFile}});
+    doc["has_overview"] = iInfo.mHasOverview;
+    return doc;
 }
 
-// One line, without line breaks, for standard error.
-std::string OneLine(std::string iText)
+struct
 {
-    for (char& c : iText)
-        if (c == '\n' || c == '\r')
-            c = ' ';
-    return iText;
+    std::vector<std::string> mPaths;
+    bool mJson = false;
+} sOptions;
+
+void Declare(CLI::App& ioApp)
+{
+    ioApp.add_option("FILE", sOptions.mPaths, "audio files");
+    ioApp.add_flag("--json", sOptions.mJson, "one JSON document: an object, a list for several");
 }
 
-int Run(const std::vector<std::string>& iArgs)
+int Run()
 {
-    Tool_Args args(iArgs, {}, {"json"});
-    const auto& paths = args.Positional();
+    const auto& paths = sOptions.mPaths;
     if (paths.empty())
         throw Tool_UsageError(std::string("usage: mirafile ") + cUsage);
-    const bool json = args.Flag("json");
+    const bool json = sOptions.mJson;
     const bool list = paths.size() > 1;
 
     // Everything is gathered first, so that the standard output is one whole document.
     std::ostringstream out;
+    Tool_Json documents = Tool_Json::array();
     bool failed = false;
     int32_t shown = 0;
-    if (json && list)
-        out << "[";
     for (const std::string& path : paths)
     {
         FileInfo info;
@@ -171,17 +174,14 @@ int Run(const std::vector<std::string>& iArgs)
         }
         catch (const std::exception& e)
         {
-            std::cerr << "mirafile: " << OneLine(path + ": " +
-                                                 Cmn_Exception::GetExceptionDescription(e))
+            std::cerr << "mirafile: "
+                      << Tool_OneLine(path + ": " + Cmn_Exception::GetExceptionDescription(e))
                       << "\n";
             failed = true;
             continue;
         }
         if (json)
-        {
-            out << (shown ? ",\n " : "");
-            PrintJson(out, info);
-        }
+            documents.push_back(ToJson(info));
         else
         {
             out << (shown ? "\n" : "");
@@ -190,13 +190,14 @@ int Run(const std::vector<std::string>& iArgs)
         ++shown;
     }
     if (json && list)
-        out << "]\n";
+        out << Tool_JsonText(documents, ",\n ") << "\n";
     else if (json && shown)
-        out << "\n";
+        out << Tool_JsonText(documents[0]) << "\n";
     std::cout << out.str();
     return failed ? 1 : 0;
 }
 
-Tool_Registrar sRegistrar{
-    {"info", cUsage, "show the format, identity, time stamps and regions of audio files", Run}};
+Tool_Registrar sRegistrar{{"info", cUsage,
+                           "show the format, identity, time stamps and regions of audio files",
+                           Declare, Run}};
 } // namespace

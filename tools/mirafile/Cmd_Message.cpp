@@ -6,10 +6,22 @@
 
 namespace
 {
-int Run(const std::vector<std::string>& iArgs)
+struct
 {
-    Tool_Args args(iArgs, {}, {"json"});
-    const auto& pos = args.Positional();
+    std::vector<std::string> mPositional; // PACKAGE ID [INSERT...]
+    bool mJson = false;
+} sOptions;
+
+void Declare(CLI::App& ioApp)
+{
+    ioApp.add_option("PACKAGE ID INSERT", sOptions.mPositional,
+                     "package and id (0 to 99 each), then the inserts");
+    ioApp.add_flag("--json", sOptions.mJson, "one JSON document");
+}
+
+int Run()
+{
+    const auto& pos = sOptions.mPositional;
     if (pos.size() < 2)
         throw Tool_UsageError("usage: mirafile message PACKAGE ID [INSERT...]");
     const int64_t package = Tool_ParseInt(pos[0], "PACKAGE");
@@ -20,21 +32,27 @@ int Run(const std::vector<std::string>& iArgs)
     std::string text;
     try
     {
-        text = L10N_Utils::GetText(static_cast<int32_t>(package), static_cast<int32_t>(id), inserts);
+        text =
+            L10N_Utils::GetText(static_cast<int32_t>(package), static_cast<int32_t>(id), inserts);
     }
     catch (const std::runtime_error&)
     {
         throw Tool_UsageError("no message " + pos[0] + " " + pos[1]);
     }
-    if (args.Flag("json"))
-        std::cout << "{\"package\": " << package << ", \"id\": " << id
-                  << ", \"resource_id\": " << package * 100 + id
-                  << ", \"text\": " << Tool_JsonString(text) << "}\n";
+    if (sOptions.mJson)
+    {
+        Tool_Json doc;
+        doc["package"] = package;
+        doc["id"] = id;
+        doc["resource_id"] = package * 100 + id;
+        doc["text"] = text;
+        std::cout << Tool_JsonText(doc) << "\n";
+    }
     else
         std::cout << text << "\n";
     return 0;
 }
 
 Tool_Registrar sRegistrar{{"message", "message PACKAGE ID [INSERT...] [--json]",
-                           "print a text of the message table with its inserts", Run}};
+                           "print a text of the message table with its inserts", Declare, Run}};
 } // namespace

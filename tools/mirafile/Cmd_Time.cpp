@@ -202,56 +202,75 @@ std::string Show(const Position& iPos, const std::string& iKind, bool& oNumber)
     return minsec.ToString(false);
 }
 
-void ApplySettings(const Tool_Args& iArgs)
+struct
 {
-    if (iArgs.Has("rate"))
+    std::vector<std::string> mValues;
+    std::string mFrom, mTo, mRate, mFps, mOffset, mFeetRate, mPull;
+    bool mJson = false, mTable = false;
+} sOptions;
+
+std::vector<std::string> Names(const auto& iMap)
+{
+    std::vector<std::string> names;
+    for (const auto& [name, value] : iMap)
+        names.push_back(name);
+    return names;
+}
+
+void Declare(CLI::App& ioApp)
+{
+    ioApp.add_option("VALUE", sOptions.mValues, "the position, in the scale of --from");
+    ioApp.add_option("--from", sOptions.mFrom, "samples, frames, smpte, feet or minsec");
+    ioApp.add_option("--to", sOptions.mTo, "samples, frames, smpte, feet or minsec");
+    ioApp.add_flag("--table", sOptions.mTable, "the position in every scale");
+    ioApp.add_option("--rate", sOptions.mRate, "sample rate in Hz")
+        ->check(
+            Tool_NumberIn(1.0, 10000000.0, "must lie from 1 to 10000000 Hz", Tool_Shown::eNothing));
+    ioApp.add_option("--fps", sOptions.mFps, "timecode rate")
+        ->check(Tool_OneOf({"23.976", "24", "25", "29.97", "29.97df", "30", "30df"},
+                           "must be one of 23.976, 24, 25, 29.97, 29.97df, 30, 30df",
+                           Tool_Shown::eQuoted));
+    ioApp.add_option("--offset", sOptions.mOffset, "timecode of the session start");
+    ioApp.add_option("--feet-rate", sOptions.mFeetRate, "film frame rate of feet")
+        ->check(Tool_OneOf(Names(cFeetRateNames), "must be one of 23.976, 24, 25",
+                           Tool_Shown::eQuoted));
+    std::ostringstream combos;
+    std::vector<std::string> numbers;
+    for (int32_t combo = 0; combo < Time_Globals::eComboPullFactor_Count; ++combo)
     {
-        const double rate = Tool_ParseDouble(iArgs.Get("rate"), "--rate");
-        if (rate < 1.0 || rate > 10000000.0)
-            throw Tool_UsageError("--rate must lie from 1 to 10000000 Hz");
-        Time_Globals::SetSampleRate(rate);
+        combos << (combo ? ", " : "") << combo << " "
+               << Time_Globals::GetComboString(static_cast<Time_Globals::EComboPullFactor>(combo),
+                                               false);
+        numbers.push_back(std::to_string(combo));
     }
-    if (iArgs.Has("fps"))
+    ioApp.add_option("--pull", sOptions.mPull, "pull-up/down combination (" + combos.str() + ")")
+        ->check(Tool_OneOf(numbers, "must be a combination number (" + combos.str() + ")",
+                           Tool_Shown::eQuoted));
+    ioApp.add_flag("--json", sOptions.mJson, "one JSON document");
+}
+
+void ApplySettings()
+{
+    if (!sOptions.mRate.empty())
+        Time_Globals::SetSampleRate(Tool_ParseDouble(sOptions.mRate, "--rate"));
+    if (!sOptions.mFps.empty())
+        Time_SMPTE::SetGlobalTimeCodeFormat(cFpsNames.at(sOptions.mFps));
+    if (!sOptions.mFeetRate.empty())
+        Time_FeetFrame::SetGlobalFeetFramesRate(cFeetRateNames.at(sOptions.mFeetRate));
+    if (!sOptions.mPull.empty())
     {
-        const auto it = cFpsNames.find(iArgs.Get("fps"));
-        if (it == cFpsNames.end())
-            throw Tool_UsageError(
-                "--fps must be one of 23.976, 24, 25, 29.97, 29.97df, 30, 30df, not \"" +
-                iArgs.Get("fps") + "\"");
-        Time_SMPTE::SetGlobalTimeCodeFormat(it->second);
-    }
-    if (iArgs.Has("feet-rate"))
-    {
-        const auto it = cFeetRateNames.find(iArgs.Get("feet-rate"));
-        if (it == cFeetRateNames.end())
-            throw Tool_UsageError("--feet-rate must be one of 23.976, 24, 25, not \"" +
-                                  iArgs.Get("feet-rate") + "\"");
-        Time_FeetFrame::SetGlobalFeetFramesRate(it->second);
-    }
-    if (iArgs.Has("pull"))
-    {
-        const std::string text = iArgs.Get("pull");
-        if (!AllDigits(text) || text.size() != 1 || text[0] > '8')
-        {
-            std::ostringstream list;
-            for (int32_t combo = 0; combo < Time_Globals::eComboPullFactor_Count; ++combo)
-                list << (combo ? ", " : "") << combo << " "
-                     << Time_Globals::GetComboString(
-                            static_cast<Time_Globals::EComboPullFactor>(combo), false);
-            throw Tool_UsageError("--pull must be a combination number (" + list.str() +
-                                  "), not \"" + text + "\"");
-        }
         Time_Globals::EPullFactor factor01 = Time_Globals::ePullFactor_None;
         Time_Globals::EPullFactor factor4 = Time_Globals::ePullFactor_None;
-        Time_Globals::ComboToPullFactors(static_cast<Time_Globals::EComboPullFactor>(text[0] - '0'),
-                                         &factor01, &factor4);
+        Time_Globals::ComboToPullFactors(
+            static_cast<Time_Globals::EComboPullFactor>(std::stoi(sOptions.mPull)), &factor01,
+            &factor4);
         Time_Globals::SetPullFactor(Time_Globals::ePullMedia_Audio,
                                     Time_Globals::ePullType_PointOnePercent, factor01);
         Time_Globals::SetPullFactor(Time_Globals::ePullMedia_Audio,
                                     Time_Globals::ePullType_FourPercent, factor4);
     }
-    if (iArgs.Has("offset"))
-        Time_SMPTE::SetFrameOffset(ParseTimecode(iArgs.Get("offset"), "--offset").GetTotalFrames());
+    if (!sOptions.mOffset.empty())
+        Time_SMPTE::SetFrameOffset(ParseTimecode(sOptions.mOffset, "--offset").GetTotalFrames());
 }
 
 std::string PullText()
@@ -265,16 +284,14 @@ std::string PullText()
         true);
 }
 
-int Run(const std::vector<std::string>& iArgs)
+int Run()
 {
-    Tool_Args args(iArgs, {"from", "to", "rate", "fps", "offset", "feet-rate", "pull"},
-                   {"json", "table"});
-    const auto& pos = args.Positional();
+    const auto& pos = sOptions.mValues;
     if (pos.size() != 1)
         throw Tool_UsageError(std::string("usage: mirafile ") + cUsage);
-    const std::string from = args.Get("from");
-    const std::string to = args.Get("to");
-    const bool table = args.Flag("table");
+    const std::string& from = sOptions.mFrom;
+    const std::string& to = sOptions.mTo;
+    const bool table = sOptions.mTable;
     if (!IsKind(from))
         throw Tool_UsageError("--from must be one of samples, frames, smpte, feet, minsec" +
                               (from.empty() ? std::string() : ", not \"" + from + "\""));
@@ -284,38 +301,45 @@ int Run(const std::vector<std::string>& iArgs)
     if (table && !to.empty() && !IsKind(to))
         throw Tool_UsageError("--to must be one of samples, frames, smpte, feet, minsec, not \"" +
                               to + "\"");
-    ApplySettings(args);
+    ApplySettings();
 
     const Position position = ReadPosition(pos[0], from);
-    const bool json = args.Flag("json");
+    const bool json = sOptions.mJson;
     bool number = false;
+    // A shown position: a bare number, or a string.
+    auto value = [&](const std::string& iKind)
+    {
+        const std::string shown = Show(position, iKind, number);
+        return number ? Tool_Json::parse(shown) : Tool_Json(shown);
+    };
     if (!table)
     {
-        const std::string result = Show(position, to, number);
         if (json)
-            std::cout << "{\"value\": " << Tool_JsonString(pos[0])
-                      << ", \"from\": " << Tool_JsonString(from)
-                      << ", \"to\": " << Tool_JsonString(to)
-                      << ", \"result\": " << (number ? result : Tool_JsonString(result)) << "}\n";
+        {
+            Tool_Json doc;
+            doc["value"] = pos[0];
+            doc["from"] = from;
+            doc["to"] = to;
+            doc["result"] = value(to);
+            std::cout << Tool_JsonText(doc) << "\n";
+        }
         else
-            std::cout << result << "\n";
+            std::cout << Show(position, to, number) << "\n";
         return 0;
     }
 
     if (json)
     {
-        std::cout << "{\"value\": " << Tool_JsonString(pos[0])
-                  << ", \"from\": " << Tool_JsonString(from)
-                  << ", \"rate\": " << Time_Globals::GetSampleRate()
-                  << ", \"pull_rate\": " << Time_Globals::GetPullSampleRate() << ", \"fps\": "
-                  << Tool_JsonString(FpsName(Time_SMPTE::GetGlobalTimeCodeFormat()))
-                  << ", \"pull\": " << Tool_JsonString(PullText());
+        Tool_Json doc;
+        doc["value"] = pos[0];
+        doc["from"] = from;
+        doc["rate"] = Time_Globals::GetSampleRate();
+        doc["pull_rate"] = Time_Globals::GetPullSampleRate();
+        doc["fps"] = FpsName(Time_SMPTE::GetGlobalTimeCodeFormat());
+        doc["pull"] = PullText();
         for (const char* kind : cKinds)
-        {
-            const std::string shown = Show(position, kind, number);
-            std::cout << ", \"" << kind << "\": " << (number ? shown : Tool_JsonString(shown));
-        }
-        std::cout << "}\n";
+            doc[kind] = value(kind);
+        std::cout << Tool_JsonText(doc) << "\n";
         return 0;
     }
     std::cout << "rate     " << Time_Globals::GetSampleRate() << " Hz (pull " << PullText() << ")\n"
@@ -331,5 +355,5 @@ int Run(const std::vector<std::string>& iArgs)
 
 Tool_Registrar sRegistrar{
     {"time", cUsage, "convert one position between samples, frames, timecode, feet and minutes",
-     Run}};
+     Declare, Run}};
 } // namespace

@@ -28,20 +28,6 @@ constexpr int64_t cBlockFrames = 65536;
 // Room kept below the 4 GB limit of a RIFF form for the chunks around the samples.
 constexpr int64_t cHeaderRoom = 1 << 20;
 
-double RequiredDouble(const Tool_Args& iArgs, const std::string& iName)
-{
-    if (!iArgs.Has(iName))
-        throw Tool_UsageError("--" + iName + " is required; usage: mirafile " + cUsage);
-    return Tool_ParseDouble(iArgs.Get(iName), "--" + iName);
-}
-
-int64_t RequiredInt(const Tool_Args& iArgs, const std::string& iName)
-{
-    if (!iArgs.Has(iName))
-        throw Tool_UsageError("--" + iName + " is required; usage: mirafile " + cUsage);
-    return Tool_ParseInt(iArgs.Get(iName), "--" + iName);
-}
-
 struct ToneSettings
 {
     int32_t mRate = 0;
@@ -52,43 +38,58 @@ struct ToneSettings
     double mLevel = -6.0; // dBFS
 };
 
-ToneSettings ReadSettings(const Tool_Args& iArgs)
+struct
+{
+    std::vector<std::string> mPaths;
+    std::string mRate, mBits, mChannels, mSeconds, mFreq, mLevel; // as given, for the errors
+} sOptions;
+
+void Declare(CLI::App& ioApp)
+{
+    ioApp.add_option("OUT", sOptions.mPaths, "the WAVE file to write");
+    ioApp.add_option("--rate", sOptions.mRate, "sample rate in Hz")
+        ->check(Tool_WholeIn(1000, 768000, "must lie from 1000 to 768000 Hz", Tool_Shown::eValue));
+    ioApp.add_option("--bits", sOptions.mBits, "bits per sample")
+        ->check(Tool_OneOf({"8", "16", "24"}, "must be 8, 16 or 24", Tool_Shown::eValue));
+    ioApp.add_option("--channels", sOptions.mChannels, "channels, each with the same tone")
+        ->check(Tool_WholeIn(1, 64, "must lie from 1 to 64", Tool_Shown::eValue));
+    ioApp.add_option("--seconds", sOptions.mSeconds, "length in seconds")
+        ->check(Tool_NumberIn(std::nextafter(0.0, 1.0), HUGE_VAL, "must be more than 0",
+                              Tool_Shown::eValue));
+    ioApp.add_option("--freq", sOptions.mFreq, "frequency in Hz (default 1000)");
+    ioApp.add_option("--level", sOptions.mLevel, "level in dBFS (default -6)")
+        ->check(Tool_NumberIn(-HUGE_VAL, 0.0, "must be 0 dBFS or below", Tool_Shown::eValue));
+}
+
+const std::string& Required(const std::string& iValue, const std::string& iName)
+{
+    if (iValue.empty())
+        throw Tool_UsageError("--" + iName + " is required; usage: mirafile " + cUsage);
+    return iValue;
+}
+
+ToneSettings ReadSettings()
 {
     ToneSettings s;
-    const int64_t rate = RequiredInt(iArgs, "rate");
-    if (rate < 1000 || rate > 768000)
-        throw Tool_UsageError("--rate must lie from 1000 to 768000 Hz, not " + iArgs.Get("rate"));
-    s.mRate = int32_t(rate);
-    const int64_t bits = RequiredInt(iArgs, "bits");
-    if (bits != 8 && bits != 16 && bits != 24)
-        throw Tool_UsageError("--bits must be 8, 16 or 24, not " + iArgs.Get("bits"));
-    s.mBits = int16_t(bits);
-    const int64_t channels = RequiredInt(iArgs, "channels");
-    if (channels < 1 || channels > 64)
-        throw Tool_UsageError("--channels must lie from 1 to 64, not " + iArgs.Get("channels"));
-    s.mChannels = int16_t(channels);
-    const double seconds = RequiredDouble(iArgs, "seconds");
-    if (!(seconds > 0.0) || !std::isfinite(seconds))
-        throw Tool_UsageError("--seconds must be more than 0, not " + iArgs.Get("seconds"));
+    s.mRate = int32_t(Tool_ParseInt(Required(sOptions.mRate, "rate"), "--rate"));
+    s.mBits = int16_t(Tool_ParseInt(Required(sOptions.mBits, "bits"), "--bits"));
+    s.mChannels = int16_t(Tool_ParseInt(Required(sOptions.mChannels, "channels"), "--channels"));
+    const double seconds = Tool_ParseDouble(Required(sOptions.mSeconds, "seconds"), "--seconds");
     const double frames = std::round(seconds * s.mRate);
     const int64_t frameSize = int64_t(s.mChannels) * (s.mBits / 8);
     if (frames * double(frameSize) > double(UINT32_MAX - cHeaderRoom))
-        throw Tool_UsageError("--seconds " + iArgs.Get("seconds") +
+        throw Tool_UsageError("--seconds " + sOptions.mSeconds +
                               " makes more samples than a WAVE file holds (4 GB)");
     s.mFrames = std::max<int64_t>(int64_t(frames), 1);
-    if (iArgs.Has("freq"))
+    if (!sOptions.mFreq.empty())
     {
-        s.mFreq = Tool_ParseDouble(iArgs.Get("freq"), "--freq");
+        s.mFreq = Tool_ParseDouble(sOptions.mFreq, "--freq");
         if (!(s.mFreq >= 0.0) || s.mFreq > s.mRate / 2.0)
             throw Tool_UsageError("--freq must lie from 0 to half the rate (" +
-                                  std::to_string(s.mRate / 2) + " Hz), not " + iArgs.Get("freq"));
+                                  std::to_string(s.mRate / 2) + " Hz), not " + sOptions.mFreq);
     }
-    if (iArgs.Has("level"))
-    {
-        s.mLevel = Tool_ParseDouble(iArgs.Get("level"), "--level");
-        if (!(s.mLevel <= 0.0) || !std::isfinite(s.mLevel))
-            throw Tool_UsageError("--level must be 0 dBFS or below, not " + iArgs.Get("level"));
-    }
+    if (!sOptions.mLevel.empty())
+        s.mLevel = Tool_ParseDouble(sOptions.mLevel, "--level");
     return s;
 }
 
@@ -111,13 +112,12 @@ void FillBlock(const ToneSettings& iS, int64_t iFirst, int64_t iCount, unsigned 
     }
 }
 
-int Run(const std::vector<std::string>& iArgs)
+int Run()
 {
-    Tool_Args args(iArgs, {"rate", "bits", "channels", "seconds", "freq", "level"}, {});
-    if (args.Positional().size() != 1)
+    if (sOptions.mPaths.size() != 1)
         throw Tool_UsageError(std::string("usage: mirafile ") + cUsage);
-    const std::string path = args.Positional()[0];
-    const ToneSettings s = ReadSettings(args);
+    const std::string path = sOptions.mPaths[0];
+    const ToneSettings s = ReadSettings();
     const int64_t frameSize = int64_t(s.mChannels) * (s.mBits / 8);
     try
     {
@@ -151,5 +151,5 @@ int Run(const std::vector<std::string>& iArgs)
     return 0;
 }
 
-Tool_Registrar sRegistrar{{"tone", cUsage, "write a WAVE file holding a sine tone", Run}};
+Tool_Registrar sRegistrar{{"tone", cUsage, "write a WAVE file holding a sine tone", Declare, Run}};
 } // namespace

@@ -20,8 +20,26 @@ void PrintHelp(std::ostream& out)
         << "usage: mirafile COMMAND [ARGS...]\n\ncommands:\n";
     for (const auto& [name, cmd] : Tool_Registry::All())
         out << "  " << cmd.mUsage << "\n      " << cmd.mSummary << "\n";
-    out << "  help [COMMAND]\n      show this text, or one command's usage\n"
+    out << "  help [COMMAND]\n      show this text, or one command's usage and options\n"
         << "\noptions: --version, --help\n";
+}
+
+const Tool_Command& FindCommand(const std::string& iName, const char* iWhat)
+{
+    const auto& all = Tool_Registry::All();
+    auto it = all.find(iName);
+    if (it == all.end())
+        throw Tool_UsageError(std::string(iWhat) + " \"" + iName + "\"; see mirafile help");
+    return it->second;
+}
+
+// The command's usage line and summary, then the options CLI11 describes.
+void PrintCommandHelp(const Tool_Command& iCommand, CLI::App& ioApp)
+{
+    ioApp.description("");
+    std::cout << "usage: mirafile " << iCommand.mUsage << "\n"
+              << iCommand.mSummary << "\n\n"
+              << ioApp.help("", CLI::AppFormatMode::Sub);
 }
 
 int RunHelp(const std::vector<std::string>& iArgs)
@@ -31,12 +49,30 @@ int RunHelp(const std::vector<std::string>& iArgs)
         PrintHelp(std::cout);
         return 0;
     }
-    const auto& all = Tool_Registry::All();
-    auto it = all.find(iArgs[0]);
-    if (it == all.end())
-        throw Tool_UsageError("no command \"" + iArgs[0] + "\"; see mirafile help");
-    std::cout << "usage: mirafile " << it->second.mUsage << "\n" << it->second.mSummary << "\n";
+    const Tool_Command& command = FindCommand(iArgs[0], "no command");
+    CLI::App app(command.mSummary, "mirafile " + command.mName);
+    command.mDeclare(app);
+    PrintCommandHelp(command, app);
     return 0;
+}
+
+int RunCommand(const Tool_Command& iCommand, const std::vector<std::string>& iArgs)
+{
+    CLI::App app(iCommand.mSummary, "mirafile " + iCommand.mName);
+    try
+    {
+        Tool_Parse(iCommand, app, iArgs);
+    }
+    catch (const CLI::CallForHelp&)
+    {
+        PrintCommandHelp(iCommand, app);
+        return 0;
+    }
+    catch (const CLI::ParseError& e)
+    {
+        throw Tool_UsageError(e.what());
+    }
+    return iCommand.mRun();
 }
 } // namespace
 
@@ -61,11 +97,7 @@ int main(int argc, char** argv)
         }
         if (name == "help" || name == "--help" || name == "-h")
             return RunHelp(args);
-        const auto& all = Tool_Registry::All();
-        auto it = all.find(name);
-        if (it == all.end())
-            throw Tool_UsageError("unknown command \"" + name + "\"; see mirafile help");
-        return it->second.mRun(args);
+        return RunCommand(FindCommand(name, "unknown command"), args);
     }
     catch (const Cmn_CancelException&)
     {
@@ -74,11 +106,8 @@ int main(int argc, char** argv)
     }
     catch (const std::exception& e)
     {
-        std::string text = Cmn_Exception::GetExceptionDescription(e);
-        for (char& c : text)
-            if (c == '\n' || c == '\r')
-                c = ' ';
-        std::cerr << "mirafile: " << text << "\n";
+        std::cerr << "mirafile: " << Tool_OneLine(Cmn_Exception::GetExceptionDescription(e))
+                  << "\n";
         return 1;
     }
 }
