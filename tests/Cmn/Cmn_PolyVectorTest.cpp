@@ -286,11 +286,8 @@ TEST_F(Cmn_PolyVectorLifetime, ReallocationFailureLeavesVectorUnchanged)
 TEST_F(Cmn_PolyVectorLifetime, EveryElementDestroyedOnce)
 {
     {
-        TVec vec(10, Tracked(3));
-        EXPECT_EQ(Tracked::sLive.size(), 10u);
-        vec.erase(vec.begin() + 2, vec.begin() + 7);
-        EXPECT_EQ(Tracked::sLive.size(), 5u);
-        vec.resize(2);
+        // Erasing, resizing and assigning are walked by the random operations above.
+        TVec vec(2, Tracked(3));
         EXPECT_EQ(Tracked::sLive.size(), 2u);
         TVec moved(std::move(vec));
         EXPECT_TRUE(vec.empty());
@@ -308,18 +305,9 @@ TEST(Cmn_PolyVector, AtThrowsPastTheEnd)
     Cmn_PolyVector<int> vec{10, 20, 30};
     EXPECT_EQ(vec.at(2), 30);
     EXPECT_EQ(*static_cast<const int*>(vec.GetImpl().At(vec.size() - 1)), 30);
-    try
-    {
-        vec.at(3);
-        FAIL() << "At(Size()) did not throw";
-    }
-    catch (const std::exception& e)
-    {
-        EXPECT_TRUE(L10N_IsException(e, 7, 10));
-        EXPECT_NE(std::string(e.what()).find("out_of_range: Cmn_PolyVectorImpl::At"),
-                  std::string::npos)
-            << e.what();
-    }
+    EXPECT_TRUE(Test_ThrowsL10N([&] { vec.at(3); }, 7, 10));
+    EXPECT_NE(ThrownText([&] { vec.at(3); }).find("out_of_range: Cmn_PolyVectorImpl::At"),
+              std::string::npos);
     const Cmn_PolyVector<int>& constVec = vec;
     EXPECT_TRUE(Test_ThrowsL10N([&] { constVec.at(size_t(-1)); }, 7, 10));
     EXPECT_TRUE(Test_ThrowsL10N([] { Cmn_PolyVector<int>().at(0); }, 7, 10));

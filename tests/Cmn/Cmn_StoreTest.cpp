@@ -127,8 +127,6 @@ TEST(Cmn_CacheableProperty, SetMarksDirtyAndWritesThrough)
     EXPECT_TRUE(p.Get(&out));
     EXPECT_EQ(out, 48000);
     EXPECT_EQ(p.mReads, 0);
-    p.ClearDirty();
-    EXPECT_FALSE(p.IsDirty());
 }
 
 namespace

@@ -54,6 +54,19 @@ testing::AssertionResult Test_Asserts(const std::function<void()>& iAction, cons
     return testing::AssertionFailure() << "threw nothing";
 }
 
+std::string ThrownText(const std::function<void()>& iAction)
+{
+    try
+    {
+        iAction();
+    }
+    catch (const std::exception& e)
+    {
+        return e.what();
+    }
+    return "";
+}
+
 std::vector<unsigned char> Test_Contents(const Cmn_MemBufferOutStream& iOut)
 {
     return std::vector<unsigned char>(iOut.GetBuffer(), iOut.GetBuffer() + iOut.GetEndPos());

@@ -40,6 +40,9 @@ testing::AssertionResult Test_ThrowsL10N(const std::function<void()>& iAction, i
 // Whether iAction fails the assertion whose expression text is iExpr.
 testing::AssertionResult Test_Asserts(const std::function<void()>& iAction, const std::string& iExpr);
 
+// The text of what iAction threw, or "" when it did not throw.
+std::string ThrownText(const std::function<void()>& iAction);
+
 // What a memory out stream holds.
 std::vector<unsigned char> Test_Contents(const Cmn_MemBufferOutStream& iOut);
 

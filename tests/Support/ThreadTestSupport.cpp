@@ -40,16 +40,3 @@ void RunThreads(int iCount, const std::function<void(int)>& iBody)
     for (auto& thread : threads)
         thread.join();
 }
-
-std::string ThrownText(const std::function<void()>& iCall)
-{
-    try
-    {
-        iCall();
-    }
-    catch (const std::exception& e)
-    {
-        return e.what();
-    }
-    return "";
-}

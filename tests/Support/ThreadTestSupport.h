@@ -52,6 +52,3 @@ bool Eventually(const std::function<bool()>& iCondition, int iSeconds = 10);
 // Runs iBody(i) for i from 0 to iCount - 1, each on a thread of its own, all at once, and
 // joins them.
 void RunThreads(int iCount, const std::function<void(int)>& iBody);
-
-// The text of what iCall threw, or "" when it did not throw.
-std::string ThrownText(const std::function<void()>& iCall);

@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Cmn_Exception.h"
-#include "Cmn_MemBufferStream.h"
-#include "L10N_ExceptionData.h"
-#include "Sys_TypedStream.h"
+#include "Support/SysTestSupport.h"
 #include "Time/Time_BarBeatTick.h"
 #include "Time/Time_Meter.h"
 #include "Time/Time_NotationDurationValue.h"
@@ -97,22 +95,26 @@ TEST(Time_MeterTest, DurationsTruncate)
 
 TEST(Time_NotationDurationValueTest, TicksOfNoteValues)
 {
-    Time_NotationDurationValue v;
-    EXPECT_EQ(v.GetTicks().AsInt64(), 960000);
-    v.mNoteValue = Time_NotationDurationValue::eNoteValue_Whole;
-    EXPECT_EQ(v.GetTicks().AsInt64(), 3840000);
-    v.mNoteValue = Time_NotationDurationValue::eNoteValue_SixtyFourth;
-    EXPECT_EQ(v.GetTicks().AsInt64(), 60000);
-    v.mNoteValue = Time_NotationDurationValue::eNoteValue_Eighth;
-    v.mDotted = true;
-    EXPECT_EQ(v.GetTicks().AsInt64(), 720000);
-    v.mDotted = false;
-    v.mTuplet = true; // 2 in 3
-    EXPECT_EQ(v.GetTicks().AsInt64(), 320000);
-    v.mTupletDenominator = 0; // ignored
-    EXPECT_EQ(v.GetTicks().AsInt64(), 480000);
-    v.mNoteValue = 0;
-    EXPECT_THROW(v.GetTicks(), Cmn_AssertException);
+    using N = Time_NotationDurationValue;
+    // {note value, dotted, tuplet, tuplet denominator (0 is ignored), ticks}
+    const int64_t rows[][5] = {{N::eNoteValue_Quarter, 0, 0, 3, 960000},
+                               {N::eNoteValue_Whole, 0, 0, 3, 3840000},
+                               {N::eNoteValue_SixtyFourth, 0, 0, 3, 60000},
+                               {N::eNoteValue_Eighth, 1, 0, 3, 720000},
+                               {N::eNoteValue_Eighth, 0, 1, 3, 320000}, // 2 in 3
+                               {N::eNoteValue_Eighth, 0, 1, 0, 480000}};
+    for (const auto& [note, dotted, tuplet, denominator, ticks] : rows)
+    {
+        N v;
+        v.mNoteValue = int32_t(note);
+        v.mDotted = dotted;
+        v.mTuplet = tuplet;
+        v.mTupletDenominator = int32_t(denominator);
+        EXPECT_EQ(v.GetTicks().AsInt64(), ticks) << note << dotted << tuplet << denominator;
+    }
+    N bad;
+    bad.mNoteValue = 0;
+    EXPECT_THROW(bad.GetTicks(), Cmn_AssertException);
 }
 
 TEST(Time_NotationDurationValueTest, MakeDurationValueFindsLongestFittingNoteAndComparison)
@@ -153,46 +155,26 @@ TEST(Time_NotationDurationValueTest, StreamRoundTripAndBadVersion)
     Time_NotationDurationValue v;
     v.mNoteValue = 6;
     v.mDotted = true;
-    v.mTuplet = true;
     v.mTupletNumerator = 5;
     v.mTupletDenominator = 4;
-    Cmn_MemBufferOutStream buffer;
-    Sys_CrossPlatformOutStream out(&buffer);
-    v.StreamOut(out);
-    ASSERT_EQ(buffer.GetEndPos(), 2 + 4 + 1 + 1 + 4 + 4);
-    const unsigned char* bytes = buffer.GetBuffer();
-    EXPECT_EQ(bytes[0], 0);
-    EXPECT_EQ(bytes[1], 1); // big-endian version 1
-    EXPECT_EQ(bytes[5], 6);
+    Test_Out out; // cross-platform: big-endian
+    v.StreamOut(*out);
+    Bytes bytes = out.Get();
+    ASSERT_EQ(bytes, (Bytes{0, 1, 0, 0, 0, 6, 1, 0, 0, 0, 0, 5, 0, 0, 0, 4})); // version 1
 
-    Cmn_MemBufferInStream inBuffer(bytes, bytes + buffer.GetEndPos());
-    Sys_CrossPlatformInStream in(&inBuffer);
     Time_NotationDurationValue back;
-    back.StreamIn(in);
+    back.StreamIn(*Test_In(bytes));
     EXPECT_EQ(back.mNoteValue, 6);
     EXPECT_TRUE(back.mDotted);
-    EXPECT_TRUE(back.mTuplet);
+    EXPECT_FALSE(back.mTuplet);
     EXPECT_EQ(back.mTupletNumerator, 5);
     EXPECT_EQ(back.mTupletDenominator, 4);
 
-    std::vector<unsigned char> bad(bytes, bytes + buffer.GetEndPos());
-    bad[1] = 2;
-    Cmn_MemBufferInStream badBuffer(bad.data(), bad.data() + bad.size());
-    Sys_CrossPlatformInStream badIn(&badBuffer);
-    Time_NotationDurationValue untouched;
-    try
-    {
-        untouched.StreamIn(badIn);
-        FAIL() << "a bad version was accepted";
-    }
-    catch (const std::exception& e)
-    {
-        EXPECT_TRUE(L10N_IsException(e, 14, 3));
-    }
-    EXPECT_EQ(untouched.mNoteValue, Time_NotationDurationValue::eNoteValue_Quarter);
-
     // Cut short: the stream's own failure, never a read past the end.
-    Cmn_MemBufferInStream shortBuffer(bytes, bytes + 7);
-    Sys_CrossPlatformInStream shortIn(&shortBuffer);
-    EXPECT_THROW(back.StreamIn(shortIn), Cmn_Exception);
+    EXPECT_TRUE(Test_ThrowsL10N(
+        [&] { back.StreamIn(*Test_In(Bytes(bytes.begin(), bytes.begin() + 7))); }, 7, 8));
+    Time_NotationDurationValue untouched;
+    bytes[1] = 2;
+    EXPECT_TRUE(Test_ThrowsL10N([&] { untouched.StreamIn(*Test_In(bytes)); }, 14, 3));
+    EXPECT_EQ(untouched.mNoteValue, Time_NotationDurationValue::eNoteValue_Quarter);
 }
