@@ -136,9 +136,9 @@ void PrintText(std::ostream& out, const OverviewInfo& iInfo)
 
 Tool_Json ToJson(const OverviewInfo& iInfo)
 {
-    Tool_Json points = Tool_Json::array();
-    for (size_t i = 0; i + 1 < iInfo.mLane.mBytes.size(); i += 2)
-        points.push_back({int32_t(iInfo.mLane.mBytes[i]), int32_t(iInfo.mLane.mBytes[i + 1])});
+    // The points as pairs of signed bytes (max, min), held as one byte each.
+    const std::vector<int8_t>& lane = iInfo.mLane.mBytes;
+    Tool_Json points = Tool_Json::binary(std::vector<uint8_t>(lane.begin(), lane.end()));
     Tool_Json doc;
     doc["path"] = iInfo.mPath;
     doc["samples"] = iInfo.mLane.mSamples;

@@ -212,6 +212,20 @@ void AppendJson(std::string& ioOut, const Tool_Json& iValue, const char* iSepara
     case Tool_Json::value_t::string:
         ioOut += Tool_JsonString(iValue.get_ref<const std::string&>());
         break;
+    case Tool_Json::value_t::binary:
+    {
+        // Signed bytes in pairs: [[b0, b1], [b2, b3], ...] (an odd last byte is left out).
+        const auto& bytes = iValue.get_binary();
+        ioOut += "[";
+        for (size_t i = 0; i + 1 < bytes.size(); i += 2)
+        {
+            ioOut += i ? ", [" : "[";
+            ioOut += std::to_string(int8_t(bytes[i])) + ", " + std::to_string(int8_t(bytes[i + 1]));
+            ioOut += "]";
+        }
+        ioOut += "]";
+        break;
+    }
     case Tool_Json::value_t::number_float:
     {
         std::ostringstream text;

@@ -81,7 +81,9 @@ using Tool_Json = nlohmann::ordered_json;
 
 // The tool's JSON text of a value, on one line: ", " between items and ": " after keys;
 // strings escaped byte by byte (names pass through as they are); numbers with fractions as
-// a std::ostream shows them (six significant digits). The items of a top-level list are
+// a std::ostream shows them (six significant digits); a binary value as a list of pairs of
+// signed bytes, [[b0, b1], [b2, b3], ...], which keeps a long run of byte pairs (an
+// overview's points) at one byte each in memory. The items of a top-level list are
 // separated by iListSeparator (",\n " puts each file's object on a line of its own).
 std::string Tool_JsonText(const Tool_Json& iValue, const char* iListSeparator = ", ");
 
