@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewCacheOld.h"
-#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "FF/FF_Document.h"
 #include "OverviewTestSupport.h"
 #include "Sys_FileUtils.h"
@@ -34,15 +33,8 @@ Cache::OverviewKey Key(int32_t iN)
     return key;
 }
 
-FF_AudioOverview Payload(int32_t iSize, uint32_t iSeed)
-{
-    FF_AudioOverview overview = FF_AudioOverviewMgr::AllocateBytes(iSize);
-    for (int32_t i = 0; i < iSize; ++i)
-        overview.GetBuffer()[i] = int8_t(uint32_t(i) * 29u + iSeed * 13u);
-    return overview;
-}
-
 constexpr auto Found = Test_Found<Cache>;
+constexpr auto Payload = Test_Payload;
 
 std::string Printed(const std::string& iPath)
 {

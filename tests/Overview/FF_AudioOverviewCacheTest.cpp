@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewCache.h"
-#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "OverviewTestSupport.h"
 #include "Sys_FilePosix.h"
 #include "Support/TestSupport.h"
@@ -30,16 +29,8 @@ Cache::OverviewKey Key(const std::string& iDir, int32_t iN)
     return key;
 }
 
-// An overview of iSize bytes whose contents tell iSeed apart.
-FF_AudioOverview Payload(int32_t iSize, uint32_t iSeed)
-{
-    FF_AudioOverview overview = FF_AudioOverviewMgr::AllocateBytes(iSize);
-    for (int32_t i = 0; i < iSize; ++i)
-        overview.GetBuffer()[i] = int8_t(uint32_t(i) * 31u + iSeed * 17u);
-    return overview;
-}
-
 constexpr auto Found = Test_Found<Cache>;
+constexpr auto Payload = Test_Payload;
 
 TEST(FF_AudioOverviewCache, FlushedCacheGivesTheSameBytesAfterReopening)
 {

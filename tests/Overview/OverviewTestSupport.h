@@ -16,6 +16,7 @@
 
 #include "FF/Audio/FF_AudioFile.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverview.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
 #include "Support/FFTestSupport.h"
 #include "Sys_FileLoc.h"
@@ -120,6 +121,15 @@ inline std::vector<int32_t> Test_Mix(const Test_Channels& iChannels, int32_t iBi
         mix[k] = int32_t(v >= max ? max : v < -max ? -max - 1 : v);
     }
     return mix;
+}
+
+// An overview of iSize bytes whose contents tell iSeed apart.
+inline FF_AudioOverview Test_Payload(int32_t iSize, uint32_t iSeed)
+{
+    FF_AudioOverview overview = FF_AudioOverviewMgr::AllocateBytes(iSize);
+    for (int32_t i = 0; i < iSize; ++i)
+        overview.GetBuffer()[i] = int8_t(uint32_t(i) * 31u + iSeed * 17u);
+    return overview;
 }
 
 // What a cache finds for a key: the overview's bytes, or {99} when it finds nothing (no
