@@ -139,9 +139,8 @@ TEST_P(FF_AudioProcessChainReadError, EndsTheChainAsFailedWithThatError)
     const int64_t failOn = GetParam();
     Test_PoolWatch watch;
     auto* consumerP = new Test_CheckingConsumer(1, &watch);
-    Chain chain =
-        Test_MakeChain({Handle(Test_CountingProducer(100 * 500, 500, 1, failOn, &watch)),
-                        Handle(new Test_AddFilter(1)), Handle(consumerP)});
+    Chain chain = Test_MakeChain({Handle(Test_CountingProducer(100 * 500, 500, 1, failOn, &watch)),
+                                  Handle(new Test_AddFilter(1)), Handle(consumerP)});
     EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Failed);
     EXPECT_NE(ChainError(chain).find("read error at block " + std::to_string(failOn)),
               std::string::npos)
@@ -256,9 +255,9 @@ TEST(FF_AudioProcessChain, ChainsAtOnceShareTheWorkers)
     for (int i = 0; i < 4; ++i)
     {
         consumers.push_back(new Test_CheckingConsumer(int16_t(7 + i)));
-        queued.push_back(Test_MakeChain({(i ? mono : stereo).MakeProducer(),
-                                         Handle(new Test_AddFilter(int16_t(7 + i))),
-                                         Handle(consumers.back())}));
+        queued.push_back(
+            Test_MakeChain({(i ? mono : stereo).MakeProducer(),
+                            Handle(new Test_AddFilter(int16_t(7 + i))), Handle(consumers.back())}));
         ended.push_back(queued.back()->GetNotificationEvent(cEnded));
         FF_AudioProcessUtils::QueueBatchProcess(queued.back());
     }

@@ -3,10 +3,10 @@
 #include "ChainTestStages.h"
 #include "FF/FF_CopyFile.h"
 #include "FF/FF_CopyFolder.h"
-#include "Sys_FileUtils.h"
-#include "Sys_Volume.h"
 #include "Support/ByteSupport.h"
 #include "Support/TestSupport.h"
+#include "Sys_FileUtils.h"
+#include "Sys_Volume.h"
 
 namespace
 {

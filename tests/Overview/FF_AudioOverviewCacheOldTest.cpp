@@ -13,9 +13,9 @@
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewCacheOld.h"
 #include "FF/FF_Document.h"
 #include "OverviewTestSupport.h"
+#include "Support/TestSupport.h"
 #include "Sys_FileUtils.h"
 #include "Sys_StdStreamHeader.h"
-#include "Support/TestSupport.h"
 
 namespace
 {
@@ -362,8 +362,9 @@ TEST(FF_AudioOverviewCacheOld, FuzzSeedsOpenOrAreRebuilt)
     WriteFuzzSeeds(seeds);
     // Every bad one but the damaged entries (skipped) is refused.
     EXPECT_EQ(Test_OpenSeeds<Cache>(
-        dir.Path() + "/Bad", seeds, [](Cache& ioCache) { ioCache.Append(Key(9), Payload(4, 9)); },
-        Key(9), Test_Bytes(Payload(4, 9))),
+                  dir.Path() + "/Bad", seeds,
+                  [](Cache& ioCache) { ioCache.Append(Key(9), Payload(4, 9)); }, Key(9),
+                  Test_Bytes(Payload(4, 9))),
               2);
 }
 } // namespace

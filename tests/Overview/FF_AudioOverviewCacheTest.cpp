@@ -12,8 +12,8 @@
 
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewCache.h"
 #include "OverviewTestSupport.h"
-#include "Sys_FilePosix.h"
 #include "Support/TestSupport.h"
+#include "Sys_FilePosix.h"
 
 namespace
 {
@@ -384,9 +384,9 @@ TEST(FF_AudioOverviewCache, FuzzSeedsOpenOrAreRebuilt)
     WriteFuzzSeeds(seeds);
     // Every bad one is refused.
     EXPECT_EQ(Test_OpenSeeds<Cache>(
-        dir.Path() + "/Bad", seeds,
-        [&](Cache& ioCache) { ioCache.Add(Key(dir.Path(), 9), Payload(4, 9)); },
-        Key(dir.Path(), 9), Test_Bytes(Payload(4, 9))),
+                  dir.Path() + "/Bad", seeds,
+                  [&](Cache& ioCache) { ioCache.Add(Key(dir.Path(), 9), Payload(4, 9)); },
+                  Key(dir.Path(), 9), Test_Bytes(Payload(4, 9))),
               3);
 }
 } // namespace

@@ -15,9 +15,9 @@
 #include <gtest/gtest.h>
 
 #include "FF/Audio/FF_AudioFile.h"
+#include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverview.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
-#include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
 #include "Support/FFTestSupport.h"
 #include "Sys_FileLoc.h"
 

@@ -152,15 +152,12 @@ TEST(FF_AudioProcessSRC, QualitySetsTheLengthAndTheRatesThePhases)
         int32_t mSrc, mDst;
         ESRCQuality mQuality;
         int32_t mTaps, mPhases;
-    } cases[] = {{44100, 48000, eSRCQuality_High, 65, 160},
-                 {48000, 44100, eSRCQuality_High, 65, 147},
-                 {44100, 48000, eSRCQuality_Higher, 129, 160},
-                 {44100, 48000, eSRCQuality_Best, 257, 160},
-                 {44100, 48001, eSRCQuality_Medium, 33, 16384},
-                 {44100, 48001, eSRCQuality_Low, 17, 2048},
-                 {44100, 48001, eSRCQuality_Fastest, 9, 2048},
-                 {96000, 44100, eSRCQuality_Low, 17, 147},
-                 {8000, 16000, eSRCQuality_Fastest, 9, 2}};
+    } cases[] = {
+        {44100, 48000, eSRCQuality_High, 65, 160},     {48000, 44100, eSRCQuality_High, 65, 147},
+        {44100, 48000, eSRCQuality_Higher, 129, 160},  {44100, 48000, eSRCQuality_Best, 257, 160},
+        {44100, 48001, eSRCQuality_Medium, 33, 16384}, {44100, 48001, eSRCQuality_Low, 17, 2048},
+        {44100, 48001, eSRCQuality_Fastest, 9, 2048},  {96000, 44100, eSRCQuality_Low, 17, 147},
+        {8000, 16000, eSRCQuality_Fastest, 9, 2}};
     for (const auto& c : cases)
     {
         FF_AudioProcessSRC stage(c.mSrc, c.mDst, c.mQuality);
