@@ -301,36 +301,29 @@ TEST(FF_AudioProcessWriteFiles, GathersSmallBlocksIntoLargeWrites)
 
 // ---- faults --------------------------------------------------------------------------------
 
-TEST(ConvertFaults, ASourceThatIsNotAudioIsRefused)
+// A source that is not audio, a "folder" that is a file, and one that does not exist: refused
+// before any output is made.
+TEST(ConvertFaults, WhatCannotBeConvertedLeavesNothing)
 {
     Test_TempDir dir;
-    const std::string source = dir.Path() + "/notes.wav";
-    std::ofstream(source) << "these are not samples";
-    const auto params = Test_Params(48000, 24);
-    EXPECT_THROW(Convert(source, {dir.Path() + "/out.wav"}, params), std::runtime_error);
-    EXPECT_EQ(Test_FolderNames(dir.Path()), std::set<std::string>{"notes.wav"});
-    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(source)));
-    EXPECT_THROW(FF_AudioProcessConvertAudioFileConstructor(file, 16, eAudioFileType_WAVE, 48000,
-                                                            eSRCQuality_Medium),
-                 std::runtime_error);
-}
-
-TEST(ConvertFaults, AFolderThatCannotBeWrittenLeavesNothing)
-{
-    Test_TempDir dir;
-    const std::string source = dir.Path() + "/tone.wav";
+    const std::string notes = dir.Path() + "/notes.wav", source = dir.Path() + "/tone.wav";
+    std::ofstream(notes) << "these are not samples";
     Test_MakeTone(source, 44100, 16, 2, 5000);
     const auto params = Test_Params(48000, 24);
-    // A "folder" that is a file, and one that does not exist.
+    EXPECT_THROW(Convert(notes, {dir.Path() + "/out.wav"}, params), std::runtime_error);
     EXPECT_ANY_THROW(Convert(source, {source + "/out.wav"}, params));
     EXPECT_ANY_THROW(Convert(source, {dir.Path() + "/missing/out.wav"}, params));
-    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(source)));
+    EXPECT_THROW(FF_AudioProcessConvertAudioFileConstructor(
+                     FF_AudioFileRef(new FF_AudioFile(Sys_FileLoc(notes))), 16, eAudioFileType_WAVE,
+                     48000, eSRCQuality_Medium),
+                 std::runtime_error);
     Cmn_AliasedRefCountPtr<FF_AudioProcessConvertAudioFileConstructor> constructor(
-        new FF_AudioProcessConvertAudioFileConstructor(file, 16, eAudioFileType_WAVE, 48000,
-                                                       eSRCQuality_Medium));
+        new FF_AudioProcessConvertAudioFileConstructor(
+            FF_AudioFileRef(new FF_AudioFile(Sys_FileLoc(source))), 16, eAudioFileType_WAVE, 48000,
+            eSRCQuality_Medium));
     constructor->SetDstFolderLoc(Sys_FileLoc(dir.Path() + "/missing"));
     EXPECT_ANY_THROW(constructor->CreateBatchProcess());
-    EXPECT_EQ(Test_FolderNames(dir.Path()), std::set<std::string>{"tone.wav"});
+    EXPECT_EQ(Test_FolderNames(dir.Path()), (std::set<std::string>{"notes.wav", "tone.wav"}));
 }
 
 // Runs a conversion with the Nth transfer of iKind failing with ENOSPC, for every N until a
