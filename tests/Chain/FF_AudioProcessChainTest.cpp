@@ -53,7 +53,9 @@ protected:
 };
 } // namespace
 
-TEST(FF_AudioProcessChain, StreamsEverySampleThroughTheFiltersInChainOrder)
+// (Filters in between: see PoolIsTheOnlySourceOfBlocksWhileStreaming and
+// ChainsAtOnceShareTheWorkers.)
+TEST(FF_AudioProcessChain, StreamsEverySampleAndReportsItsProgress)
 {
     const Test_CountingBuffer stereo(100003, 2);
     auto* consumerP = new Test_CheckingConsumer;
@@ -66,15 +68,6 @@ TEST(FF_AudioProcessChain, StreamsEverySampleThroughTheFiltersInChainOrder)
     EXPECT_EQ(chain->GetPercentCompleted(), 100);
     EXPECT_EQ(chain->GetDescription(), "plain");
     ExpectAllAtRest(chain);
-
-    const Test_CountingBuffer mono(50000);
-    auto* filteredP = new Test_CheckingConsumer(int16_t(1 + 20 + 300));
-    Chain filtered = Test_MakeChain({mono.MakeProducer(), Handle(new Test_AddFilter(1)),
-                                     Handle(new Test_AddFilter(20)),
-                                     Handle(new Test_AddFilter(300)), Handle(filteredP)});
-    EXPECT_EQ(Test_RunQueued(filtered), Sys_Task::eStatus_Complete) << ChainError(filtered);
-    EXPECT_EQ(filteredP->GetMismatches(), 0);
-    EXPECT_EQ(filteredP->GetBlocks(), Test_CountingBuffer::Blocks(50000));
 }
 
 TEST(FF_AudioProcessChain, PoolIsTheOnlySourceOfBlocksWhileStreaming)
@@ -139,9 +132,8 @@ TEST_P(FF_AudioProcessChainReadError, EndsTheChainAsFailedWithThatError)
     const int64_t failOn = GetParam();
     Test_PoolWatch watch;
     auto* consumerP = new Test_CheckingConsumer(1, &watch);
-    Chain chain =
-        Test_MakeChain({Handle(Test_CountingProducer(100 * 500, 500, 1, failOn, &watch)),
-                        Handle(new Test_AddFilter(1)), Handle(consumerP)});
+    Chain chain = Test_MakeChain({Handle(Test_CountingProducer(100 * 500, 500, 1, failOn, &watch)),
+                                  Handle(new Test_AddFilter(1)), Handle(consumerP)});
     EXPECT_EQ(Test_RunQueued(chain), Sys_Task::eStatus_Failed);
     EXPECT_NE(ChainError(chain).find("read error at block " + std::to_string(failOn)),
               std::string::npos)
@@ -245,50 +237,38 @@ TEST(FF_AudioProcessChain, AbortWhileStreamingEndsAbortedWithoutException)
     ExpectAllAtRest(chain);
 }
 
-TEST(FF_AudioProcessChain, TwoChainsAtOnceShareTheWorkers)
+TEST(FF_AudioProcessChain, ChainsAtOnceShareTheWorkers)
 {
-    // One chain queued on the Driver thread, one driven here by hand, at the same time: both
+    // Four chains queued on the Driver thread, one driven here by hand, at the same time: all
     // put their stages on the same three workers.
     const Test_CountingBuffer stereo(400000, 2), mono(300000);
-    auto* queuedConsumerP = new Test_CheckingConsumer(7);
-    Chain queued = Test_MakeChain(
-        {stereo.MakeProducer(), Handle(new Test_AddFilter(7)), Handle(queuedConsumerP)});
-    auto* manualConsumerP = new Test_CheckingConsumer(9);
-    Chain manual = Test_MakeChain({mono.MakeProducer(), Handle(new Test_AddFilter(4)),
-                                   Handle(new Test_AddFilter(5)), Handle(manualConsumerP)});
-    Sys_Event::EventHandle queuedEnded = queued->GetNotificationEvent(cEnded);
-    FF_AudioProcessUtils::QueueBatchProcess(queued);
-    int32_t slices = 0;
-    FF_AudioProcessUtils::RunProcessChainToEnd(
-        manual.Get(), [&] { return ++slices < 6000; }, 10);
-    EXPECT_EQ(manual->GetStatus(), Sys_Task::eStatus_Complete);
-    ASSERT_EQ(queuedEnded->Wait(60000), Sys_SyncObject::eWaitResult_Signalled);
-    EXPECT_EQ(queued->GetStatus(), Sys_Task::eStatus_Complete) << ChainError(queued);
-    EXPECT_EQ(queuedConsumerP->GetMismatches(), 0);
-    EXPECT_EQ(manualConsumerP->GetMismatches(), 0);
-    EXPECT_EQ(manualConsumerP->GetBlocks(), Test_CountingBuffer::Blocks(300000));
-}
-
-TEST(FF_AudioProcessChain, QueuedChainsAllComplete)
-{
-    const Test_CountingBuffer mono(20000);
-    std::vector<Chain> chains;
+    std::vector<Chain> queued;
     std::vector<Test_CheckingConsumer*> consumers;
     std::vector<Sys_Event::EventHandle> ended;
     for (int i = 0; i < 4; ++i)
     {
-        consumers.push_back(new Test_CheckingConsumer(int16_t(i)));
-        chains.push_back(Test_MakeChain(
-            {mono.MakeProducer(), Handle(new Test_AddFilter(int16_t(i))), Handle(consumers[i])}));
-        ended.push_back(chains[i]->GetNotificationEvent(cEnded));
+        consumers.push_back(new Test_CheckingConsumer(int16_t(7 + i)));
+        queued.push_back(
+            Test_MakeChain({(i ? mono : stereo).MakeProducer(),
+                            Handle(new Test_AddFilter(int16_t(7 + i))), Handle(consumers.back())}));
+        ended.push_back(queued.back()->GetNotificationEvent(cEnded));
+        FF_AudioProcessUtils::QueueBatchProcess(queued.back());
     }
-    for (const Chain& chain : chains)
-        FF_AudioProcessUtils::QueueBatchProcess(chain);
-    for (size_t i = 0; i < chains.size(); ++i)
+    auto* manualConsumerP = new Test_CheckingConsumer(9);
+    Chain manual = Test_MakeChain({mono.MakeProducer(), Handle(new Test_AddFilter(4)),
+                                   Handle(new Test_AddFilter(5)), Handle(manualConsumerP)});
+    int32_t slices = 0;
+    FF_AudioProcessUtils::RunProcessChainToEnd(
+        manual.Get(), [&] { return ++slices < 6000; }, 10);
+    EXPECT_EQ(manual->GetStatus(), Sys_Task::eStatus_Complete);
+    EXPECT_EQ(manualConsumerP->GetMismatches(), 0);
+    EXPECT_EQ(manualConsumerP->GetBlocks(), Test_CountingBuffer::Blocks(300000));
+    for (size_t i = 0; i < queued.size(); ++i)
     {
         ASSERT_EQ(ended[i]->Wait(60000), Sys_SyncObject::eWaitResult_Signalled);
-        EXPECT_EQ(chains[i]->GetStatus(), Sys_Task::eStatus_Complete);
+        EXPECT_EQ(queued[i]->GetStatus(), Sys_Task::eStatus_Complete) << ChainError(queued[i]);
         EXPECT_EQ(consumers[i]->GetMismatches(), 0);
+        EXPECT_EQ(consumers[i]->GetBlocks(), Test_CountingBuffer::Blocks(i ? 300000 : 400000));
     }
 }
 

@@ -110,30 +110,31 @@ TEST(FF_AudioProcessRegulator, StreamLongerThanTheRingArrivesWholeWithAZeroTail)
 
 TEST(FF_AudioProcessRegulator, UnknownLengthIsPrimedOnlyByAFullRing)
 {
-    // 10 buffers' worth of an unannounced length: never primed, never done.
-    auto* shortP = new FF_AudioProcessRegulator(1, 1000);
-    auto shortChain = Test_MakeChain(
-        {Handle(Test_CountingProducer(5000, 500, 1, -1, nullptr, false)), Handle(shortP)});
-    FF_AudioProcessUtils::QueueBatchProcess(shortChain);
-    Test_WaitFor([&] { return shortP->GetUnitsProcessed() >= 5000; });
-    EXPECT_EQ(shortP->GetUnitsProcessed(), 5000);
-    EXPECT_FALSE(shortP->GetIsPrimedEvent()->IsSet());
-    shortChain->Abort();
-    Test_WaitFor([&] { return bool(shortChain->GetStatus() & cTest_Ended); });
-    EXPECT_EQ(shortChain->GetStatus(), Sys_Task::eStatus_Aborted);
-
-    // 30 buffers' worth: the ring fills and primes; the consumer then waits for the
-    // real-time side, and an abort wakes it.
-    auto* longP = new FF_AudioProcessRegulator(1, 1000);
-    auto longChain = Test_MakeChain(
-        {Handle(Test_CountingProducer(15000, 500, 1, -1, nullptr, false)), Handle(longP)});
-    FF_AudioProcessUtils::QueueBatchProcess(longChain);
-    ASSERT_EQ(longP->GetIsPrimedEvent()->Wait(60000), Sys_SyncObject::eWaitResult_Signalled);
-    Sys_Event::EventHandle ended = longChain->GetNotificationEvent(cTest_Ended);
-    longChain->Abort();
-    ASSERT_EQ(ended->Wait(60000), Sys_SyncObject::eWaitResult_Signalled);
-    EXPECT_EQ(longChain->GetStatus(), Sys_Task::eStatus_Aborted);
-    EXPECT_EQ(longP->GetStatus(), Sys_Task::eStatus_Aborted);
+    // 10 buffers' worth of an unannounced length: never primed, never done. 30 buffers'
+    // worth: the ring fills and primes; the consumer then waits for the real-time side. An
+    // abort ends both.
+    for (const int64_t total : {5000, 15000})
+    {
+        SCOPED_TRACE(total);
+        auto* regulatorP = new FF_AudioProcessRegulator(1, 1000);
+        auto chain = Test_MakeChain(
+            {Handle(Test_CountingProducer(total, 500, 1, -1, nullptr, false)), Handle(regulatorP)});
+        Sys_Event::EventHandle ended = chain->GetNotificationEvent(cTest_Ended);
+        FF_AudioProcessUtils::QueueBatchProcess(chain);
+        if (total < 10000)
+        {
+            Test_WaitFor([&] { return regulatorP->GetUnitsProcessed() >= total; });
+            EXPECT_EQ(regulatorP->GetUnitsProcessed(), total);
+            EXPECT_FALSE(regulatorP->GetIsPrimedEvent()->IsSet());
+        }
+        else
+            ASSERT_EQ(regulatorP->GetIsPrimedEvent()->Wait(60000),
+                      Sys_SyncObject::eWaitResult_Signalled);
+        chain->Abort();
+        ASSERT_EQ(ended->Wait(60000), Sys_SyncObject::eWaitResult_Signalled);
+        EXPECT_EQ(chain->GetStatus(), Sys_Task::eStatus_Aborted);
+        EXPECT_EQ(regulatorP->GetStatus(), Sys_Task::eStatus_Aborted);
+    }
 }
 
 TEST(FF_AudioProcessRegulator, PreflightChecksTheChannels)

@@ -1,36 +1,20 @@
-#include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
 
 #include "ChainTestStages.h"
 #include "FF/FF_CopyFile.h"
 #include "FF/FF_CopyFolder.h"
+#include "Support/ByteSupport.h"
+#include "Support/TestSupport.h"
 #include "Sys_FileUtils.h"
 #include "Sys_Volume.h"
-#include "Support/TestSupport.h"
 
 namespace
 {
-void WriteFile(const std::string& iPath, const std::string& iData)
+// A text of iBytes reproducible bytes.
+std::string Text(size_t iBytes)
 {
-    std::ofstream out(iPath, std::ios::binary);
-    out << iData;
-}
-
-std::string ReadFile(const std::string& iPath)
-{
-    std::ifstream in(iPath, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-std::string Pattern(size_t iBytes)
-{
-    std::string data(iBytes, '\0');
-    for (size_t i = 0; i < iBytes; ++i)
-        data[i] = char((i * 7 + i / 251) & 0xFF);
-    return data;
+    const Bytes bytes = Pattern(iBytes);
+    return std::string(bytes.begin(), bytes.end());
 }
 
 // Creates the process and runs it by hand to its end; returns its status.
@@ -65,8 +49,8 @@ TEST_P(FF_CopyFileRange, CopiesTheRangeInStepsAndListsTheCopyForCleanUp)
 {
     const CopyCase& c = GetParam();
     Test_TempDir dir;
-    const std::string data = Pattern(c.mBytes);
-    WriteFile(dir.Path() + "/src.bin", data);
+    const std::string data = Text(c.mBytes);
+    WriteBytes(dir.Path() + "/src.bin", data);
     Sys_FileUtils::StDeleteFiles deleter;
     FF_CopyFileConstructor constructor(Sys_FileLoc(dir.Path() + "/src.bin"), c.mOffset, c.mLength);
     constructor.SetDstFolderLoc(Sys_FileLoc(dir.Path() + "/out/deeper"));
@@ -78,7 +62,7 @@ TEST_P(FF_CopyFileRange, CopiesTheRangeInStepsAndListsTheCopyForCleanUp)
     FF_BatchProcess::BatchProcessHandle process;
     EXPECT_EQ(RunByHand(constructor, process), Sys_Task::eStatus_Complete);
     const std::string copyPath = dir.Path() + "/out/deeper/src.bin";
-    EXPECT_EQ(ReadFile(copyPath), expected);
+    EXPECT_EQ(ReadBytes<std::string>(copyPath), expected);
     EXPECT_EQ(process->GetPercentCompleted(), 100);
     ASSERT_EQ(deleter.GetFiles().size(), 1u);
     EXPECT_EQ(deleter.GetFiles().front().GetFullPath(), copyPath);
@@ -95,7 +79,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(FF_CopyFileProcess, EmptyFileEndsInTheFirstStep)
 {
     Test_TempDir dir;
-    WriteFile(dir.Path() + "/empty", "");
+    WriteBytes(dir.Path() + "/empty", "");
     FF_CopyFileProcess process(Sys_FileLoc(dir.Path() + "/empty"),
                                Sys_FileLoc(dir.Path() + "/copy"), 0, -1, nullptr);
     EXPECT_EQ(process.Exec(), Sys_Task::eStatus_Complete);
@@ -105,15 +89,15 @@ TEST(FF_CopyFileProcess, EmptyFileEndsInTheFirstStep)
 TEST(FF_CopyFileProcess, TakenNameGetsANewOneAndTheOldFileStays)
 {
     Test_TempDir dir;
-    WriteFile(dir.Path() + "/Take.wav", "new data");
+    WriteBytes(dir.Path() + "/Take.wav", "new data");
     Sys_FileUtils::CreateFolder(Sys_FileLoc(dir.Path() + "/dst"));
-    WriteFile(dir.Path() + "/dst/Take.wav", "old");
+    WriteBytes(dir.Path() + "/dst/Take.wav", "old");
     FF_CopyFileConstructor constructor(Sys_FileLoc(dir.Path() + "/Take.wav"));
     constructor.SetDstFolderLoc(Sys_FileLoc(dir.Path() + "/dst"));
     FF_BatchProcess::BatchProcessHandle process;
     EXPECT_EQ(RunByHand(constructor, process), Sys_Task::eStatus_Complete);
-    EXPECT_EQ(ReadFile(dir.Path() + "/dst/Take.wav"), "old");
-    EXPECT_EQ(ReadFile(dir.Path() + "/dst/Take.1.wav"), "new data");
+    EXPECT_EQ(ReadBytes<std::string>(dir.Path() + "/dst/Take.wav"), "old");
+    EXPECT_EQ(ReadBytes<std::string>(dir.Path() + "/dst/Take.1.wav"), "new data");
     EXPECT_EQ(static_cast<FF_CopyFileProcess*>(process.Get())->GetDestination().GetName(),
               "Take.1.wav");
 }
@@ -121,7 +105,7 @@ TEST(FF_CopyFileProcess, TakenNameGetsANewOneAndTheOldFileStays)
 TEST(FF_CopyFileProcess, AbortLeavesNoFileBehind)
 {
     Test_TempDir dir;
-    WriteFile(dir.Path() + "/big.bin", Pattern(1 << 20));
+    WriteBytes(dir.Path() + "/big.bin", Text(1 << 20));
     const std::string copyPath = dir.Path() + "/copy.bin";
     {
         Sys_FileUtils::StDeleteFiles deleter;
@@ -152,7 +136,7 @@ TEST(FF_CopyFileProcess, AbortLeavesNoFileBehind)
 TEST(FF_CopyFileConstructor, SpaceIsRequiredOnlyOnTheDestinationVolume)
 {
     Test_TempDir dir;
-    WriteFile(dir.Path() + "/a", Pattern(5000));
+    WriteBytes(dir.Path() + "/a", Text(5000));
     FF_CopyFileConstructor constructor(Sys_FileLoc(dir.Path() + "/a"));
     constructor.SetDstFolderLoc(Sys_FileLoc(dir.Path()));
     const Sys_Volume here = Sys_FileLoc(dir.Path()).GetVolume();
@@ -174,8 +158,8 @@ TEST(FF_CopyFolderProcess, CopiesTheTreeUnderANewNameWhenTakenAndListsIt)
 {
     Test_TempDir dir;
     Sys_FileUtils::CreateFolder(Sys_FileLoc(dir.Path() + "/Session/Audio"));
-    WriteFile(dir.Path() + "/Session/Audio/kick.wav", Pattern(3000));
-    WriteFile(dir.Path() + "/Session/notes.txt", "notes");
+    WriteBytes(dir.Path() + "/Session/Audio/kick.wav", Text(3000));
+    WriteBytes(dir.Path() + "/Session/notes.txt", "notes");
     Sys_FileUtils::CreateFolder(Sys_FileLoc(dir.Path() + "/backup/Session"));
     FF_CopyFolderProcess::RenamingMap renamed;
     Sys_FileUtils::StDeleteFiles deleter;
@@ -187,8 +171,8 @@ TEST(FF_CopyFolderProcess, CopiesTheTreeUnderANewNameWhenTakenAndListsIt)
     FF_BatchProcess::BatchProcessHandle process;
     EXPECT_EQ(RunByHand(constructor, process), Sys_Task::eStatus_Complete);
     const std::string copy = dir.Path() + "/backup/Session.1";
-    EXPECT_EQ(ReadFile(copy + "/Audio/kick.wav"), Pattern(3000));
-    EXPECT_EQ(ReadFile(copy + "/notes.txt"), "notes");
+    EXPECT_EQ(ReadBytes<std::string>(copy + "/Audio/kick.wav"), Text(3000));
+    EXPECT_EQ(ReadBytes<std::string>(copy + "/notes.txt"), "notes");
     EXPECT_EQ(renamed.size(), 2u);
     ASSERT_EQ(deleter.GetFiles().size(), 1u);
     EXPECT_EQ(deleter.GetFiles().front().GetFullPath(), copy);

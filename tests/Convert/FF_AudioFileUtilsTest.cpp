@@ -123,6 +123,8 @@ const NameCase cNameCases[] = {
      {c40.substr(0, 30) + "1.wav"}},
 };
 
+// (The default detector, which asks the file system, is the file constructor's: see
+// MakesMultiMonoFilesWithNewIdentitiesAndRegions.)
 class UniqueAudioFileLocs : public testing::TestWithParam<NameCase>
 {
 };
@@ -142,16 +144,6 @@ TEST_P(UniqueAudioFileLocs, NamesTheSetAndAvoidsTakenNames)
 
 INSTANTIATE_TEST_SUITE_P(Cases, UniqueAudioFileLocs, testing::ValuesIn(cNameCases),
                          [](const testing::TestParamInfo<NameCase>& i) { return i.param.mName; });
-
-TEST(FF_AudioFileUtils, DefaultDetectorAsksTheFileSystem)
-{
-    Test_TempDir dir;
-    Test_MakeTone(dir.Path() + "/Take.R.wav", 48000, 16, 1, 10);
-    const std::vector<Sys_FileLoc> locs = FF_AudioFileUtils::GetUniqueAudioFileLocs(
-        Sys_FileLoc(dir.Path()), "Take.wav",
-        FF_AudioFile::FileTypeFromAudioFileType(eAudioFileType_WAVE), {".L", ".R"});
-    EXPECT_EQ(Names(locs), (std::vector<std::string>{"Take1.L.wav", "Take1.R.wav"}));
-}
 
 FF_AudioFile::Region MakeRegion(const std::string& iName, int64_t iStart, int64_t iStop)
 {

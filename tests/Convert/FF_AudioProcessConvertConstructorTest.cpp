@@ -203,42 +203,22 @@ struct FileCase
     std::vector<std::string> mFiles;
 };
 
+const char* const Read = "FF_AudioProcessReadFiles";
+const char* const Dec = "FF_AudioProcessDecimateWaveform";
+const char* const Write = "FF_AudioProcessWriteFiles";
+
 const FileCase cFileCases[] = {
-    {"SameFormat",
-     48000,
-     16,
-     1,
-     48000,
-     16,
-     {"FF_AudioProcessReadFiles", "FF_AudioProcessDecimateWaveform", "FF_AudioProcessWriteFiles"},
-     {"Take.wav"}},
-    {"Mono16at44100To24at48000",
-     44100,
-     16,
-     1,
-     48000,
-     24,
-     {"FF_AudioProcessReadFiles", Req, SRC, "FF_AudioProcessDecimateWaveform",
-      "FF_AudioProcessWriteFiles"},
-     {"Take.wav"}},
-    {"Stereo24at96000To16at44100",
+    {"SameFormat", 48000, 16, 1, 48000, 16, {Read, Dec, Write}, {"Take.wav"}},
+    {"Mono16at44kTo24at48k", 44100, 16, 1, 48000, 24, {Read, Req, SRC, Dec, Write}, {"Take.wav"}},
+    {"Stereo24at96kTo16at44k",
      96000,
      24,
      2,
      44100,
      16,
-     {"FF_AudioProcessReadFiles", SRC, Req, "FF_AudioProcessDecimateWaveform",
-      "FF_AudioProcessWriteFiles"},
+     {Read, SRC, Req, Dec, Write},
      {"Take.L.wav", "Take.R.wav"}},
-    {"EightBit",
-     22050,
-     8,
-     1,
-     22050,
-     16,
-     {"FF_AudioProcessReadFiles", Req, "FF_AudioProcessDecimateWaveform",
-      "FF_AudioProcessWriteFiles"},
-     {"Take.wav"}},
+    {"EightBit", 22050, 8, 1, 22050, 16, {Read, Req, Dec, Write}, {"Take.wav"}},
 };
 
 class ConvertAudioFileConstructorStages : public testing::TestWithParam<FileCase>

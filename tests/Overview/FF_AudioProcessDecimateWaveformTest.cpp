@@ -19,16 +19,19 @@ struct Shape
     int16_t mChannels;
     int64_t mLength;
     int64_t mPerBlock;
+    int32_t mPerPoint = 256;
 };
 
 std::string Name(const Shape& s)
 {
     return std::to_string(s.mBits) + " bits, " + std::to_string(s.mChannels) + " channels, " +
-           std::to_string(s.mLength) + " samples in blocks of " + std::to_string(s.mPerBlock);
+           std::to_string(s.mLength) + " samples in blocks of " + std::to_string(s.mPerBlock) +
+           ", " + std::to_string(s.mPerPoint) + " a point";
 }
 
 // Lengths that are and are not multiples of 256 and of the block size, and blocks that
-// are smaller than a group, equal to it, and not a multiple of it.
+// are smaller than a group, equal to it, and not a multiple of it; then points of other
+// widths, which follow the same rule.
 std::vector<Shape> Shapes()
 {
     std::vector<Shape> shapes;
@@ -45,6 +48,8 @@ std::vector<Shape> Shapes()
                                                           {3 * 4410 + 17, 4410},
                                                           {20000, 77}})
                 shapes.push_back({bits, channels, length, perBlock});
+    for (int32_t perPoint : {1, 7, 100, 1000, 4096})
+        shapes.push_back({16, 1, 1000, 333, perPoint});
     return shapes;
 }
 
@@ -60,10 +65,11 @@ TEST(FF_AudioProcessDecimateWaveform, ChainEqualsThePlainLoopAsConsumerAndAsFilt
             std::vector<FF_AudioOverview::LockingRef> refs;
             for (int16_t c = 0; c < s.mChannels; ++c)
             {
-                overviews.push_back(FF_AudioOverviewMgr::Allocate(s.mLength));
+                overviews.push_back(FF_AudioOverviewMgr::AllocateBytes(
+                    int32_t(2 * ((s.mLength + s.mPerPoint - 1) / s.mPerPoint))));
                 refs.emplace_back(overviews.back());
             }
-            auto* decimatorP = new FF_AudioProcessDecimateWaveform(256, refs);
+            auto* decimatorP = new FF_AudioProcessDecimateWaveform(s.mPerPoint, refs);
             auto* collectorP = asFilter ? new Test_ChannelsCollector : nullptr;
             FF_AudioProcessChain::ChainHandle chain(new FF_AudioProcessChain);
             chain->Append(FF_AudioProcess::ProcessHandle(
@@ -78,30 +84,13 @@ TEST(FF_AudioProcessDecimateWaveform, ChainEqualsThePlainLoopAsConsumerAndAsFilt
             EXPECT_EQ(decimatorP->GetSamplesProcessed(), s.mLength);
             for (int16_t c = 0; c < s.mChannels; ++c)
                 ASSERT_EQ(Test_Bytes(overviews[size_t(c)]),
-                          Test_LoopOverview(samples[size_t(c)], s.mBits))
+                          Test_LoopOverview(samples[size_t(c)], s.mBits, s.mPerPoint))
                     << "channel " << c;
             EXPECT_TRUE(!collectorP || collectorP->mChannels == samples);
             refs.clear();
             for (const FF_AudioOverview& overview : overviews)
                 EXPECT_EQ(overview.GetLockCount(), 0) << "the stage let go of its locks";
         }
-}
-
-TEST(FF_AudioProcessDecimateWaveform, PointsOfOtherWidthsFollowTheSameRule)
-{
-    const Test_Channels samples = Test_MakeSamples(16, 1, 1000);
-    for (int32_t perPoint : {1, 7, 100, 1000, 4096})
-    {
-        const int64_t points = (1000 + perPoint - 1) / perPoint;
-        FF_AudioOverview overview = FF_AudioOverviewMgr::AllocateBytes(int32_t(2 * points));
-        auto* decimatorP =
-            new FF_AudioProcessDecimateWaveform(perPoint, {FF_AudioOverview::LockingRef(overview)});
-        FF_AudioProcessChain::ChainHandle chain(new FF_AudioProcessChain);
-        chain->Append(FF_AudioProcess::ProcessHandle(Test_ChannelsProducer(samples, 16, 333)));
-        chain->Append(FF_AudioProcess::ProcessHandle(decimatorP));
-        ASSERT_EQ(Test_RunByHand(chain), Sys_Task::eStatus_Complete) << perPoint;
-        EXPECT_EQ(Test_Bytes(overview), Test_LoopOverview(samples[0], 16, perPoint)) << perPoint;
-    }
 }
 
 TEST(FF_AudioProcessDecimateWaveform, RefusesWhatItCannotDo)

@@ -15,8 +15,9 @@
 #include <gtest/gtest.h>
 
 #include "FF/Audio/FF_AudioFile.h"
-#include "FF/Audio/Processing/Overview/FF_AudioOverview.h"
 #include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverview.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "Support/FFTestSupport.h"
 #include "Sys_FileLoc.h"
 
@@ -122,6 +123,15 @@ inline std::vector<int32_t> Test_Mix(const Test_Channels& iChannels, int32_t iBi
     return mix;
 }
 
+// An overview of iSize bytes whose contents tell iSeed apart.
+inline FF_AudioOverview Test_Payload(int32_t iSize, uint32_t iSeed)
+{
+    FF_AudioOverview overview = FF_AudioOverviewMgr::AllocateBytes(iSize);
+    for (int32_t i = 0; i < iSize; ++i)
+        overview.GetBuffer()[i] = int8_t(uint32_t(i) * 31u + iSeed * 17u);
+    return overview;
+}
+
 // What a cache finds for a key: the overview's bytes, or {99} when it finds nothing (no
 // payload of the tests is one byte long).
 template <class Cache>
@@ -133,55 +143,59 @@ std::vector<int8_t> Test_Found(Cache& ioCache, const typename Cache::OverviewKey
     return Test_Bytes(overview);
 }
 
-// Each damaged copy of a cache file (DamagedCopies: the first iWholeSize are cuts) opened for
-// reading gives the cache or the family's exception; opened for writing, it gives the cache,
-// never a cut one taken for whole, or an empty rebuilt one. What is read holds together, and
-// what iStore stores afterwards under iStoredKey is found again after reopening.
+// The fuzz seeds of a cache (see WriteFuzzSeeds), good and bad ("bad-..."), opened as the
+// fuzz target opens them: for reading, the cache or (bad ones only) the family's exception;
+// for writing, then, the cache (a cut one, "...truncated...", never taken for whole) or an
+// empty rebuilt one. What is read holds together, and what iStore stores afterwards under
+// iStoredKey is found again after reopening. Returns how many were refused and rebuilt.
 template <class Cache>
-void Test_OpenDamagedCaches(const std::string& iPath, const std::vector<Bytes>& iCopies,
-                            size_t iWholeSize, size_t iMaxEntries,
-                            const std::function<void(Cache&)>& iStore,
-                            const typename Cache::OverviewKey& iStoredKey,
-                            const std::vector<int8_t>& iStoredBytes)
+int32_t Test_OpenSeeds(const std::string& iPath,
+                       const std::vector<std::pair<std::string, Bytes>>& iSeeds,
+                       const std::function<void(Cache&)>& iStore,
+                       const typename Cache::OverviewKey& iStoredKey,
+                       const std::vector<int8_t>& iStoredBytes)
 {
-    int32_t rebuilt = 0, readable = 0;
-    for (size_t v = 0; v < iCopies.size(); ++v)
+    int32_t rebuilt = 0;
+    for (const auto& [name, bytes] : iSeeds)
     {
-        SCOPED_TRACE("copy " + std::to_string(v));
-        WriteBytes(iPath, iCopies[v]);
+        SCOPED_TRACE(name);
+        WriteBytes(iPath, bytes);
+        bool refused = false;
         {
             Cache reading{Sys_FileLoc(iPath)};
             try
             {
                 reading.Open(Cmn_Store::eOpenFlag_OpenForRead);
-                reading.Close();
             }
             catch (const Cmn_Exception&)
             {
+                refused = true;
                 EXPECT_FALSE(reading.IsOpen());
             }
         }
         Cache cache{Sys_FileLoc(iPath)};
-        ASSERT_NO_THROW(cache.Open(Cmn_Store::eOpenFlag_OpenForWrite));
-        if (cache.WasRebuilt())
+        try
         {
-            ++rebuilt;
-            EXPECT_EQ(cache.GetNumEntries(), 0u);
+            cache.Open(Cmn_Store::eOpenFlag_OpenForWrite);
         }
-        else
+        catch (...)
         {
-            ++readable;
-            EXPECT_GE(v, iWholeSize) << "a cut cache is never taken for whole";
-            EXPECT_LE(cache.GetNumEntries(), iMaxEntries);
-            for (const auto& entry : cache.GetEntries())
-                EXPECT_EQ(Test_Found(cache, entry.mKey).size(), size_t(entry.mOverviewSize));
+            ADD_FAILURE() << "opening for writing threw";
+            continue;
         }
+        rebuilt += cache.WasRebuilt();
+        EXPECT_EQ(cache.WasRebuilt(), refused);
+        EXPECT_TRUE(name.rfind("bad-", 0) == 0 || !refused);
+        EXPECT_TRUE(refused || name.find("truncated") == std::string::npos)
+            << "a cut cache is never taken for whole";
+        EXPECT_TRUE(!refused || cache.GetNumEntries() == 0);
+        for (const auto& entry : cache.GetEntries())
+            EXPECT_EQ(Test_Found(cache, entry.mKey).size(), size_t(entry.mOverviewSize));
         iStore(cache);
         cache.Close();
         Cache again{Sys_FileLoc(iPath)};
         again.Open(Cmn_Store::eOpenFlag_OpenForRead);
         EXPECT_EQ(Test_Found(again, iStoredKey), iStoredBytes);
     }
-    EXPECT_GT(rebuilt, 0);
-    EXPECT_GT(readable, 0);
+    return rebuilt;
 }

@@ -10,20 +10,11 @@
 namespace
 {
 
-Test_Stream OneChannel(int32_t iBits, std::vector<int32_t> iSamples, int32_t iRate = 48000)
-{
-    Test_Stream s;
-    s.mRate = iRate;
-    s.mBits = iBits;
-    s.mChannels.push_back(std::move(iSamples));
-    return s;
-}
-
 std::vector<int32_t> Requantize(uint16_t iFrom, uint16_t iTo, bool iDither,
                                 const std::vector<int32_t>& iSamples)
 {
     FF_AudioProcessRequantize stage(iFrom, iTo, 48000, iDither);
-    const Test_Stream out = Test_RunStage(stage, OneChannel(iFrom, iSamples), 64);
+    const Test_Stream out = Test_RunStage(stage, Test_StreamOf(iFrom, {iSamples}), 64);
     EXPECT_EQ(out.mBits, iTo);
     return out.mChannels[0];
 }

@@ -13,14 +13,6 @@
 namespace
 {
 
-Test_Stream Channels(int32_t iBits, std::vector<std::vector<int32_t>> iChannels)
-{
-    Test_Stream s;
-    s.mBits = iBits;
-    s.mChannels = std::move(iChannels);
-    return s;
-}
-
 // A stage to stand behind the one under test, so that it is a filter.
 class Test_Sink : public FF_AudioProcess
 {
@@ -47,7 +39,7 @@ TEST(FF_AudioProcessGain, EightBitsAreScaledTruncatedAndClippedWithoutDither)
     Test_Sink sink;
     gain.SetNextProcess(FF_AudioProcess::ProcessHandle(new Test_Sink));
     const Test_Stream out =
-        Test_RunStage(gain, Channels(8, {{1, 3, -3, 40, 60, -50, -51, -128}}), 3);
+        Test_RunStage(gain, Test_StreamOf(8, {{1, 3, -3, 40, 60, -50, -51, -128}}), 3);
     // 2.5, 7.5, -7.5 truncate toward zero; -50 * 2.5 = -125 stays; -127.5 -> -127; -320 clips.
     EXPECT_EQ(out.mChannels[0], (std::vector<int32_t>{2, 7, -7, 100, 127, -125, -127, -128}));
 }
@@ -77,7 +69,8 @@ TEST(FF_AudioProcessGain, SixteenAndTwentyFourBitsGetOneStepOfDither)
     // Full-scale boost: the dither never takes a clipped sample past the limits.
     FF_AudioProcessGain loud(12.0);
     loud.SetNextProcess(FF_AudioProcess::ProcessHandle(new Test_Sink));
-    const Test_Stream out = Test_RunStage(loud, Channels(16, {{32767, -32768, -32767, 20000}}), 4);
+    const Test_Stream out =
+        Test_RunStage(loud, Test_StreamOf(16, {{32767, -32768, -32767, 20000}}), 4);
     EXPECT_EQ(out.mChannels[0], (std::vector<int32_t>{32767, -32768, -32768, 32767}));
 }
 
@@ -86,7 +79,7 @@ TEST(FF_AudioProcessGain, AnalysingFormFindsThePeakAndIsAConsumerAtTheEnd)
     FF_AudioProcessGain analyser;
     EXPECT_TRUE(analyser.IsAnalysing());
     EXPECT_EQ(analyser.GetProcessType(), FF_AudioProcess::eProcessType_Consumer);
-    Test_RunStage(analyser, Channels(16, {{5, -300, 17}, {1000, -32768, 2}}), 2);
+    Test_RunStage(analyser, Test_StreamOf(16, {{5, -300, 17}, {1000, -32768, 2}}), 2);
     EXPECT_EQ(analyser.GetMaxAbsSample(), 32768);
 
     FF_AudioProcessGain applying(3.0);
@@ -102,16 +95,16 @@ TEST(FF_AudioProcessMixer, SumsChannelsAtEqualPowerAndClips)
 {
     FF_AudioProcessMixer stereo(2, 1);
     const Test_Stream out = Test_RunStage(
-        stereo, Channels(16, {{1000, 30000, -30000, -1, 7}, {1000, 30000, -30000, 0, -7}}), 2);
+        stereo, Test_StreamOf(16, {{1000, 30000, -30000, -1, 7}, {1000, 30000, -30000, 0, -7}}), 2);
     ASSERT_EQ(out.mChannels.size(), 1u);
     EXPECT_EQ(out.mChannels[0], (std::vector<int32_t>{1414, 32767, -32768, 0, 0}));
 
     FF_AudioProcessMixer three(3, 1);
     const Test_Stream out24 =
-        Test_RunStage(three, Channels(24, {{3000000}, {3000000}, {-3000000}}), 1);
+        Test_RunStage(three, Test_StreamOf(24, {{3000000}, {3000000}, {-3000000}}), 1);
     EXPECT_EQ(out24.mChannels[0][0], int32_t(3000000.0 * std::sqrt(1.0 / 3.0)));
     const Test_Stream out8 =
-        Test_RunStage(stereo, Channels(8, {{-90, -100, 90}, {-90, -100, 90}}), 2);
+        Test_RunStage(stereo, Test_StreamOf(8, {{-90, -100, 90}, {-90, -100, 90}}), 2);
     EXPECT_EQ(out8.mChannels[0], (std::vector<int32_t>{-127, -128, 127}));
 
     // Long runs at 16 and 24 bits, with clipping on both sides: the vector path where there
@@ -133,7 +126,7 @@ TEST(FF_AudioProcessMixer, SumsChannelsAtEqualPowerAndClips)
             const int64_t v = int64_t(double(sum) * std::sqrt(1.0 / 3.0));
             expected.push_back(int32_t(std::clamp<int64_t>(v, -max - 1, max)));
         }
-        const Test_Stream mixed = Test_RunStage(three, Channels(bits, in), 97);
+        const Test_Stream mixed = Test_RunStage(three, Test_StreamOf(bits, in), 97);
         EXPECT_EQ(mixed.mChannels[0], expected) << bits << " bits";
     }
 
@@ -147,7 +140,7 @@ TEST(FF_AudioProcessSplitter, CopiesTheChannelToEveryOutput)
 {
     FF_AudioProcessSplitter splitter(1, 3);
     const Test_Stream out =
-        Test_RunStage(splitter, Channels(24, {{1, -2, 8388607, -8388608, 5}}), 2);
+        Test_RunStage(splitter, Test_StreamOf(24, {{1, -2, 8388607, -8388608, 5}}), 2);
     ASSERT_EQ(out.mChannels.size(), 3u);
     for (const auto& channel : out.mChannels)
         EXPECT_EQ(channel, (std::vector<int32_t>{1, -2, 8388607, -8388608, 5}));
@@ -169,7 +162,7 @@ TEST(FF_AudioProcessByteSwapper, ReversesEachSampleAndFlipsTheOrder)
         swapper.Preflight(&proto);
         EXPECT_EQ(proto.GetByteOrder(), eByteOrder_Big);
         FF_AudioProcessByteSwapper again;
-        const Test_Stream once = Test_RunStage(swapper, Channels(bits, {in}), 1);
+        const Test_Stream once = Test_RunStage(swapper, Test_StreamOf(bits, {in}), 1);
         EXPECT_EQ(once.mChannels[0], swapped) << bits;
         EXPECT_EQ(Test_RunStage(again, once, 2).mChannels[0], in) << bits;
     }

@@ -6,7 +6,6 @@
 #include <stdexcept>
 
 #include "FF/Audio/Processing/Stages/FF_AudioProcessRequantize.h"
-#include "FF/Audio/Processing/Stages/FF_AudioRandom.h"
 #include "FF/Audio/Processing/Stages/FF_DitherAndOrNoiseShape.h"
 #include "StagesTestSupport.h"
 #include "Support/TestSupport.h"
@@ -173,22 +172,4 @@ TEST(FF_DitherAndOrNoiseShape, ShapedNoiseRisesWithFrequencyAndUndercutsTruncati
     const double predicted =
         10 * std::log10(PredictedBand(q, rate, 16000, 20000) / PredictedBand(q, rate, 20, 4000));
     EXPECT_NEAR(measured, predicted, 2.0);
-}
-
-TEST(FF_DitherAndOrNoiseShape, DitherDrawsTwoStepsPerSampleAndStaysWithinAStep)
-{
-    FF_DitherAndOrNoiseShape::SetRandomState(4242);
-    FF_DitherAndOrNoiseShape plain(16, 16, 48000), dithered(16, 16, 48000);
-    int64_t differ = 0;
-    for (int i = 0; i < 1000; ++i)
-    {
-        const int32_t a = plain.Process(float(i), false);
-        const int32_t b = dithered.Process(float(i), true);
-        differ += a != b;
-    }
-    EXPECT_GT(differ, 100);
-    int32_t state = 4242;
-    for (int i = 0; i < 2000; ++i)
-        state = FF_AudioRandom::Step(state);
-    EXPECT_EQ(FF_DitherAndOrNoiseShape::GetRandomState(), state);
 }

@@ -103,17 +103,3 @@ TEST(StagesOnAChain, DitheringStagesAndAMemoryConsumer)
               Sys_Task::eStatus_Complete);
     EXPECT_EQ(consumerP->mChannels, gained.mChannels);
 }
-
-TEST(StagesOnAChain, AnalysingGainIsTheConsumer)
-{
-    const Test_Stream in = Test_MakeSignal(48000, 16, 2, 10000, 0.5);
-    auto* analyserP = new FF_AudioProcessGain;
-    const Handle keep(analyserP);
-    EXPECT_EQ(RunChain({Handle(Test_ChannelsProducer(in.mChannels, in.mBits, 1000)), keep}),
-              Sys_Task::eStatus_Complete);
-    int32_t peak = 0;
-    for (const auto& channel : in.mChannels)
-        for (int32_t v : channel)
-            peak = std::max(peak, std::abs(v));
-    EXPECT_EQ(analyserP->GetMaxAbsSample(), peak);
-}

@@ -22,6 +22,12 @@ struct Test_Stream
     int64_t Length() const { return mChannels.empty() ? 0 : int64_t(mChannels[0].size()); }
 };
 
+// A stream at 48 kHz of these channels.
+inline Test_Stream Test_StreamOf(int32_t iBits, std::vector<std::vector<int32_t>> iChannels)
+{
+    return Test_Stream{48000, iBits, std::move(iChannels)};
+}
+
 inline int32_t Test_MaxValue(int32_t iBits)
 {
     return iBits >= 32 ? 2147483647 : int32_t((int64_t(1) << (iBits - 1)) - 1);

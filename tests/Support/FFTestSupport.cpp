@@ -103,21 +103,6 @@ std::vector<std::string> ChunkIDs(const Bytes& iBytes)
     return ids;
 }
 
-std::vector<Bytes> DamagedCopies(const Bytes& iGood,
-                                 const std::function<std::vector<uint8_t>(size_t)>& iMasks)
-{
-    std::vector<Bytes> copies;
-    for (size_t length = 0; length < iGood.size(); ++length)
-        copies.emplace_back(iGood.begin(), iGood.begin() + std::ptrdiff_t(length));
-    for (size_t at = 0; at < iGood.size(); ++at)
-        for (const uint8_t mask : iMasks(at))
-        {
-            copies.push_back(iGood);
-            copies.back()[at] ^= mask;
-        }
-    return copies;
-}
-
 void WriteFuzzSeeds(const std::vector<std::pair<std::string, Bytes>>& iSeeds)
 {
     for (const auto& [name, bytes] : iSeeds)

@@ -56,11 +56,6 @@ std::pair<size_t, size_t> FindData(const Bytes& iBytes);
 
 std::vector<std::string> ChunkIDs(const Bytes& iBytes);
 
-// Damaged copies of a file: every truncation (the first iGood.size() of them), then for each
-// byte one copy per mask that iMasks gives for it, the byte xor-ed with the mask.
-std::vector<Bytes> DamagedCopies(const Bytes& iGood,
-                                 const std::function<std::vector<uint8_t>(size_t)>& iMasks);
-
 // Fuzz seeds, written to the folder named by MIRAFILE_WRITE_FUZZ_SEEDS when it is set; each
 // must be small.
 void WriteFuzzSeeds(const std::vector<std::pair<std::string, Bytes>>& iSeeds);
