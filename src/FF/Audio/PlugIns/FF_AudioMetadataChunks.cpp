@@ -22,23 +22,6 @@ constexpr uint32_t cRkti = FF_AudioChunkID("rkti");
 constexpr uint32_t cAnno = FF_AudioChunkID("ANNO");
 constexpr uint32_t cElm1 = FF_AudioChunkID("elm1");
 
-[[noreturn]] void ThrowEndOfFile()
-{
-    throw std::runtime_error(L10N_Utils::GetText(7, 12));
-}
-
-void ReadExact(Sys_File* iFileP, void* oBufferP, int64_t iCount)
-{
-    if (iFileP->Read(oBufferP, iCount) != iCount)
-        ThrowEndOfFile();
-}
-
-void WriteExact(Sys_File* iFileP, const void* iBufferP, int64_t iCount)
-{
-    if (iFileP->Write(iBufferP, iCount) != iCount)
-        ThrowEndOfFile();
-}
-
 // A umid as its memory image: the four words in this host's order, whatever the file's.
 Sys_Umid GetUmid(const unsigned char* iP)
 {
@@ -73,6 +56,18 @@ uint64_t NowUTC()
     return uint64_t(now.tv_sec) * 1000000u + uint64_t(now.tv_nsec / 1000);
 }
 } // namespace
+
+void FF_ReadExact(Sys_File* iFileP, void* oBufferP, int64_t iCount)
+{
+    if (iFileP->Read(oBufferP, iCount) != iCount)
+        throw std::runtime_error(L10N_Utils::GetText(7, 12));
+}
+
+void FF_WriteExact(Sys_File* iFileP, const void* iBufferP, int64_t iCount)
+{
+    if (iFileP->Write(iBufferP, iCount) != iCount)
+        throw std::runtime_error(L10N_Utils::GetText(7, 12));
+}
 
 // ---- the instrument record -----------------------------------------------------------------
 
@@ -145,7 +140,7 @@ void FF_AudioChunk::WriteHeader(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
     unsigned char header[8];
     FF_PutNumber<uint32_t>(header, mID, eByteOrder_Little); // the characters as they stand
     FF_PutNumber<uint32_t>(header + 4, uint32_t(dataSize), mOrder);
-    WriteExact(iFileP, header, 8);
+    FF_WriteExact(iFileP, header, 8);
 }
 
 int64_t FF_AudioChunk::GetSize(FF_AudioFile* iAudioFileP, Sys_File*)
@@ -209,7 +204,7 @@ UAFUmidChunk::UAFUmidChunk(int64_t iStoredSize, EByteOrder iOrder)
 bool UAFUmidChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
 {
     unsigned char data[24];
-    ReadExact(iFileP, data, 24);
+    FF_ReadExact(iFileP, data, 24);
     if (!iAudioFileP->mUmid.IsDirty())
         iAudioFileP->mUmid.StoreFromSource(GetUmid(data));
     return true;
@@ -219,7 +214,7 @@ void UAFUmidChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
 {
     unsigned char data[24] = {};
     PutUmid(data, iAudioFileP->mUmid.GetOr(Sys_Umid::NoID()));
-    WriteExact(iFileP, data, 24);
+    FF_WriteExact(iFileP, data, 24);
     mStoredSize = 24;
     iAudioFileP->mUmid.ClearDirty();
 }
@@ -240,7 +235,7 @@ bool UAFRegnChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
 {
     CMN_ASSERT_TEXT(!iAudioFileP->mRegions.IsCached(), "!iAudioFile->mRegions.IsCached()");
     unsigned char countBytes[4];
-    ReadExact(iFileP, countBytes, 4);
+    FF_ReadExact(iFileP, countBytes, 4);
     // No more records than the chunk holds, whatever the count says.
     const int64_t count = std::min<int64_t>(FF_GetNumber<uint32_t>(countBytes, mOrder),
                                             std::max<int64_t>(mStoredSize - 4, 0) / cRecordSize);
@@ -296,7 +291,7 @@ void UAFRegnChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
         std::memcpy(record + 57, name.data(), name.size());
         record += cRecordSize;
     }
-    WriteExact(iFileP, data.data(), int64_t(data.size()));
+    FF_WriteExact(iFileP, data.data(), int64_t(data.size()));
     mStoredSize = int64_t(data.size());
     iAudioFileP->mRegions.ClearDirty();
     iAudioFileP->mUserTimeStamp.ClearDirty();
@@ -323,7 +318,7 @@ UAFMinfChunk::UAFMinfChunk(int64_t iStoredSize, EByteOrder iOrder)
 bool UAFMinfChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
 {
     unsigned char data[16];
-    ReadExact(iFileP, data, 16);
+    FF_ReadExact(iFileP, data, 16);
     iAudioFileP->mModificationTime.StoreFromSourceIfClean(FF_GetNumber<uint64_t>(data, mOrder));
     iAudioFileP->mModificationCount.StoreFromSourceIfClean(FF_GetNumber<int64_t>(data + 8, mOrder));
     return true;
@@ -336,7 +331,7 @@ void UAFMinfChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
     unsigned char data[16];
     FF_PutNumber<uint64_t>(data, *iAudioFileP->mModificationTime.Peek(), mOrder);
     FF_PutNumber<int64_t>(data + 8, count, mOrder);
-    WriteExact(iFileP, data, 16);
+    FF_WriteExact(iFileP, data, 16);
     mStoredSize = 16;
     iAudioFileP->mModificationTime.ClearDirty();
     iAudioFileP->mModificationCount.ClearDirty();
@@ -357,7 +352,7 @@ UAFOvwfChunk::UAFOvwfChunk(int64_t iStoredSize, EByteOrder iOrder)
 bool UAFOvwfChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
 {
     unsigned char countBytes[4];
-    ReadExact(iFileP, countBytes, 4);
+    FF_ReadExact(iFileP, countBytes, 4);
     // Each entry takes at least its header: no more entries than the chunk can hold.
     const int64_t count =
         std::min<int64_t>(FF_GetNumber<uint32_t>(countBytes, mOrder),
@@ -406,7 +401,7 @@ void UAFOvwfChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
         FF_PutNumber<uint32_t>(header + 20, uint32_t(size / 2), mOrder);
         std::memcpy(header + cEntryHeaderSize, overview->data(), size_t(size));
     }
-    WriteExact(iFileP, data.data(), int64_t(data.size()));
+    FF_WriteExact(iFileP, data.data(), int64_t(data.size()));
     mStoredSize = int64_t(data.size());
     iAudioFileP->mOverview.ClearDirty();
 }
@@ -432,7 +427,7 @@ UAFDRktAssetInfoChunk::UAFDRktAssetInfoChunk(int64_t iStoredSize, EByteOrder iOr
 bool UAFDRktAssetInfoChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
 {
     unsigned char data[10];
-    ReadExact(iFileP, data, 10);
+    FF_ReadExact(iFileP, data, 10);
     iAudioFileP->mDRktAssetInfo.StoreFromSourceIfClean({FF_GetNumber<uint32_t>(data + 6, mOrder)});
     return true;
 }
@@ -445,7 +440,7 @@ void UAFDRktAssetInfoChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFile
     FF_PutNumber<uint16_t>(data, 1, mOrder);
     FF_PutNumber<uint32_t>(data + 2, 10, mOrder);
     FF_PutNumber<uint32_t>(data + 6, iAudioFileP->mDRktAssetInfo.Peek()->mValue, mOrder);
-    WriteExact(iFileP, data, 10);
+    FF_WriteExact(iFileP, data, 10);
     mStoredSize = 10;
     iAudioFileP->mDRktAssetInfo.ClearDirty();
 }
@@ -482,7 +477,7 @@ void UAFAnnoChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
     const std::string* text = iAudioFileP->mDescription.Peek();
     const int64_t size = text ? int64_t(text->size()) : 0;
     if (size > 0)
-        WriteExact(iFileP, text->data(), size);
+        FF_WriteExact(iFileP, text->data(), size);
     mStoredSize = size;
     iAudioFileP->mDescription.ClearDirty();
 }

@@ -48,6 +48,11 @@ constexpr uint32_t FF_AudioChunkID(const char (&iID)[5])
            uint32_t(uint8_t(iID[2])) << 16 | uint32_t(uint8_t(iID[3])) << 24;
 }
 
+// Reads or writes exactly iCount bytes at the file's position; a short transfer throws
+// "end of file encountered" (message 7/12).
+void FF_ReadExact(Sys_File* iFileP, void* oBufferP, int64_t iCount);
+void FF_WriteExact(Sys_File* iFileP, const void* iBufferP, int64_t iCount);
+
 // An integer of sizeof(T) bytes in the given byte order.
 template <class T> T FF_GetNumber(const unsigned char* iP, EByteOrder iOrder)
 {

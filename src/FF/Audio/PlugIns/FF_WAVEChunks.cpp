@@ -26,22 +26,6 @@ constexpr uint32_t cOvwf = FF_WAVEChunkID("ovwf");
 constexpr uint32_t cRkti = FF_WAVEChunkID("rkti");
 constexpr uint32_t cAnno = FF_WAVEChunkID("ANNO");
 
-[[noreturn]] void ThrowEndOfFile()
-{
-    throw std::runtime_error(L10N_Utils::GetText(7, 12));
-}
-
-void ReadExact(Sys_File* iFileP, void* oBufferP, int64_t iCount)
-{
-    if (iFileP->Read(oBufferP, iCount) != iCount)
-        ThrowEndOfFile();
-}
-
-void WriteExact(Sys_File* iFileP, const void* iBufferP, int64_t iCount)
-{
-    if (iFileP->Write(iBufferP, iCount) != iCount)
-        ThrowEndOfFile();
-}
 
 template <class T> T GetLE(const unsigned char* iP)
 {
@@ -128,7 +112,7 @@ bool WAVEFmtChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
     if (mStoredSize < 16)
         return false;
     std::vector<unsigned char> data(size_t(std::min(mStoredSize, cMaxKept)));
-    ReadExact(iFileP, data.data(), int64_t(data.size()));
+    FF_ReadExact(iFileP, data.data(), int64_t(data.size()));
     const auto tag = GetLE<uint16_t>(data.data());
     if (tag == cTagExtensible)
     {
@@ -167,7 +151,7 @@ void WAVEFmtChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
     PutLE<uint32_t>(data.data() + 8, uint32_t(blockAlign) * uint32_t(rate));
     PutLE<uint16_t>(data.data() + 12, blockAlign);
     PutLE<int16_t>(data.data() + 14, bits);
-    WriteExact(iFileP, data.data(), int64_t(data.size()));
+    FF_WriteExact(iFileP, data.data(), int64_t(data.size()));
     mStoredSize = int64_t(data.size());
     iAudioFileP->mNumChannels.ClearDirty();
     iAudioFileP->mBitDepth.ClearDirty();
@@ -194,7 +178,7 @@ bool WAVEEBUChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
     if (mStoredSize < cDataSize)
         return false;
     unsigned char data[cDataSize];
-    ReadExact(iFileP, data, cDataSize);
+    FF_ReadExact(iFileP, data, cDataSize);
     iAudioFileP->mDescription.StoreFromSourceIfClean(GetText(data, 256));
     iAudioFileP->mBroadcastWaveData.StoreFromSourceIfClean({GetText(data + 256, 32)});
     if (!iAudioFileP->IsOMFI())
@@ -218,7 +202,7 @@ void WAVEEBUChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
     std::strftime(stamp, sizeof stamp, "%H:%M:%S", &local);
     std::memcpy(data + 330, stamp, 8);
     PutLE<int64_t>(data + 338, iAudioFileP->mOriginalTimeStamp.GetOr(0));
-    WriteExact(iFileP, data, cDataSize);
+    FF_WriteExact(iFileP, data, cDataSize);
     mStoredSize = cDataSize;
     iAudioFileP->mBroadcastWaveData.ClearDirty();
     iAudioFileP->mDescription.ClearDirty();
@@ -362,7 +346,7 @@ void WAVESamplerChunk::WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
         putLoop(1, attr.mLoop1Type, attr.mLoop1Start, attr.mLoop1End);
     if (attr.mLoop2Type != 0)
         putLoop(2, attr.mLoop2Type, attr.mLoop2Start, attr.mLoop2End);
-    WriteExact(iFileP, data.data(), int64_t(data.size()));
+    FF_WriteExact(iFileP, data.data(), int64_t(data.size()));
     mStoredSize = int64_t(data.size());
     iAudioFileP->mInstrumentAttr.ClearDirty();
 }
