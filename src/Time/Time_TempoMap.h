@@ -1,0 +1,164 @@
+// The tempo map: ticks to samples and back.
+//
+// Design note.
+//   1. mSegments (owned Time_TempoMapSegment objects) is what the user edited and what is
+//      saved: sorted by start tick, at most one segment per tick.
+//   2. The basic list (Time_BasicTempoMap) is derived from mSegments by
+//      UpdateBasicMapIfNeeded; every conversion runs on it, by binary search (logarithmic in
+//      the number of segments). Its ticks and fractional samples rise, and adjacent segments
+//      join where the earlier one's line meets the later one's start.
+//   3. Regimes: with fewer than two locked segments the map is "all changes" (positions in
+//      samples follow from tempos); with every segment locked it is "all IDB" (tempos follow
+//      from positions). Between two locked neighbours exactly one segment is computed: it
+//      absorbs the difference; outside two locked segments no segment is computed.
+//   4. Once EnsureSongStart has run, exactly one locked segment is the song start.
+//   5. States of the basic list: clean (read lock free, count 1) -> dirty (DirtyBasicMap took
+//      the read lock) -> updating -> clean (UpdateBasicMapIfNeeded posts the read lock). A
+//      fresh map is dirty with the read lock at 0.
+//   6. An edit is bracketed: NdoAboutToModify, ++mEditCount, change, DirtyBasicMap, EndEdit;
+//      the EndEdit that brings the count to 0 rebuilds and broadcasts eValueChanged.
+//
+// Threads: every edit and conversion runs on the main thread, except that another thread may
+// convert while it holds the read lock (TryToAcquireReadLock .. ReleaseReadLock).
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "Cmn_Observable.h"
+#include "Cmn_PolymorphicHandle.h"
+#include "Time_TempoMapSegment.h"
+
+class Sys_Semaphore;
+
+// What the map tells its listeners: the start of an edit (the undo hook, before the edit
+// count rises) and the end of the outermost edit (after the basic list is rebuilt).
+struct Time_TempoMapMessage
+{
+    enum EKind
+    {
+        eAboutToModify,
+        eValueChanged
+    };
+    EKind mKind;
+    int32_t mEditCount;
+};
+
+class Time_TempoMap
+{
+public:
+    using SegmentList = std::vector<Time_TempoMapSegment::Ptr>;
+    using SegmentIter = SegmentList::iterator;
+    using ListenerList = Cmn_Observable<Time_TempoMapMessage>;
+
+    struct LengthConstraints
+    {
+        double mMinimum = 0.0;
+        double mMaximum = 0.0;
+        bool mIsFixed = false;
+        bool mIsUnconstrained = false;
+    };
+
+    Time_TempoMap();
+    virtual ~Time_TempoMap();
+    Time_TempoMap(const Time_TempoMap&) = delete;
+    Time_TempoMap& operator=(const Time_TempoMap&) = delete;
+
+    // ---- conversions (each may rebuild the basic list first) ----
+    Time_Sample TickToSample(Time_Tick iTick);
+    Time_Tick SampleToTick(Time_Sample iSample);
+    // The first sample that rounds to iTick, and the first tick that rounds to iSample.
+    Time_Sample TickToFirstSample(Time_Tick iTick);
+    Time_Tick SampleToFirstTick(Time_Sample iSample);
+    Time_Sample NextTickToSample(Time_Tick iTick);
+    Time_Tick NextSampleToTick(Time_Sample iSample);
+    double TickToFractionalSample(Time_Tick iTick);
+
+    // ---- queries ----
+    Time_Tick GetSongStartTick();
+    Time_Sample GetSongStartSample();
+    Time_Tick GetSessionStartTick();
+    double GetSampleRate() const { return mBasicMap.GetSampleRate(); }
+    Time_Sample GetMaxSample();
+    size_t GetNumberOfSegments() const { return mSegments.size(); }
+    SegmentIter SegmentBegin() { return mSegments.begin(); }
+    SegmentIter SegmentEnd() { return mSegments.end(); }
+    SegmentIter FindSegment(Time_Tick iTick);
+    SegmentIter FindControllingSegment(Time_Tick iTick);
+    SegmentIter FindSongStart();
+    bool IsAllChanges();
+    bool IsAllIDB();
+    bool IsNumberOfLockedSegmentsLessThan(int32_t iCount) const;
+    // The effective tempo at iTick (computed segments included).
+    void GetTempoAtTick(double* oBeatsPerMinute, Time_Tick* oTicksPerBeat, Time_Tick iTick);
+    void GetLengthConstraintsForRange(LengthConstraints* oConstraints, Time_Tick iStart,
+                                      Time_Tick iEnd, const Time_TempoLimits& iLimits);
+    const Time_BasicTempoMap& GetBasicMap();
+    ListenerList& GetListenerList() { return mListeners; }
+
+    // ---- edits (main thread) ----
+    // Asserts "0 != iSegmentP.get()"; replaces a segment at the same tick.
+    void AddSegment(Time_TempoMapSegment::Ptr iSegmentP);
+    void DeleteSegment(SegmentIter iIter);
+    void Clear();
+    void SetSampleRate(double iSampleRate);
+    void FixUpComputedFlagsAroundTick(Time_Tick iTick);
+    // Makes sure a locked song start exists; true when one had to be supplied.
+    bool EnsureSongStart();
+    void BeginEdit();
+    // Asserts "mEditCount > 0".
+    void EndEdit();
+    // The "Tempo" block. StreamIn replaces the whole map or, failing, leaves it as it was.
+    void StreamIn(Sys_TypedInStream& ioStream);
+    void StreamOut(Sys_TypedOutStream& ioStream) const;
+
+    // Rebuilds the basic list if it is dirty and not being rebuilt.
+    void UpdateBasicMapIfNeeded();
+
+    // ---- readers on other threads ----
+    // Non-blocking; false while the basic list is dirty or being replaced.
+    bool TryToAcquireReadLock();
+    void ReleaseReadLock();
+
+    static void SetTraceStream(std::ostream* iStreamP) { Time_BasicTempoMap::SetTraceStream(iStreamP); }
+
+protected:
+    // The undo hook: tells the listeners that the map is about to change.
+    virtual void NdoAboutToModify();
+
+private:
+    void DirtyBasicMap();
+    SegmentIter ComputeBackwardsTo(Time_BasicTempoMap& ioBasic, SegmentIter iTargetIter);
+    void ComputeBackwardsCore(Time_BasicTempoMap& ioBasic, SegmentIter iFirst, SegmentIter iLast);
+    void EnsureExactlyOneComputedSegmentInRange(SegmentIter iLeft, SegmentIter iRight);
+    void ClearComputedFlagsInRange(SegmentIter iLeft, SegmentIter iRight);
+    static void InsertSorted(SegmentList& ioList, Time_TempoMapSegment::Ptr iSegmentP);
+
+    Time_Tick mSongStartTick{Time_cDefaultOriginTick};
+    Time_Sample mSongStartSample;
+    Time_Tick mSessionStartTick{Time_cDefaultOriginTick};
+    bool mIsAllChanges = true;
+    bool mIsAllIDB = false;
+    Time_BasicTempoMap mBasicMap;
+    bool mUpdating = false;
+    bool mBasicMapDirty = true;
+    SegmentList mSegments;
+    int32_t mEditCount = 0;
+    Cmn_PolymorphicHandle<Sys_Semaphore> mReadLock;
+    bool mSongStartSupplied = false;
+    ListenerList mListeners;
+};
+
+// Brackets a compound edit so that the basic list is rebuilt once.
+class Time_TempoMap_StEditOptimizer
+{
+public:
+    explicit Time_TempoMap_StEditOptimizer(Time_TempoMap& ioMap) : mMap(ioMap) { mMap.BeginEdit(); }
+    ~Time_TempoMap_StEditOptimizer() { mMap.EndEdit(); }
+    Time_TempoMap_StEditOptimizer(const Time_TempoMap_StEditOptimizer&) = delete;
+    Time_TempoMap_StEditOptimizer& operator=(const Time_TempoMap_StEditOptimizer&) = delete;
+
+private:
+    Time_TempoMap& mMap;
+};
