@@ -35,7 +35,8 @@ void Convert(Time_TempoMap& ioMap)
                 continue;
             const Time_Sample s = ioMap.TickToSample(Time_Tick(t));
             gSink = gSink + s.AsInt64() + ioMap.SampleToTick(s).AsInt64() +
-                    ioMap.TickToFirstSample(Time_Tick(t)).AsInt64() + ioMap.SampleToFirstTick(s).AsInt64();
+                    ioMap.TickToFirstSample(Time_Tick(t)).AsInt64() +
+                    ioMap.SampleToFirstTick(s).AsInt64();
         }
 }
 } // namespace

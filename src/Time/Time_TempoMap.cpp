@@ -18,7 +18,10 @@ void Trace(int32_t iStringID)
         *traceP << L10N_ExceptionData(14, iStringID).GetText();
 }
 
-bool TickLess(const Time_TempoMapSegment::Ptr& iSeg, Time_Tick iTick) { return iSeg->GetStartTick() < iTick; }
+bool TickLess(const Time_TempoMapSegment::Ptr& iSeg, Time_Tick iTick)
+{
+    return iSeg->GetStartTick() < iTick;
+}
 
 // A list of half-open tick ranges with subtraction and a sum of sample lengths.
 class TickRegion
@@ -57,7 +60,8 @@ public:
     {
         double total = 0.0;
         for (const Range& r : mRanges)
-            total += iBasic.TickToFractionalSample(r.mEnd) - iBasic.TickToFractionalSample(r.mStart);
+            total +=
+                iBasic.TickToFractionalSample(r.mEnd) - iBasic.TickToFractionalSample(r.mStart);
         return total;
     }
 
@@ -111,13 +115,20 @@ void Time_TempoMap::DirtyBasicMap()
     }
 }
 
-bool Time_TempoMap::TryToAcquireReadLock() { return mReadLock->Wait(0) == Sys_SyncObject::eWaitResult_Signalled; }
+bool Time_TempoMap::TryToAcquireReadLock()
+{
+    return mReadLock->Wait(0) == Sys_SyncObject::eWaitResult_Signalled;
+}
 
-void Time_TempoMap::ReleaseReadLock() { mReadLock->Release(); }
+void Time_TempoMap::ReleaseReadLock()
+{
+    mReadLock->Release();
+}
 
 // ---- rebuilding the basic list -----------------------------------------------------------------
 
-void Time_TempoMap::ComputeBackwardsCore(Time_BasicTempoMap& ioBasic, SegmentIter iFirst, SegmentIter iLast)
+void Time_TempoMap::ComputeBackwardsCore(Time_BasicTempoMap& ioBasic, SegmentIter iFirst,
+                                         SegmentIter iLast)
 {
     double sample = static_cast<double>((*iLast)->GetStartSample().AsInt64());
     Time_Tick tick = (*iLast)->GetStartTick();
@@ -130,7 +141,8 @@ void Time_TempoMap::ComputeBackwardsCore(Time_BasicTempoMap& ioBasic, SegmentIte
     }
 }
 
-Time_TempoMap::SegmentIter Time_TempoMap::ComputeBackwardsTo(Time_BasicTempoMap& ioBasic, SegmentIter iTargetIter)
+Time_TempoMap::SegmentIter Time_TempoMap::ComputeBackwardsTo(Time_BasicTempoMap& ioBasic,
+                                                             SegmentIter iTargetIter)
 {
     CMN_ASSERT_TEXT(iTargetIter != mSegments.end(), "iTargetIter != mSegments.end()");
     SegmentIter locked = std::find_if(iTargetIter + 1, mSegments.end(),
@@ -168,8 +180,10 @@ void Time_TempoMap::UpdateBasicMapIfNeeded()
     for (SegmentIter it = mSegments.begin(); it != mSegments.end();)
     {
         Time_TempoMapSegment& seg = **it;
-        auto prevP = [&](SegmentIter i) { return i == mSegments.begin() ? nullptr : (i - 1)->get(); };
-        auto nextP = [&](SegmentIter i) { return i + 1 == mSegments.end() ? nullptr : (i + 1)->get(); };
+        auto prevP = [&](SegmentIter i)
+        { return i == mSegments.begin() ? nullptr : (i - 1)->get(); };
+        auto nextP = [&](SegmentIter i)
+        { return i + 1 == mSegments.end() ? nullptr : (i + 1)->get(); };
         (seg.IsLockedToSample() ? lockedCount : unlockedCount)++;
         if (!seg.IsComputed() && (seg.IsLockedToSample() || anchored))
         {
@@ -192,7 +206,8 @@ void Time_TempoMap::UpdateBasicMapIfNeeded()
         Time_Tick ticksPerBeat(Time_cInternalTicksPerQuarterNote);
         seg.GetInitialTempo(&bpm, &ticksPerBeat);
         Time_BasicTempoMapSegment first;
-        first.SetTempo(Time_Tick(Time_cDefaultOriginTick), 0.0, mBasicMap.GetSampleRate(), bpm, ticksPerBeat);
+        first.SetTempo(Time_Tick(Time_cDefaultOriginTick), 0.0, mBasicMap.GetSampleRate(), bpm,
+                       ticksPerBeat);
         mBasicMap.Add(first);
         seg.GenerateForward(mBasicMap, nullptr, nextP(it));
         anchored = true;
@@ -226,15 +241,37 @@ const Time_BasicTempoMap& Time_TempoMap::GetBasicMap()
     return mBasicMap;
 }
 
-Time_Sample Time_TempoMap::TickToSample(Time_Tick iTick) { return GetBasicMap().TickToSample(iTick); }
-Time_Tick Time_TempoMap::SampleToTick(Time_Sample iSample) { return GetBasicMap().SampleToTick(iSample); }
-Time_Sample Time_TempoMap::TickToFirstSample(Time_Tick iTick) { return GetBasicMap().TickToFirstSample(iTick); }
-Time_Tick Time_TempoMap::SampleToFirstTick(Time_Sample iSample) { return GetBasicMap().SampleToFirstTick(iSample); }
-Time_Sample Time_TempoMap::NextTickToSample(Time_Tick iTick) { return GetBasicMap().NextTickToSample(iTick); }
-Time_Tick Time_TempoMap::NextSampleToTick(Time_Sample iSample) { return GetBasicMap().NextSampleToTick(iSample); }
-double Time_TempoMap::TickToFractionalSample(Time_Tick iTick) { return GetBasicMap().TickToFractionalSample(iTick); }
+Time_Sample Time_TempoMap::TickToSample(Time_Tick iTick)
+{
+    return GetBasicMap().TickToSample(iTick);
+}
+Time_Tick Time_TempoMap::SampleToTick(Time_Sample iSample)
+{
+    return GetBasicMap().SampleToTick(iSample);
+}
+Time_Sample Time_TempoMap::TickToFirstSample(Time_Tick iTick)
+{
+    return GetBasicMap().TickToFirstSample(iTick);
+}
+Time_Tick Time_TempoMap::SampleToFirstTick(Time_Sample iSample)
+{
+    return GetBasicMap().SampleToFirstTick(iSample);
+}
+Time_Sample Time_TempoMap::NextTickToSample(Time_Tick iTick)
+{
+    return GetBasicMap().NextTickToSample(iTick);
+}
+Time_Tick Time_TempoMap::NextSampleToTick(Time_Sample iSample)
+{
+    return GetBasicMap().NextSampleToTick(iSample);
+}
+double Time_TempoMap::TickToFractionalSample(Time_Tick iTick)
+{
+    return GetBasicMap().TickToFractionalSample(iTick);
+}
 
-// ---- queries --------------------------------------------------------------------------------------
+// ---- queries
+// --------------------------------------------------------------------------------------
 
 Time_Tick Time_TempoMap::GetSongStartTick()
 {
@@ -280,7 +317,8 @@ Time_Sample Time_TempoMap::GetMaxSample()
     if (mSegments.empty())
         return Time_Sample(0);
     const Time_TempoMapSegment& last = *mSegments.back();
-    Time_Sample sample = last.IsLockedToSample() ? last.GetStartSample() : TickToSample(last.GetStartTick());
+    Time_Sample sample =
+        last.IsLockedToSample() ? last.GetStartSample() : TickToSample(last.GetStartTick());
     return sample.AsInt64() == INT64_MAX ? sample : sample + Time_Sample(1);
 }
 
@@ -291,18 +329,21 @@ Time_TempoMap::SegmentIter Time_TempoMap::FindSegment(Time_Tick iTick)
 
 Time_TempoMap::SegmentIter Time_TempoMap::FindControllingSegment(Time_Tick iTick)
 {
-    auto it = std::upper_bound(mSegments.begin(), mSegments.end(), iTick,
-                               [](Time_Tick t, const auto& seg) { return t < seg->GetStartTick(); });
+    auto it =
+        std::upper_bound(mSegments.begin(), mSegments.end(), iTick,
+                         [](Time_Tick t, const auto& seg) { return t < seg->GetStartTick(); });
     return it == mSegments.begin() ? it : it - 1;
 }
 
 Time_TempoMap::SegmentIter Time_TempoMap::FindSongStart()
 {
     return std::find_if(mSegments.begin(), mSegments.end(),
-                        [](const auto& seg) { return seg->IsSongStart() && seg->IsLockedToSample(); });
+                        [](const auto& seg)
+                        { return seg->IsSongStart() && seg->IsLockedToSample(); });
 }
 
-void Time_TempoMap::GetTempoAtTick(double* oBeatsPerMinute, Time_Tick* oTicksPerBeat, Time_Tick iTick)
+void Time_TempoMap::GetTempoAtTick(double* oBeatsPerMinute, Time_Tick* oTicksPerBeat,
+                                   Time_Tick iTick)
 {
     Time_Tick ticksPerBeat(Time_cInternalTicksPerQuarterNote);
     SegmentIter it = FindControllingSegment(iTick);
@@ -323,8 +364,9 @@ void Time_TempoMap::GetTempoAtTick(double* oBeatsPerMinute, Time_Tick* oTicksPer
         ticksPerBeat = (*it)->GetTicksPerBeat();
     }
     const Time_BasicTempoMap& basic = GetBasicMap();
-    const Time_BasicTempoMapSegment& seg =
-        basic.GetNumSegments() ? basic.GetSegment(basic.FindByTick(iTick)) : Time_BasicTempoMapSegment();
+    const Time_BasicTempoMapSegment& seg = basic.GetNumSegments()
+                                               ? basic.GetSegment(basic.FindByTick(iTick))
+                                               : Time_BasicTempoMapSegment();
     *oBeatsPerMinute = seg.GetBeatsPerMinute(basic.GetSampleRate(), ticksPerBeat);
     *oTicksPerBeat = ticksPerBeat;
 }
@@ -336,7 +378,8 @@ void Time_TempoMap::GetLengthConstraintsForRange(LengthConstraints* oConstraints
     const Time_BasicTempoMap& basic = GetBasicMap();
     // The nearest locked segment at or before iStart, and at or after iEnd.
     SegmentIter left = mSegments.end();
-    for (SegmentIter it = mSegments.begin(); it != mSegments.end() && !(iStart < (*it)->GetStartTick()); ++it)
+    for (SegmentIter it = mSegments.begin();
+         it != mSegments.end() && !(iStart < (*it)->GetStartTick()); ++it)
         if ((*it)->IsLockedToSample())
             left = it;
     SegmentIter right = std::find_if(FindSegment(iEnd), mSegments.end(),
@@ -347,14 +390,16 @@ void Time_TempoMap::GetLengthConstraintsForRange(LengthConstraints* oConstraints
         return;
     }
     const Time_Tick leftTick = (*left)->GetStartTick(), rightTick = (*right)->GetStartTick();
-    const double lockedSpan = static_cast<double>(((*right)->GetStartSample() - (*left)->GetStartSample()).AsInt64());
+    const double lockedSpan =
+        static_cast<double>(((*right)->GetStartSample() - (*left)->GetStartSample()).AsInt64());
     if (leftTick == iStart && rightTick == iEnd)
     {
         oConstraints->mMinimum = oConstraints->mMaximum = lockedSpan;
         oConstraints->mIsFixed = true;
         return;
     }
-    SegmentIter computedIter = std::find_if(left, right, [](const auto& seg) { return seg->IsComputed(); });
+    SegmentIter computedIter =
+        std::find_if(left, right, [](const auto& seg) { return seg->IsComputed(); });
     if (computedIter == right)
         computedIter = this->SegmentEnd();
     CMN_ASSERT_TEXT(computedIter != this->SegmentEnd(), "computedIter != this->SegmentEnd()");
@@ -368,13 +413,15 @@ void Time_TempoMap::GetLengthConstraintsForRange(LengthConstraints* oConstraints
     rest.Subtract(iStart, iEnd);
     const double fixedPart = rest.SampleLength(basic);
     double minComputed = 0.0, maxComputed = 0.0;
-    (*computedIter)->ComputeSampleLengthLimits(&minComputed, &maxComputed, computedPart.TotalTicks(), iLimits,
-                                               basic.GetSampleRate());
+    (*computedIter)
+        ->ComputeSampleLengthLimits(&minComputed, &maxComputed, computedPart.TotalTicks(), iLimits,
+                                    basic.GetSampleRate());
     oConstraints->mMinimum = lockedSpan - (fixedPart + maxComputed);
     oConstraints->mMaximum = lockedSpan - (fixedPart + minComputed);
 }
 
-// ---- edits ------------------------------------------------------------------------------------------
+// ---- edits
+// ------------------------------------------------------------------------------------------
 
 void Time_TempoMap::InsertSorted(SegmentList& ioList, Time_TempoMapSegment::Ptr iSegmentP)
 {
@@ -441,7 +488,8 @@ void Time_TempoMap::FixUpComputedFlagsAroundTick(Time_Tick iTick)
     for (int pass = 0; pass < 2; ++pass)
     {
         SegmentIter at = FindSegment(iTick);
-        SegmentIter right = std::find_if(at, mSegments.end(), [](const auto& seg) { return seg->IsLockedToSample(); });
+        SegmentIter right = std::find_if(at, mSegments.end(),
+                                         [](const auto& seg) { return seg->IsLockedToSample(); });
         SegmentIter left = mSegments.end();
         for (SegmentIter it = at; it != mSegments.begin();)
             if ((*--it)->IsLockedToSample())
@@ -467,7 +515,8 @@ bool Time_TempoMap::EnsureSongStart()
     Time_TempoMap_StEditOptimizer edit(*this);
     DirtyBasicMap();
     mSongStartSupplied = true;
-    auto locked = std::find_if(mSegments.begin(), mSegments.end(), [](const auto& seg) { return seg->IsLockedToSample(); });
+    auto locked = std::find_if(mSegments.begin(), mSegments.end(),
+                               [](const auto& seg) { return seg->IsLockedToSample(); });
     if (locked != mSegments.end())
     {
         (*locked)->SetIsSongStart(true);
@@ -477,14 +526,16 @@ bool Time_TempoMap::EnsureSongStart()
     Time_Tick ticksPerBeat(Time_cInternalTicksPerQuarterNote);
     if (!mSegments.empty() && mSegments.front()->IsFullySpecified())
         mSegments.front()->GetInitialTempo(&bpm, &ticksPerBeat);
-    auto seg = std::make_unique<Time_ConstantTempoSeg>(Time_Tick(Time_cDefaultOriginTick), bpm, ticksPerBeat);
+    auto seg = std::make_unique<Time_ConstantTempoSeg>(Time_Tick(Time_cDefaultOriginTick), bpm,
+                                                       ticksPerBeat);
     seg->LockToSample(Time_Sample(0));
     seg->SetIsSongStart(true);
     InsertSorted(mSegments, std::move(seg));
     return true;
 }
 
-// ---- the saved form ------------------------------------------------------------------------------------
+// ---- the saved form
+// ------------------------------------------------------------------------------------
 
 void Time_TempoMap::StreamOut(Sys_TypedOutStream& ioStream) const
 {
@@ -510,9 +561,11 @@ void Time_TempoMap::StreamIn(Sys_TypedInStream& ioStream)
     for (int32_t i = 0; i < count; ++i)
     {
         const int32_t type = ioStream.Read<int32_t>();
-        if (type != Time_TempoMapSegment::eConstantTempoSeg && type != Time_TempoMapSegment::ePreviousTempoSeg)
+        if (type != Time_TempoMapSegment::eConstantTempoSeg &&
+            type != Time_TempoMapSegment::ePreviousTempoSeg)
             L10N_Throw(14, 38);
-        InsertSorted(segments, Time_ConstantTempoSeg::StreamInNew(ioStream, type == Time_TempoMapSegment::ePreviousTempoSeg));
+        InsertSorted(segments, Time_ConstantTempoSeg::StreamInNew(
+                                   ioStream, type == Time_TempoMapSegment::ePreviousTempoSeg));
     }
     header.SkipTheRest();
     Time_TempoMap_StEditOptimizer edit(*this);

@@ -121,7 +121,10 @@ public:
     bool TryToAcquireReadLock();
     void ReleaseReadLock();
 
-    static void SetTraceStream(std::ostream* iStreamP) { Time_BasicTempoMap::SetTraceStream(iStreamP); }
+    static void SetTraceStream(std::ostream* iStreamP)
+    {
+        Time_BasicTempoMap::SetTraceStream(iStreamP);
+    }
 
 protected:
     // The undo hook: tells the listeners that the map is about to change.

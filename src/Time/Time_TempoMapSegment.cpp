@@ -82,7 +82,8 @@ void Time_BasicTempoMapSegment::SetBackTempo(Time_Tick iStartTick, Time_Tick iEn
     mFractionalStartSample = iFractionalEndSample - Diff(iEndTick, iStartTick) * mSamplesPerTick;
 }
 
-double Time_BasicTempoMapSegment::GetBeatsPerMinute(double iSampleRate, Time_Tick iTicksPerBeat) const
+double Time_BasicTempoMapSegment::GetBeatsPerMinute(double iSampleRate,
+                                                    Time_Tick iTicksPerBeat) const
 {
     return static_cast<double>(Time_Truncate(iSampleRate * mTicksPerSample * 60.0 + 0.5)) /
            static_cast<double>(iTicksPerBeat.AsInt64());
@@ -95,12 +96,14 @@ double Time_BasicTempoMapSegment::TickToFractionalSample(Time_Tick iTick) const
 
 Time_Sample Time_BasicTempoMapSegment::TickToSample(Time_Tick iTick) const
 {
-    return CapSample(std::floor(Diff(iTick, mStartTick) * mSamplesPerTick + mFractionalStartSample + 0.5));
+    return CapSample(
+        std::floor(Diff(iTick, mStartTick) * mSamplesPerTick + mFractionalStartSample + 0.5));
 }
 
 Time_Tick Time_BasicTempoMapSegment::FractionalSampleToTick(double iSample) const
 {
-    return AddFloor(mStartTick, std::floor((iSample - mFractionalStartSample) * mTicksPerSample + 0.5));
+    return AddFloor(mStartTick,
+                    std::floor((iSample - mFractionalStartSample) * mTicksPerSample + 0.5));
 }
 
 Time_Tick Time_BasicTempoMapSegment::SampleToTick(Time_Sample iSample) const
@@ -110,8 +113,8 @@ Time_Tick Time_BasicTempoMapSegment::SampleToTick(Time_Sample iSample) const
 
 Time_Sample Time_BasicTempoMapSegment::TickToFirstSample(Time_Tick iTick) const
 {
-    Time_Sample s = CapSample(
-        std::floor((Diff(iTick, mStartTick) - 0.5) * mSamplesPerTick + mFractionalStartSample + 0.5));
+    Time_Sample s = CapSample(std::floor((Diff(iTick, mStartTick) - 0.5) * mSamplesPerTick +
+                                         mFractionalStartSample + 0.5));
     if (SampleToTick(s) < iTick && s.AsInt64() < INT64_MAX)
         ++s;
     return s;
@@ -120,7 +123,8 @@ Time_Sample Time_BasicTempoMapSegment::TickToFirstSample(Time_Tick iTick) const
 Time_Tick Time_BasicTempoMapSegment::SampleToFirstTick(Time_Sample iSample) const
 {
     const double s = static_cast<double>(iSample.AsInt64());
-    Time_Tick t = AddFloor(mStartTick, std::floor((s - mFractionalStartSample - 0.5) * mTicksPerSample + 0.5));
+    Time_Tick t = AddFloor(mStartTick,
+                           std::floor((s - mFractionalStartSample - 0.5) * mTicksPerSample + 0.5));
     if (TickToSample(t) < iSample && t.AsInt64() < INT64_MAX)
         ++t;
     return t;
@@ -147,8 +151,14 @@ void Time_BasicTempoMap::Clear()
     mCursor = 0;
 }
 
-void Time_BasicTempoMap::SetTraceStream(std::ostream* iStreamP) { sTraceStreamP = iStreamP; }
-std::ostream* Time_BasicTempoMap::GetTraceStream() { return sTraceStreamP; }
+void Time_BasicTempoMap::SetTraceStream(std::ostream* iStreamP)
+{
+    sTraceStreamP = iStreamP;
+}
+std::ostream* Time_BasicTempoMap::GetTraceStream()
+{
+    return sTraceStreamP;
+}
 
 void Time_BasicTempoMap::Add(const Time_BasicTempoMapSegment& iSegment)
 {
@@ -164,9 +174,13 @@ void Time_BasicTempoMap::Add(const Time_BasicTempoMapSegment& iSegment)
     if (sTraceStreamP)
     {
         std::ostringstream qpm;
-        qpm << iSegment.GetBeatsPerMinute(mSampleRate, Time_Tick(Time_cInternalTicksPerQuarterNote));
-        *sTraceStreamP << L10N_ExceptionData(14, 2, std::to_string(static_cast<int64_t>(iSegment.GetFractionalStartSample())),
-                                             std::to_string(iSegment.GetStartTick().AsInt64()), qpm.str())
+        qpm << iSegment.GetBeatsPerMinute(mSampleRate,
+                                          Time_Tick(Time_cInternalTicksPerQuarterNote));
+        *sTraceStreamP << L10N_ExceptionData(14, 2,
+                                             std::to_string(static_cast<int64_t>(
+                                                 iSegment.GetFractionalStartSample())),
+                                             std::to_string(iSegment.GetStartTick().AsInt64()),
+                                             qpm.str())
                               .GetText();
     }
 }
@@ -227,7 +241,8 @@ Time_Sample Time_BasicTempoMap::TickToFirstSample(Time_Tick iTick) const
 
 Time_Tick Time_BasicTempoMap::SampleToFirstTick(Time_Sample iSample) const
 {
-    return At(FindBySample(static_cast<double>(iSample.AsInt64()) - 0.5)).SampleToFirstTick(iSample);
+    return At(FindBySample(static_cast<double>(iSample.AsInt64()) - 0.5))
+        .SampleToFirstTick(iSample);
 }
 
 Time_Sample Time_BasicTempoMap::NextTickToSample(Time_Tick iTick) const
@@ -235,7 +250,8 @@ Time_Sample Time_BasicTempoMap::NextTickToSample(Time_Tick iTick) const
     size_t cursor = mCursor.load(std::memory_order_relaxed);
     const size_t n = mSegments.size();
     auto startOf = [this](size_t i) { return mSegments[i].GetStartTick(); };
-    if (cursor < n && !(iTick < startOf(cursor)) && (cursor + 1 == n || iTick < startOf(cursor + 1)))
+    if (cursor < n && !(iTick < startOf(cursor)) &&
+        (cursor + 1 == n || iTick < startOf(cursor + 1)))
         return mSegments[cursor].TickToSample(iTick);
     if (cursor + 1 < n && !(iTick < startOf(cursor + 1)) &&
         (cursor + 2 >= n || iTick < startOf(cursor + 2)))
@@ -268,7 +284,8 @@ namespace
 {
 double TicksPerBeatOverQuarter(Time_Tick iTicksPerBeat)
 {
-    return static_cast<double>(iTicksPerBeat.AsInt64()) / static_cast<double>(Time_cInternalTicksPerQuarterNote);
+    return static_cast<double>(iTicksPerBeat.AsInt64()) /
+           static_cast<double>(Time_cInternalTicksPerQuarterNote);
 }
 } // namespace
 
@@ -381,7 +398,8 @@ Time_ConstantTempoSeg::Time_ConstantTempoSeg(Time_Tick iStartTick, double iBeats
     mStartTick = iStartTick;
 }
 
-void Time_ConstantTempoSeg::GenerateForward(Time_BasicTempoMap& ioBasic, Time_TempoMapSegment* iPrevP,
+void Time_ConstantTempoSeg::GenerateForward(Time_BasicTempoMap& ioBasic,
+                                            Time_TempoMapSegment* iPrevP,
                                             Time_TempoMapSegment* iNextP)
 {
     CMN_ASSERT_TEXT(!IsComputed(), "!this->IsComputed()");
@@ -406,8 +424,8 @@ void Time_ConstantTempoSeg::GenerateForward(Time_BasicTempoMap& ioBasic, Time_Te
     ioBasic.Add(seg);
 }
 
-void Time_ConstantTempoSeg::GenerateBackward(Time_BasicTempoMap& ioBasic, double iFractionalEndSample,
-                                             Time_Tick iEndTick)
+void Time_ConstantTempoSeg::GenerateBackward(Time_BasicTempoMap& ioBasic,
+                                             double iFractionalEndSample, Time_Tick iEndTick)
 {
     Time_BasicTempoMapSegment seg;
     if (mIsLockedToSample || mIsComputed)
@@ -438,8 +456,8 @@ void Time_ConstantTempoSeg::StreamOut(Sys_TypedOutStream& ioStream) const
     header.PatchSize();
 }
 
-std::unique_ptr<Time_ConstantTempoSeg> Time_ConstantTempoSeg::StreamInNew(Sys_TypedInStream& ioStream,
-                                                                          bool iPrevious)
+std::unique_ptr<Time_ConstantTempoSeg>
+Time_ConstantTempoSeg::StreamInNew(Sys_TypedInStream& ioStream, bool iPrevious)
 {
     auto seg = std::make_unique<Time_ConstantTempoSeg>();
     Sys_StdStreamHeaderReader header(ioStream, iPrevious ? "Prev" : "Const");

@@ -204,9 +204,9 @@ protected:
 class Time_ConstantTempoSeg : public Time_TempoMapSegment
 {
 public:
-    explicit Time_ConstantTempoSeg(Time_Tick iStartTick = Time_Tick(Time_cDefaultOriginTick),
-                                   double iBeatsPerMinute = 120.0,
-                                   Time_Tick iTicksPerBeat = Time_Tick(Time_cInternalTicksPerQuarterNote));
+    explicit Time_ConstantTempoSeg(
+        Time_Tick iStartTick = Time_Tick(Time_cDefaultOriginTick), double iBeatsPerMinute = 120.0,
+        Time_Tick iTicksPerBeat = Time_Tick(Time_cInternalTicksPerQuarterNote));
 
     void GenerateForward(Time_BasicTempoMap& ioBasic, Time_TempoMapSegment* iPrevP,
                          Time_TempoMapSegment* iNextP) override;
@@ -216,7 +216,8 @@ public:
     // A "Const" block: "TMS" block, double bpm, 64-bit ticks per beat, bool unspecified.
     void StreamOut(Sys_TypedOutStream& ioStream) const override;
     void ComputeSampleLengthLimits(double* oMin, double* oMax, Time_Tick iLength,
-                                   const Time_TempoLimits& iLimits, double iSampleRate) const override;
+                                   const Time_TempoLimits& iLimits,
+                                   double iSampleRate) const override;
     void Split(Ptr* oLeft, Ptr* oRight, Time_Tick iTick) const override;
     void GetInitialTempo(double* oBeatsPerMinute, Time_Tick* oTicksPerBeat) const override;
     bool IsComputationValid() const override { return mBeatsPerMinute > 0.0; }

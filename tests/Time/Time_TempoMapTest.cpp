@@ -21,11 +21,18 @@ constexpr int64_t kOrigin = Time_cDefaultOriginTick;
 constexpr int64_t kBeat = Time_cInternalTicksPerQuarterNote;
 constexpr double kRate = 44100.0;
 
-Time_Tick T(int64_t iTick) { return Time_Tick(iTick); }
-Time_Sample S(int64_t iSample) { return Time_Sample(iSample); }
+Time_Tick T(int64_t iTick)
+{
+    return Time_Tick(iTick);
+}
+Time_Sample S(int64_t iSample)
+{
+    return Time_Sample(iSample);
+}
 
 // A constant segment at iTick; iSample >= 0 locks it there.
-Time_TempoMapSegment::Ptr Seg(int64_t iTick, double iBpm, int64_t iSample = -1, bool iComputed = false)
+Time_TempoMapSegment::Ptr Seg(int64_t iTick, double iBpm, int64_t iSample = -1,
+                              bool iComputed = false)
 {
     auto seg = std::make_unique<Time_ConstantTempoSeg>(T(iTick), iBpm, T(kBeat));
     if (iSample >= 0)
@@ -51,7 +58,10 @@ struct Map : Time_TempoMap
         GetTempoAtTick(&bpm, &perBeat, T(iTick));
         return bpm;
     }
-    const Time_ConstantTempoSeg& At(size_t i) { return static_cast<const Time_ConstantTempoSeg&>(*SegmentBegin()[i]); }
+    const Time_ConstantTempoSeg& At(size_t i)
+    {
+        return static_cast<const Time_ConstantTempoSeg&>(*SegmentBegin()[i]);
+    }
 };
 
 Bytes Save(const Time_TempoMap& iMap)
@@ -62,7 +72,9 @@ Bytes Save(const Time_TempoMap& iMap)
 }
 
 // A "Tempo" block written by hand: each segment as (type, block writer).
-Bytes TempoBlock(int32_t iCount, const std::vector<std::pair<int32_t, std::function<void(Sys_TypedOutStream&)>>>& iSegs)
+Bytes TempoBlock(
+    int32_t iCount,
+    const std::vector<std::pair<int32_t, std::function<void(Sys_TypedOutStream&)>>>& iSegs)
 {
     Test_Out out;
     Sys_StdStreamHeaderWriter header(*out, "Tempo", 2);
@@ -77,7 +89,8 @@ Bytes TempoBlock(int32_t iCount, const std::vector<std::pair<int32_t, std::funct
 }
 
 // An old "TMS" block (without the two trailing flags) inside a "Prev" or "Const" block.
-std::function<void(Sys_TypedOutStream&)> OldSeg(const char* iTag, int64_t iTick, int64_t iSample, double iBpm)
+std::function<void(Sys_TypedOutStream&)> OldSeg(const char* iTag, int64_t iTick, int64_t iSample,
+                                                double iBpm)
 {
     return [=](Sys_TypedOutStream& out)
     {
@@ -108,7 +121,8 @@ std::vector<Time_TempoMapSegment::Ptr> RandomSegs(std::mt19937& ioRng, bool iIDB
         segs.push_back(Seg(tick, b, lock ? static_cast<int64_t>(sample) : -1));
         const int64_t g = gap(ioRng);
         // Only a locked segment's own span is skewed: that segment is the computed one.
-        sample += static_cast<double>(g) * kRate * 60.0 / (kBeat * b) * (lock && i > 0 ? skew(ioRng) : 1.0);
+        sample += static_cast<double>(g) * kRate * 60.0 / (kBeat * b) *
+                  (lock && i > 0 ? skew(ioRng) : 1.0);
         tick += g;
     }
     return segs;
@@ -160,11 +174,13 @@ TEST(Time_BasicTempoMapSegment, FloorsAndRatesAsStated)
     EXPECT_DOUBLE_EQ(back.TickToFractionalSample(T(kBeat)), 1000.0);
     EXPECT_DOUBLE_EQ(back.GetBeatsPerMinute(kRate, T(kBeat)), 120.0);
     EXPECT_DOUBLE_EQ(back.GetBeatsPerMinute(kRate, T(7)), 115200000.0 / 7.0);
-    EXPECT_TRUE(Test_Asserts([] { Time_BasicTempoMapSegment().SetEndSample(T(5), T(5), 0, 1); }, "iEndTick > iStartTick"));
+    EXPECT_TRUE(Test_Asserts([] { Time_BasicTempoMapSegment().SetEndSample(T(5), T(5), 0, 1); },
+                             "iEndTick > iStartTick"));
     EXPECT_TRUE(Test_Asserts([] { Time_BasicTempoMapSegment().SetEndSample(T(5), T(6), 1, 1); },
                              "iFractionalEndSample > iFractionalStartSample"));
-    EXPECT_TRUE(Test_Asserts([] { Time_BasicTempoMapSegment().SetBackTempo(T(0), T(1), 1, 0, 120, T(kBeat)); },
-                             "iSampleRate != 0"));
+    EXPECT_TRUE(Test_Asserts(
+        [] { Time_BasicTempoMapSegment().SetBackTempo(T(0), T(1), 1, 0, 120, T(kBeat)); },
+        "iSampleRate != 0"));
 }
 
 TEST(Time_TempoLimits, ClampInBeatsAndQuarterNotes)
@@ -175,7 +191,7 @@ TEST(Time_TempoLimits, ClampInBeatsAndQuarterNotes)
         double mBpm;
         int64_t mPerBeat;
         double mLimited, mMinQPM, mMaxQPM;
-    } rows[] = {{1.0, kBeat, 5.0, 5.0, 500.0},        {2000.0, kBeat, 500.0, 5.0, 500.0},
+    } rows[] = {{1.0, kBeat, 5.0, 5.0, 500.0},         {2000.0, kBeat, 500.0, 5.0, 500.0},
                 {800.0, kBeat / 2, 800.0, 5.0, 499.5}, {2000.0, kBeat / 2, 999.0, 5.0, 499.5},
                 {4.0, 2 * kBeat, 5.0, 10.0, 500.0},    {400.0, 2 * kBeat, 250.0, 10.0, 500.0}};
     for (const auto& row : rows)
@@ -293,7 +309,8 @@ TEST(Time_TempoMap, EditBracketOrderIsObservable)
         {
             mSeen.push_back({m.mKind, m.mEditCount});
             if (m.mKind == Time_TempoMapMessage::eValueChanged)
-                mSampleAtChange.push_back(mMapP->GetBasicMap().TickToSample(T(kOrigin + kBeat)).AsInt64());
+                mSampleAtChange.push_back(
+                    mMapP->GetBasicMap().TickToSample(T(kOrigin + kBeat)).AsInt64());
         }
     } rec;
     rec.mMapP = &map;
@@ -304,8 +321,10 @@ TEST(Time_TempoMap, EditBracketOrderIsObservable)
         map.AddSegment(Seg(kOrigin + kBeat, 240.0));
     }
     using M = Time_TempoMapMessage;
-    const std::vector<std::pair<int, int32_t>> expected = {{M::eAboutToModify, 0}, {M::eAboutToModify, 1},
-                                                           {M::eAboutToModify, 1}, {M::eValueChanged, 0}};
+    const std::vector<std::pair<int, int32_t>> expected = {{M::eAboutToModify, 0},
+                                                           {M::eAboutToModify, 1},
+                                                           {M::eAboutToModify, 1},
+                                                           {M::eValueChanged, 0}};
     EXPECT_EQ(rec.mSeen, expected);
     EXPECT_EQ(rec.mSampleAtChange, std::vector<int64_t>{44100}); // rebuilt before the message
     map.GetListenerList().RemoveObserver(rec);
@@ -364,7 +383,8 @@ TEST(Time_TempoMap, SavedFormIsBigEndianAndReadsOldForms)
         double mBpm;
     } rows[] = {{"prev first", TempoBlock(1, {{1, OldSeg("Prev", kOrigin, 0, 0)}}), 120.0},
                 {"prev after const",
-                 TempoBlock(2, {{0, OldSeg("Const", kOrigin, 0, 90.0)}, {1, OldSeg("Prev", kOrigin + kBeat, -1, 0)}}),
+                 TempoBlock(2, {{0, OldSeg("Const", kOrigin, 0, 90.0)},
+                                {1, OldSeg("Prev", kOrigin + kBeat, -1, 0)}}),
                  90.0}};
     for (const auto& row : rows)
     {
@@ -386,8 +406,20 @@ TEST(Time_TempoMap, BadBytesFailCleanlyAndLeaveTheMap)
     Map map;
     map.AddSegment(Seg(kOrigin + kBeat, 90.0));
     const Bytes good = Save(map);
-    EXPECT_TRUE(Test_ThrowsL10N([&] { Test_In in(TempoBlock(-1, {})); map.StreamIn(*in); }, 14, 28));
-    EXPECT_TRUE(Test_ThrowsL10N([&] { Test_In in(TempoBlock(1, {{2, OldSeg("Prev", 0, 0, 0)}})); map.StreamIn(*in); }, 14, 38));
+    EXPECT_TRUE(Test_ThrowsL10N(
+        [&]
+        {
+            Test_In in(TempoBlock(-1, {}));
+            map.StreamIn(*in);
+        },
+        14, 28));
+    EXPECT_TRUE(Test_ThrowsL10N(
+        [&]
+        {
+            Test_In in(TempoBlock(1, {{2, OldSeg("Prev", 0, 0, 0)}}));
+            map.StreamIn(*in);
+        },
+        14, 38));
     // A huge count over a short stream, and every truncation: the library's own failures only.
     Bytes huge = good;
     huge[11] = 0x7F;
@@ -445,14 +477,16 @@ TEST(Time_TempoMap, FuzzSeedsAreUpToDate)
         {"empty", Save(Map())},
         {"changes", Save(Map(RandomSegs(rng, false)))},
         {"idb", Save(Map(RandomSegs(rng, true)))},
-        {"old_prev", TempoBlock(2, {{0, OldSeg("Const", kOrigin, 0, 90.0)}, {1, OldSeg("Prev", kOrigin + kBeat, -1, 0)}})},
+        {"old_prev", TempoBlock(2, {{0, OldSeg("Const", kOrigin, 0, 90.0)},
+                                    {1, OldSeg("Prev", kOrigin + kBeat, -1, 0)}})},
         {"bad_type", TempoBlock(1, {{5, OldSeg("Prev", 0, 0, 0)}})}};
     WriteFuzzSeeds(seeds);
     if (const char* source = std::getenv("MIRAFILE_SOURCE_DIR"))
         for (const auto& [name, bytes] : seeds)
         {
             const auto path = std::filesystem::path(source) / "fuzz/seeds/TempoMapFuzz" / name;
-            ASSERT_TRUE(Exists(path.string())) << name << " missing: run with MIRAFILE_WRITE_FUZZ_SEEDS";
+            ASSERT_TRUE(Exists(path.string()))
+                << name << " missing: run with MIRAFILE_WRITE_FUZZ_SEEDS";
             EXPECT_EQ(ReadBytes(path.string()), bytes) << name << " out of date";
         }
 }
