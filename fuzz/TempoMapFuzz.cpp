@@ -20,7 +20,7 @@
 
 namespace
 {
-volatile int64_t gSink; // keeps the conversions from being optimised away
+volatile uint64_t gSink; // keeps the conversions from being optimised away
 
 void Convert(Time_TempoMap& ioMap)
 {
@@ -34,9 +34,10 @@ void Convert(Time_TempoMap& ioMap)
             if (__builtin_add_overflow(tick.AsInt64(), delta, &t))
                 continue;
             const Time_Sample s = ioMap.TickToSample(Time_Tick(t));
-            gSink = gSink + s.AsInt64() + ioMap.SampleToTick(s).AsInt64() +
-                    ioMap.TickToFirstSample(Time_Tick(t)).AsInt64() +
-                    ioMap.SampleToFirstTick(s).AsInt64();
+            gSink = gSink + static_cast<uint64_t>(s.AsInt64()) +
+                    static_cast<uint64_t>(ioMap.SampleToTick(s).AsInt64()) +
+                    static_cast<uint64_t>(ioMap.TickToFirstSample(Time_Tick(t)).AsInt64()) +
+                    static_cast<uint64_t>(ioMap.SampleToFirstTick(s).AsInt64());
         }
 }
 } // namespace

@@ -23,6 +23,7 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <vector>
 
@@ -153,15 +154,34 @@ private:
     ListenerList mListeners;
 };
 
-// Brackets a compound edit so that the basic list is rebuilt once.
+// Brackets a compound edit so that the basic list is rebuilt once. The closing EndEdit may fail
+// an assertion while rebuilding (a map whose locked segments leave no room): that failure
+// leaves the destructor, unless the bracket is closed by another exception, which then wins.
 class Time_TempoMap_StEditOptimizer
 {
 public:
-    explicit Time_TempoMap_StEditOptimizer(Time_TempoMap& ioMap) : mMap(ioMap) { mMap.BeginEdit(); }
-    ~Time_TempoMap_StEditOptimizer() { mMap.EndEdit(); }
+    explicit Time_TempoMap_StEditOptimizer(Time_TempoMap& ioMap)
+        : mMap(ioMap), mUncaught(std::uncaught_exceptions())
+    {
+        mMap.BeginEdit();
+    }
+    ~Time_TempoMap_StEditOptimizer() noexcept(false)
+    {
+        if (std::uncaught_exceptions() <= mUncaught)
+            mMap.EndEdit();
+        else
+            try
+            {
+                mMap.EndEdit();
+            }
+            catch (...)
+            {
+            }
+    }
     Time_TempoMap_StEditOptimizer(const Time_TempoMap_StEditOptimizer&) = delete;
     Time_TempoMap_StEditOptimizer& operator=(const Time_TempoMap_StEditOptimizer&) = delete;
 
 private:
     Time_TempoMap& mMap;
+    int mUncaught;
 };

@@ -437,6 +437,16 @@ TEST(Time_TempoMap, BadBytesFailCleanlyAndLeaveTheMap)
         }
     }
     EXPECT_EQ(Save(map), good);
+    // Locked segments that leave no room fail the rebuild at the close of the bracket, as an
+    // assertion that reaches the caller.
+    EXPECT_TRUE(Test_Asserts(
+        [&]
+        {
+            Time_TempoMap_StEditOptimizer edit(map);
+            map.AddSegment(Seg(kOrigin, 120.0, 0, true));
+            map.AddSegment(Seg(kOrigin + kBeat, 120.0, 0));
+        },
+        "iFractionalEndSample > iFractionalStartSample"));
 }
 
 TEST(Time_TempoMap, ReadersUnderTheReadLockSeeWholeMaps)
