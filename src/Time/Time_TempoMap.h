@@ -110,7 +110,10 @@ public:
     void BeginEdit();
     // Asserts "mEditCount > 0".
     void EndEdit();
-    // The "Tempo" block. StreamIn replaces the whole map or, failing, leaves it as it was.
+    // The "Tempo" block. A read that fails (L10N: 14/28 negative count, 14/38 unknown segment
+    // type, the header's and stream's own) leaves the map as it was. A map that reads but whose
+    // locked segments leave no room fails an assertion in the rebuild, with the new segments
+    // in place and the basic list dirty.
     void StreamIn(Sys_TypedInStream& ioStream);
     void StreamOut(Sys_TypedOutStream& ioStream) const;
 
