@@ -15,6 +15,7 @@
 #include "Cmn_Assert.h"
 #include "L10N_ExceptionData.h"
 #include "L10N_Utils.h"
+#include "Sys_AtomicOutput.h"
 #include "Sys_OSErrData.h"
 #include "Sys_Volume.h"
 
@@ -40,14 +41,17 @@ std::string Context(int32_t iID, const Sys_FileLoc& iA, const Sys_FileLoc& iB)
     throw std::logic_error("unreachable");
 }
 
+// The queries answer for an output being written atomically from its temporary file.
 bool LStat(const Sys_FileLoc& iLoc, struct stat& oInfo)
 {
-    return !iLoc.IsEmpty() && ::lstat(iLoc.GetFullPath().c_str(), &oInfo) == 0;
+    return !iLoc.IsEmpty() &&
+           ::lstat(Sys_AtomicOutput::Redirect(iLoc).GetFullPath().c_str(), &oInfo) == 0;
 }
 
 bool Stat(const Sys_FileLoc& iLoc, struct stat& oInfo)
 {
-    return !iLoc.IsEmpty() && ::stat(iLoc.GetFullPath().c_str(), &oInfo) == 0;
+    return !iLoc.IsEmpty() &&
+           ::stat(Sys_AtomicOutput::Redirect(iLoc).GetFullPath().c_str(), &oInfo) == 0;
 }
 
 bool IsSidecarName(const std::string& iName)
@@ -233,11 +237,30 @@ public:
         mWholeFile = !mIntoExisting && iOffset == 0 && mTotal == size;
         mMode = info.st_mode & 07777;
         mModified = info.st_mtim;
-        mDstFD = mIntoExisting ? ::open(iDst.GetFullPath().c_str(), O_WRONLY | O_CLOEXEC)
-                               : ::open(iDst.GetFullPath().c_str(),
-                                        O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        // A new destination is written under a temporary name and renamed when complete.
+        if (!mIntoExisting)
+        {
+            try
+            {
+                Sys_AtomicOutput::Begin(iDst, true);
+            }
+            catch (...)
+            {
+                CloseAll();
+                throw;
+            }
+            mAtomic = true;
+        }
+        const std::string path = Sys_AtomicOutput::Redirect(iDst).GetFullPath();
+        mDstFD = mIntoExisting ? ::open(path.c_str(), O_WRONLY | O_CLOEXEC)
+                               : ::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
         if (mDstFD < 0)
-            Fail(CloseOnError(errno), context);
+        {
+            const int error = errno;
+            if (mAtomic)
+                Sys_AtomicOutput::Discard(iDst);
+            Fail(CloseOnError(error), context);
+        }
     }
 
     ~FileCopierPosix() override
@@ -303,7 +326,15 @@ private:
         CloseAll();
         if (mIntoExisting)
             return;
-        ::unlink(mDst.GetFullPath().c_str());
+        try
+        {
+            // Discarded before its commit; a file that took its name already goes too.
+            if (!Sys_AtomicOutput::Discard(mDst) && mCommitted)
+                ::unlink(mDst.GetFullPath().c_str());
+        }
+        catch (...)
+        {
+        }
         if (mCopiedSidecar)
             ::unlink(SidecarOf(mDst).GetFullPath().c_str());
     }
@@ -323,6 +354,12 @@ private:
             Fail(errno, context);
         ::close(mSrcFD);
         mSrcFD = -1;
+        if (mAtomic)
+        {
+            mAtomic = false;
+            mCommitted = true;
+            Sys_AtomicOutput::Commit(mDst);
+        }
         if (mWholeFile)
         {
             const Sys_FileLoc srcSidecar = SidecarOf(mSrc);
@@ -358,6 +395,9 @@ private:
     bool mFinished = false;
     bool mAborted = false;
     bool mCopiedSidecar = false;
+    // The destination is reserved (Sys_AtomicOutput) until it is committed or discarded.
+    bool mAtomic = false;
+    bool mCommitted = false;
     mode_t mMode = 0644;
     struct timespec mModified
     {
@@ -747,6 +787,9 @@ void Sys_FileUtils::ReplaceAFile(const Sys_FileLoc& iReplaced, const Sys_FileLoc
 
 bool Sys_FileUtils::DeleteFile(const Sys_FileLoc& iFile)
 {
+    // An output still being written: its temporary file goes, the final name stays free.
+    if (Sys_AtomicOutput::Discard(iFile))
+        return true;
     struct stat info
     {
     };
@@ -854,7 +897,10 @@ void Sys_FileUtils::SplitName(const std::string& iName, bool iIsFolder, std::str
 
 Sys_FileLoc Sys_FileUtils::HandleDuplicateName(const Sys_FileLoc& iLoc)
 {
-    if (!Exists(iLoc))
+    // A name reserved for an output being written (here or by another run) is taken.
+    const auto taken = [](const Sys_FileLoc& iCandidate)
+    { return Exists(iCandidate) || Sys_AtomicOutput::IsReserved(iCandidate); };
+    if (!taken(iLoc))
         return iLoc;
     const bool isFolder = IsFolder(iLoc);
     std::string base, suffix, extension;
@@ -870,7 +916,7 @@ Sys_FileLoc Sys_FileUtils::HandleDuplicateName(const Sys_FileLoc& iLoc)
         const std::string name = cut + number + suffix + tail;
         const Sys_FileLoc candidate(parent, name,
                                     isFolder ? Sys_FileType::cFolder : Sys_FileType::cUnknown);
-        if (!Exists(candidate))
+        if (!taken(candidate))
             return candidate;
     }
 }

@@ -98,7 +98,8 @@ public:
     static void MakeFileWritableByAll(const Sys_FileLoc& iFile);
     // Asks the desktop to show the folder that holds the location; false when it cannot.
     static bool RevealInFinder(const Sys_FileLoc& iLoc);
-    // A location in the same folder that does not exist yet: iLoc itself when it is free,
+    // A location in the same folder that does not exist yet and is not reserved for an
+    // output being written (Sys_AtomicOutput, by any run): iLoc itself when it is free,
     // else base + "." + n + format suffix + "." + extension for the first free n from 1
     // ("Take.wav" -> "Take.1.wav", "Take.L.wav" -> "Take.1.L.wav"), with the base cut so
     // that the name fits the volume's longest name component.
@@ -116,8 +117,10 @@ public:
     // where it can copy between the two files, and through a buffer otherwise.
     //
     // Contract:
-    //  - The constructor opens the source, checks the range against its size and creates (or
-    //    truncates) the destination. It copies nothing. Failures throw; nothing is left.
+    //  - The constructor opens the source, checks the range against its size and creates the
+    //    destination under a temporary name in its folder (Sys_AtomicOutput); a file under
+    //    the destination's name stays until the copy has finished, and is then replaced by the
+    //    whole copy in one rename. It copies nothing. Failures throw; nothing is left.
     //  - CopyNextStep copies at most GetStepSize() bytes and returns true while bytes are
     //    left. After the last bytes it closes the destination (with the source's modification
     //    time and sidecar, when the whole file is copied) and returns false; later calls

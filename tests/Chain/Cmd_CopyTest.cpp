@@ -148,8 +148,9 @@ TEST_F(Cmd_Copy, CtrlCCancelsAndLeavesNothingHalfCopied)
         ASSERT_EQ(posix_spawn(&pid, tool.c_str(), &actions, nullptr, argvP.data(), environ), 0);
         posix_spawn_file_actions_destroy(&actions);
 
-        // Freeze it once the copy has begun, and look whether it is still under way.
-        const std::string copy = dst + "/big.bin";
+        // Freeze it once the copy has begun, and look whether it is still under way (the
+        // partial copy stands under its temporary name).
+        const std::string copy = dst + "/.mirafile-tmp-" + std::to_string(pid) + "-big.bin";
         struct stat info = {};
         for (int i = 0; i < 20000; ++i)
         {

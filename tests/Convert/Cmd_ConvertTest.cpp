@@ -161,8 +161,16 @@ TEST_F(Cmd_Convert, InterruptCancelsAndDeletesEveryOutputOfTheRun)
                 static_cast<char*>(nullptr));
         ::_exit(127);
     }
-    // Wait until the second output exists (the first one is finished then), then interrupt.
-    for (int i = 0; i < 20000 && !Outputs().count("long.wav"); ++i)
+    // Wait until the second output is being written (under its temporary name; the first one
+    // is finished then), then interrupt.
+    const auto writingLong = [&]
+    {
+        for (const std::string& name : Outputs())
+            if (name.rfind(".mirafile-tmp-", 0) == 0 && name.ends_with("-long.wav"))
+                return true;
+        return false;
+    };
+    for (int i = 0; i < 20000 && !writingLong(); ++i)
         ::usleep(1000);
     ::kill(pid, SIGINT);
     int status = 0;

@@ -175,18 +175,27 @@ TEST(Sys_FileUtils_FileCopier, CopiesInBoundedStepsAndLeavesNoPartialFile)
         EINVAL));
     EXPECT_FALSE(Exists(dst + "x"));
 
-    // Aborted or dropped half-way, a copy takes its partial file with it.
+    // Half-way the partial file stands under a temporary name, never under the final one;
+    // aborted or dropped half-way, a copy takes its partial file with it.
+    const auto partial = [&](const std::string& iName)
+    {
+        return std::filesystem::path(dst).parent_path().string() + "/.mirafile-tmp-" +
+               std::to_string(::getpid()) + "-" + std::filesystem::path(iName).filename().string();
+    };
     auto aborted =
         Sys_FileUtils::CreateFileCopier(Sys_FileLoc(src), Sys_FileLoc(dst + "a"), 0, -1, 1000);
     EXPECT_TRUE(aborted->CopyNextStep());
-    EXPECT_TRUE(Exists(dst + "a"));
+    EXPECT_TRUE(Exists(partial(dst + "a")));
+    EXPECT_FALSE(Exists(dst + "a"));
     aborted->Abort();
     EXPECT_TRUE(aborted->IsAborted());
     EXPECT_FALSE(aborted->CopyNextStep());
     EXPECT_FALSE(Exists(dst + "a"));
+    EXPECT_FALSE(Exists(partial(dst + "a")));
     Sys_FileUtils::CreateFileCopier(Sys_FileLoc(src), Sys_FileLoc(dst + "d"), 0, -1, 1000)
         ->CopyNextStep();
     EXPECT_FALSE(Exists(dst + "d"));
+    EXPECT_FALSE(Exists(partial(dst + "d")));
 }
 
 TEST(Sys_FileUtils_FileCopier, ARangeGoesIntoAnExistingFileAtAnOffset)

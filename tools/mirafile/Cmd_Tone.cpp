@@ -15,6 +15,7 @@
 
 #include "Cmn_Exception.h"
 #include "FF/Audio/FF_AudioFile.h"
+#include "Sys_AtomicOutput.h"
 #include "Sys_FileLoc.h"
 #include "Sys_Umid.h"
 #include "Tool.h"
@@ -121,6 +122,9 @@ int Run()
     const int64_t frameSize = int64_t(s.mChannels) * (s.mBits / 8);
     try
     {
+        // The tone is written under a temporary name and takes the path (replacing a file
+        // there, as before) only when complete; a failure leaves nothing.
+        Sys_StAtomicOutput output(Sys_FileLoc(path), true);
         FF_AudioFileRef file(new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(path), s.mChannels,
                                               s.mBits, s.mRate, 0, 0));
         file->Open(Cmn_Store::eOpenFlag_OpenCreate);
@@ -138,7 +142,9 @@ int Run()
             done += count;
         }
         file->Flush();
-        file->Close();
+        while (file->IsOpen())
+            file->Close();
+        output.Commit();
     }
     catch (const Cmn_CancelException&)
     {

@@ -8,6 +8,9 @@
 
 #include <png.h>
 
+#include "Sys_AtomicOutput.h"
+#include "Sys_FileLoc.h"
+
 Tool_Canvas::Tool_Canvas(int32_t iWidth, int32_t iHeight)
     : mWidth(iWidth), mHeight(iHeight), mPixels(size_t(iWidth) * size_t(iHeight), eBackground)
 {
@@ -237,15 +240,23 @@ void Tool_WritePng(const Tool_Canvas& iCanvas, const std::string& iPath)
     for (uint32_t rgb : Tool_Canvas::cPalette)
         palette.push_back({png_byte(rgb >> 16), png_byte(rgb >> 8), png_byte(rgb)});
 
-    const std::string temporary = iPath + ".part";
-    FILE* fileP = std::fopen(temporary.c_str(), "wb");
-    bool written = fileP && EncodePng(fileP, uint32_t(iCanvas.Width()), uint32_t(iCanvas.Height()),
-                                      palette.data(), int(palette.size()), rows.data());
-    if (fileP && std::fclose(fileP) != 0)
-        written = false;
-    if (!written || std::rename(temporary.c_str(), iPath.c_str()) != 0)
+    // Written under a temporary name and renamed over iPath when complete and synced.
+    bool written = false;
+    try
     {
-        std::remove(temporary.c_str());
-        throw std::runtime_error(iPath + ": the picture could not be written");
+        Sys_StAtomicOutput output(Sys_FileLoc(iPath), true);
+        FILE* fileP = std::fopen(output.GetTempLoc().GetFullPath().c_str(), "wb");
+        written = fileP && EncodePng(fileP, uint32_t(iCanvas.Width()), uint32_t(iCanvas.Height()),
+                                     palette.data(), int(palette.size()), rows.data());
+        if (fileP && std::fclose(fileP) != 0)
+            written = false;
+        if (written)
+            output.Commit();
     }
+    catch (const std::exception&)
+    {
+        written = false;
+    }
+    if (!written)
+        throw std::runtime_error(iPath + ": the picture could not be written");
 }

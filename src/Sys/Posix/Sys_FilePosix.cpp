@@ -17,6 +17,7 @@
 
 #include "Cmn_Assert.h"
 #include "Sys_AsyncFileIOParams.h"
+#include "Sys_AtomicOutput.h"
 #include "Sys_OSErrData.h"
 #include "Sys_SyncObjectPosix.h"
 
@@ -355,7 +356,7 @@ bool Sys_FilePosix::IsOnline() const
     struct stat info
     {
     };
-    return ::stat(mLoc.GetFullPath().c_str(), &info) == 0;
+    return ::stat(Sys_AtomicOutput::Redirect(mLoc).GetFullPath().c_str(), &info) == 0;
 }
 
 void Sys_FilePosix::Open(int32_t inOpenFlags)
@@ -404,7 +405,8 @@ void Sys_FilePosix::Open(int32_t inOpenFlags)
     if (inOpenFlags & Sys_File::eOpen_WriteThrough)
         flags |= O_DSYNC;
 
-    const std::string& path = mLoc.GetFullPath();
+    // An output being written atomically is opened at its temporary location.
+    const std::string path = Sys_AtomicOutput::Redirect(mLoc).GetFullPath();
     if (create && !existing && volume.GetFileSystemType() == Sys_Volume::eFileSystemType_NTFS)
     {
         // Replace rather than truncate, so that nothing of the old file stays attached.
@@ -780,7 +782,9 @@ bool Sys_FilePosix::IsReadOnly() const
     struct stat info
     {
     };
-    const int result = IsOpen() ? ::fstat(mFD, &info) : ::stat(mLoc.GetFullPath().c_str(), &info);
+    const int result = IsOpen()
+                           ? ::fstat(mFD, &info)
+                           : ::stat(Sys_AtomicOutput::Redirect(mLoc).GetFullPath().c_str(), &info);
     if (result != 0)
         ThrowError(errno);
     return (info.st_mode & S_IWUSR) == 0;
@@ -791,7 +795,9 @@ void Sys_FilePosix::SetReadOnly(bool iReadOnly)
     struct stat info
     {
     };
-    const int result = IsOpen() ? ::fstat(mFD, &info) : ::stat(mLoc.GetFullPath().c_str(), &info);
+    const int result = IsOpen()
+                           ? ::fstat(mFD, &info)
+                           : ::stat(Sys_AtomicOutput::Redirect(mLoc).GetFullPath().c_str(), &info);
     if (result != 0)
         ThrowError(errno);
     if (((info.st_mode & S_IWUSR) == 0) == iReadOnly)
@@ -799,7 +805,8 @@ void Sys_FilePosix::SetReadOnly(bool iReadOnly)
     const mode_t mode = iReadOnly ? (info.st_mode & ~mode_t(S_IWUSR | S_IWGRP | S_IWOTH))
                                   : (info.st_mode | S_IWUSR);
     const int changed =
-        IsOpen() ? ::fchmod(mFD, mode & 07777) : ::chmod(mLoc.GetFullPath().c_str(), mode & 07777);
+        IsOpen() ? ::fchmod(mFD, mode & 07777)
+                 : ::chmod(Sys_AtomicOutput::Redirect(mLoc).GetFullPath().c_str(), mode & 07777);
     if (changed != 0)
         ThrowError(errno);
 }

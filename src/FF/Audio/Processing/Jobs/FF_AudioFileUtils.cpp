@@ -17,6 +17,7 @@
 #include "FF/Audio/Processing/Overview/FF_AudioProcessDecimateWaveform.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadFiles.h"
 #include "FF/Audio/Processing/Write/FF_AudioProcessWriteFiles.h"
+#include "Sys_AtomicOutput.h"
 #include "Sys_FileUtils.h"
 
 namespace
@@ -85,7 +86,8 @@ bool FF_AudioFileUtils::IsChannelSpecificExtension(const std::string& iExtension
 
 bool FF_AudioFileUtils::CollisionDetector::IsLocationTaken(const Sys_FileLoc& iLoc)
 {
-    return Sys_FileUtils::Exists(iLoc);
+    // A name reserved for an output still being written (Sys_AtomicOutput) is taken too.
+    return Sys_FileUtils::Exists(iLoc) || Sys_AtomicOutput::IsReserved(iLoc);
 }
 
 std::string FF_AudioFileUtils::MapIllegalChars(const std::string& iName)
@@ -406,6 +408,9 @@ void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iS
     {
         if (Sys_FileUtils::Exists(loc))
             throw std::runtime_error("\"" + loc.GetFullPath() + "\" exists already");
+        // Written under a temporary name, renamed when complete (the writer commits); the
+        // reservation comes first, so that a name taken meanwhile is never deleted here.
+        Sys_AtomicOutput::Begin(loc);
         deleter.Add(loc);
         const int64_t timeStamp = sameRate ? iSources.front()->mOriginalTimeStamp.GetOr(0) : 0;
         FF_AudioFileRef file(new FF_AudioFile(iDstType, loc, channelsPerFile, iParams.mBitDepth,
@@ -445,6 +450,7 @@ void FF_AudioFileUtils::ConvertAudioFiles(const std::vector<FF_AudioFileRef>& iS
         CopySampleBytes(*iSources.front(), *chainP->GetDstFiles().front(), srcNumSamples,
                         iProgress))
     {
+        Sys_AtomicOutput::Commit(chainP->GetDstFiles().front()->GetFileLoc());
         deleter.Release();
         return;
     }
@@ -488,6 +494,7 @@ void FF_AudioFileUtils::CompactAudioFile(FF_AudioFile& iSource, const Sys_FileLo
     if (Sys_FileUtils::Exists(iDest))
         throw std::runtime_error("\"" + iDest.GetFullPath() + "\" exists already");
 
+    Sys_AtomicOutput::Begin(iDest);
     Sys_FileUtils::StDeleteFiles deleter(iDest);
     FF_AudioFileRef dest(new FF_AudioFile(eAudioFileType_WAVE, iDest, properties.mNumChannels,
                                           properties.mBitDepth, properties.mSampleRate,
@@ -532,6 +539,7 @@ void FF_AudioFileUtils::CompactAudioFile(FF_AudioFile& iSource, const Sys_FileLo
         CMN_ASSERT(dest->mNumSamples.GetOr(-1) == total);
         dest->Flush();
         dest->Close();
+        Sys_AtomicOutput::Commit(iDest);
     }
     catch (...)
     {

@@ -9,6 +9,7 @@
 #include "FF/Audio/Processing/Overview/FF_AudioProcessDecimateWaveform.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadFiles.h"
 #include "FF/Audio/Processing/Write/FF_AudioProcessWriteFiles.h"
+#include "Sys_AtomicOutput.h"
 #include "Sys_FileUtils.h"
 #include "Sys_Volume.h"
 
@@ -166,17 +167,21 @@ FF_AudioProcessConvertAudioFileConstructor::CreateBatchProcessImpl()
 void FF_AudioProcessConvertAudioFileConstructor::MakeDestination(const Sys_FileLoc& iLoc,
                                                                  int64_t iNumSamples)
 {
-    if (Sys_FileUtils::StDeleteFiles* deleterP = GetFileDeleter())
-        deleterP->Add(iLoc);
     FF_AudioFile::StOpenForRead openSource(*mSource);
     const bool sameRate = mSrcRate == mDstRate;
     const int64_t timeStamp = sameRate ? mSource->mOriginalTimeStamp.GetOr(0) : 0;
     const int16_t channels = mInterleaved ? mDstNumChannels : int16_t(1);
     FF_AudioFileRef file(
         new FF_AudioFile(mDstType, iLoc, channels, mDstBitDepth, mDstRate, timeStamp, iNumSamples));
-    file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+    // Written under a temporary name and renamed when complete: the writer commits it, and
+    // deleting iLoc before then discards it. The reservation comes first, so that a name
+    // taken meanwhile is never listed for deletion.
+    Sys_AtomicOutput::Begin(iLoc);
     try
     {
+        if (Sys_FileUtils::StDeleteFiles* deleterP = GetFileDeleter())
+            deleterP->Add(iLoc);
+        file->Open(Cmn_Store::eOpenFlag_OpenCreate);
         file->mUmid.Set(Sys_Umid::Create());
         if (sameRate)
         {

@@ -9,6 +9,7 @@
 #include "Cmn_MemBufferStream.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "L10N_ExceptionData.h"
+#include "Sys_AtomicOutput.h"
 #include "Sys_File.h"
 #include "Sys_FileBasedStream.h"
 #include "Sys_FileUtils.h"
@@ -195,12 +196,24 @@ void FF_AudioOverviewCache::CreateNew()
 {
     if (mFile->IsOpen())
         mFile->Close();
+    // A new cache file appears whole (header and empty index) or not at all: it is written
+    // under a temporary name and takes its own once complete (the open file follows it).
+    Sys_StAtomicOutput output(mFileLoc, true);
     mFile->Open(Sys_File::eOpen_Create);
-    mIndex.clear();
-    mIndexPosition = cHeaderSize;
-    WriteIndex();
-    WriteFileHeader();
-    mFile->SetEOF(mIndexPosition + mIndexSize);
+    try
+    {
+        mIndex.clear();
+        mIndexPosition = cHeaderSize;
+        WriteIndex();
+        WriteFileHeader();
+        mFile->SetEOF(mIndexPosition + mIndexSize);
+        output.Commit();
+    }
+    catch (...)
+    {
+        mFile->Close();
+        throw;
+    }
     RememberFileState();
     mDirty = false;
 }

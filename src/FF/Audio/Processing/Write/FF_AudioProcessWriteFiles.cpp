@@ -8,6 +8,7 @@
 #include "Cmn_Assert.h"
 #include "FF/Audio/FF_AsyncAudioFileIOParams.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
+#include "Sys_AtomicOutput.h"
 #include "Sys_FileUtils.h"
 #include "Sys_Thread.h"
 
@@ -223,6 +224,11 @@ Sys_Task::EResult FF_AudioProcessWriteFiles::Written()
             mOpenedHere[i] = false;
         }
     }
+    // Outputs written under a temporary name (Sys_AtomicOutput) get their final names once
+    // complete and closed; a failure here aborts the stage, which deletes every output.
+    for (const FF_AudioFileRef& file : mFiles)
+        if (!file->IsOpen())
+            Sys_AtomicOutput::Commit(file->GetFileLoc());
     mFiles.clear();
     mOverviews.clear();
     mFinished.store(true);

@@ -16,7 +16,8 @@
 //     blocks the worker until every completion event is set: state 1, eResult_Block.
 //   state 1 (written): rethrows a failed transfer, counts the samples (asserts
 //     "mSamplesWritten <= mSamplesToWrite"). When all are written each file is flushed and
-//     closed (which writes its headers and chunks): eResult_Done. Otherwise back to state 0
+//     closed (which writes its headers and chunks), and a file written under a temporary
+//     name (Sys_AtomicOutput) is committed to its final one: eResult_Done. Otherwise back to state 0
 //     (in the same step when a block was held back).
 //
 // Abort and failure. AbortImpl (from the driver's thread, with the task's mutex held) takes

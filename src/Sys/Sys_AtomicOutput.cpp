@@ -1,0 +1,283 @@
+#include "Sys_AtomicOutput.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <map>
+#include <mutex>
+#include <signal.h>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+#include "Sys_OSErrData.h"
+
+namespace
+{
+std::mutex& RegistryMutex()
+{
+    static std::mutex sMutex;
+    return sMutex;
+}
+
+struct Reservation
+{
+    std::string mTemp;
+    bool mReplace = false;
+};
+
+// Final path -> its reservation, for this process.
+std::map<std::string, Reservation>& Registry()
+{
+    static std::map<std::string, Reservation> sRegistry;
+    return sRegistry;
+}
+
+[[noreturn]] void Fail(int iError, const Sys_FileLoc& iLoc)
+{
+    Sys_ThrowIfOSErr(iError ? iError : EIO, iLoc.GetFullPath());
+    throw std::logic_error("unreachable");
+}
+
+bool IsAlive(int32_t iPid)
+{
+    return iPid > 0 && (::kill(pid_t(iPid), 0) == 0 || errno == EPERM);
+}
+
+std::vector<std::string> ListNames(const Sys_FileLoc& iFolder)
+{
+    std::vector<std::string> names;
+    DIR* dirP = ::opendir(iFolder.IsEmpty() ? "." : iFolder.GetFullPath().c_str());
+    if (!dirP)
+        return names;
+    while (const dirent* entryP = ::readdir(dirP))
+    {
+        const std::string name = entryP->d_name;
+        if (name.compare(0, std::strlen(Sys_AtomicOutput::cTempPrefix),
+                         Sys_AtomicOutput::cTempPrefix) == 0)
+            names.push_back(name);
+    }
+    ::closedir(dirP);
+    return names;
+}
+
+Sys_FileLoc InFolder(const Sys_FileLoc& iFolder, const std::string& iName)
+{
+    return iFolder.IsEmpty() ? Sys_FileLoc(iName) : Sys_FileLoc(iFolder, iName);
+}
+
+void SyncPath(const std::string& iPath, bool iFolder, const Sys_FileLoc& iLoc)
+{
+    const int fd = ::open(iPath.c_str(), (iFolder ? O_RDONLY | O_DIRECTORY : O_RDONLY) | O_CLOEXEC);
+    if (fd < 0)
+        Fail(errno, iLoc);
+    const int error = ::fsync(fd) == 0 ? 0 : errno;
+    ::close(fd);
+    // A folder that cannot be synced (some file systems refuse it) holds the name anyway.
+    if (error && !(iFolder && (error == EINVAL || error == EROFS)))
+        Fail(error, iLoc);
+}
+
+// Renames without replacing: renameat2 where the file system has it, else link and unlink.
+int RenameNoReplace(const std::string& iFrom, const std::string& iTo)
+{
+    if (::renameat2(AT_FDCWD, iFrom.c_str(), AT_FDCWD, iTo.c_str(), RENAME_NOREPLACE) == 0)
+        return 0;
+    if (errno != EINVAL && errno != ENOSYS && errno != ENOTSUP)
+        return errno;
+    if (::link(iFrom.c_str(), iTo.c_str()) != 0)
+        return errno;
+    ::unlink(iFrom.c_str());
+    return 0;
+}
+
+int32_t RemoveStaleLocked(const Sys_FileLoc& iFolder)
+{
+    int32_t removed = 0;
+    const int32_t self = int32_t(::getpid());
+    for (const std::string& name : ListNames(iFolder))
+    {
+        int32_t pid = 0;
+        std::string finalName;
+        if (!Sys_AtomicOutput::ParseTempName(name, &pid, &finalName))
+            continue;
+        const Sys_FileLoc temp = InFolder(iFolder, name);
+        if (pid == self)
+        {
+            // Ours only while reserved; else left by an earlier process of the same id.
+            bool reserved = false;
+            for (const auto& entry : Registry())
+                reserved = reserved || entry.second.mTemp == temp.GetFullPath();
+            if (reserved)
+                continue;
+        }
+        else if (IsAlive(pid))
+            continue;
+        struct stat info
+        {
+        };
+        if (::lstat(temp.GetFullPath().c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+            ::unlink(temp.GetFullPath().c_str()) == 0)
+            ++removed;
+    }
+    return removed;
+}
+
+// The temporary name of iFinalName for process iPid. A name too long for a folder entry
+// keeps its start, cut at a character boundary, so that it still says whose it is.
+std::string TempNameFor(int32_t iPid, const std::string& iFinalName)
+{
+    constexpr size_t cMaxName = 255;
+    std::string name = Sys_AtomicOutput::cTempPrefix + std::to_string(iPid) + "-" + iFinalName;
+    if (name.size() > cMaxName)
+    {
+        size_t cut = cMaxName;
+        while (cut > 0 && (static_cast<unsigned char>(name[cut]) & 0xC0) == 0x80)
+            --cut;
+        name.resize(cut);
+    }
+    return name;
+}
+
+// A live temporary file of another process for iFinalName in iFolder; its pid, else 0.
+int32_t OtherLiveReservation(const Sys_FileLoc& iFolder, const std::string& iFinalName)
+{
+    const int32_t self = int32_t(::getpid());
+    for (const std::string& name : ListNames(iFolder))
+    {
+        int32_t pid = 0;
+        std::string finalName;
+        if (Sys_AtomicOutput::ParseTempName(name, &pid, &finalName) && pid != self &&
+            name == TempNameFor(pid, iFinalName) && IsAlive(pid))
+            return pid;
+    }
+    return 0;
+}
+} // namespace
+
+bool Sys_AtomicOutput::ParseTempName(const std::string& iName, int32_t* oPid,
+                                     std::string* oFinalName)
+{
+    const size_t prefix = std::strlen(cTempPrefix);
+    if (iName.size() <= prefix || iName.compare(0, prefix, cTempPrefix) != 0)
+        return false;
+    size_t at = prefix;
+    int64_t pid = 0;
+    while (at < iName.size() && iName[at] >= '0' && iName[at] <= '9' && pid < (int64_t(1) << 31))
+        pid = pid * 10 + (iName[at++] - '0');
+    if (at == prefix || at >= iName.size() - 1 || iName[at] != '-' || pid <= 0 ||
+        pid >= (int64_t(1) << 31))
+        return false;
+    if (oPid)
+        *oPid = int32_t(pid);
+    if (oFinalName)
+        *oFinalName = iName.substr(at + 1);
+    return true;
+}
+
+Sys_FileLoc Sys_AtomicOutput::Begin(const Sys_FileLoc& iFinal, bool iReplace)
+{
+    const Sys_FileLoc folder = iFinal.GetParentFolder();
+    const std::string name = iFinal.GetName();
+    const Sys_FileLoc temp = InFolder(folder, TempNameFor(int32_t(::getpid()), name));
+    std::lock_guard<std::mutex> lock(RegistryMutex());
+    RemoveStaleLocked(folder);
+    struct stat info
+    {
+    };
+    const bool exists = ::stat(iFinal.GetFullPath().c_str(), &info) == 0;
+    if (exists && iReplace && S_ISDIR(info.st_mode))
+        Fail(EISDIR, iFinal);
+    if (Registry().count(iFinal.GetFullPath()) != 0 || (exists && !iReplace) ||
+        OtherLiveReservation(folder, name) != 0)
+        Fail(EEXIST, iFinal);
+    const int fd =
+        ::open(temp.GetFullPath().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd < 0)
+        Fail(errno, iFinal);
+    ::close(fd);
+    // Two runs that reserved the name at once: the lower process id keeps it.
+    const int32_t other = OtherLiveReservation(folder, name);
+    if (other != 0 && other < int32_t(::getpid()))
+    {
+        ::unlink(temp.GetFullPath().c_str());
+        Fail(EEXIST, iFinal);
+    }
+    Registry()[iFinal.GetFullPath()] = Reservation{temp.GetFullPath(), iReplace};
+    return temp;
+}
+
+void Sys_AtomicOutput::Commit(const Sys_FileLoc& iFinal)
+{
+    std::string temp;
+    bool replace = false;
+    {
+        std::lock_guard<std::mutex> lock(RegistryMutex());
+        const auto found = Registry().find(iFinal.GetFullPath());
+        if (found == Registry().end())
+            return;
+        temp = found->second.mTemp;
+        replace = found->second.mReplace;
+        Registry().erase(found);
+    }
+    try
+    {
+        SyncPath(temp, false, iFinal);
+        const int error =
+            replace ? (::rename(temp.c_str(), iFinal.GetFullPath().c_str()) == 0 ? 0 : errno)
+                    : RenameNoReplace(temp, iFinal.GetFullPath());
+        if (error)
+            Fail(error, iFinal);
+    }
+    catch (...)
+    {
+        ::unlink(temp.c_str());
+        throw;
+    }
+    const Sys_FileLoc folder = iFinal.GetParentFolder();
+    SyncPath(folder.IsEmpty() ? std::string(".") : folder.GetFullPath(), true, iFinal);
+}
+
+bool Sys_AtomicOutput::Discard(const Sys_FileLoc& iFinal)
+{
+    std::string temp;
+    {
+        std::lock_guard<std::mutex> lock(RegistryMutex());
+        const auto found = Registry().find(iFinal.GetFullPath());
+        if (found == Registry().end())
+            return false;
+        temp = found->second.mTemp;
+        Registry().erase(found);
+    }
+    if (::unlink(temp.c_str()) != 0 && errno != ENOENT)
+        Fail(errno, iFinal);
+    return true;
+}
+
+Sys_FileLoc Sys_AtomicOutput::Redirect(const Sys_FileLoc& iLoc)
+{
+    std::lock_guard<std::mutex> lock(RegistryMutex());
+    if (Registry().empty())
+        return iLoc;
+    const auto found = Registry().find(iLoc.GetFullPath());
+    return found == Registry().end() ? iLoc : Sys_FileLoc(found->second.mTemp);
+}
+
+bool Sys_AtomicOutput::IsReserved(const Sys_FileLoc& iFinal)
+{
+    {
+        std::lock_guard<std::mutex> lock(RegistryMutex());
+        if (Registry().count(iFinal.GetFullPath()) != 0)
+            return true;
+    }
+    return OtherLiveReservation(iFinal.GetParentFolder(), iFinal.GetName()) != 0;
+}
+
+int32_t Sys_AtomicOutput::RemoveStaleTempFiles(const Sys_FileLoc& iFolder)
+{
+    std::lock_guard<std::mutex> lock(RegistryMutex());
+    return RemoveStaleLocked(iFolder);
+}
