@@ -13,6 +13,7 @@
 #include "FF/Audio/Processing/Jobs/FF_AudioProcessConsolidateAudioFileConstructor.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertAudioFile.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertAudioFileConstructor.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
 #include "FF/Audio/Processing/Read/FF_AudioProcessReadFiles.h"
 #include "FF/Audio/Processing/Write/FF_AudioProcessWriteFiles.h"
@@ -114,7 +115,7 @@ TEST(FF_AudioFileUtils, ConvertAudioFilesNamesItsStagesAndSplitsToMonoFiles)
         FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path)));
         file->Open(Cmn_Store::eOpenFlag_OpenForRead);
         FF_AudioOverview embedded;
-        ASSERT_TRUE(FF_AudioOverviewUtils::GetEmbeddedOverview(*file, &embedded));
+        ASSERT_TRUE(FF_AudioOverviewMgr::GetEmbeddedOverview(*file, &embedded));
         file->Close();
         const FF_AudioOverview computed = FF_AudioOverviewUtils::ComputeOverview(file);
         ASSERT_EQ(embedded.GetSize(), computed.GetSize());

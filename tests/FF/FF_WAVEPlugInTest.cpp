@@ -310,10 +310,10 @@ TEST(FF_ChunkyFile, ParseStopsAfter101ChunksAndReadChunkReadsOnlyOnce)
         auto* plugIn = dynamic_cast<FF_WAVEPlugIn*>(file->GetPlugIn());
         ASSERT_NE(plugIn, nullptr);
         EXPECT_EQ(plugIn->GetChunks().size(), std::min<size_t>(chunks.size(), 101)) << fillers;
-        EXPECT_EQ(plugIn->ReadChunk(FF_WAVEChunkID("umid")), fillers == 98)
+        EXPECT_EQ(plugIn->ReadChunk(FF_AudioChunkID("umid")), fillers == 98)
             << "the 101st chunk is read, the 102nd is not seen";
-        EXPECT_FALSE(plugIn->ReadChunk(FF_WAVEChunkID("umid")));
-        EXPECT_FALSE(plugIn->ReadChunk(FF_WAVEChunkID("rkti"))) << "no such chunk";
+        EXPECT_FALSE(plugIn->ReadChunk(FF_AudioChunkID("umid")));
+        EXPECT_FALSE(plugIn->ReadChunk(FF_AudioChunkID("rkti"))) << "no such chunk";
         EXPECT_EQ(file->mUmid.GetOr(Sys_Umid()) != Sys_Umid(), fillers == 98);
         file->Close();
     }

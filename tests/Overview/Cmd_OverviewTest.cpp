@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
 #include "OverviewTestSupport.h"
 #include "Support/TestSupport.h"
@@ -127,7 +128,7 @@ TEST_F(Cmd_Overview, TakesTheOverviewFromTheFileTheCacheOrComputesIt)
         FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(plain)));
         const FF_AudioOverview overview = FF_AudioOverviewUtils::ComputeOverview(file);
         file->Open(Cmn_Store::eOpenFlag_OpenForWrite);
-        FF_AudioOverviewUtils::SetEmbeddedOverview(*file, overview);
+        FF_AudioOverviewMgr::SetEmbeddedOverview(*file, overview);
         file->Flush();
         file->Close();
     }

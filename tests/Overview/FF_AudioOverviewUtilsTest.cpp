@@ -57,15 +57,15 @@ TEST(FF_AudioOverviewUtils, AnEmbeddedOverviewTravelsThroughTheFile)
 
     file->Open(Cmn_Store::eOpenFlag_OpenForWrite);
     FF_AudioOverview none;
-    EXPECT_FALSE(FF_AudioOverviewUtils::GetEmbeddedOverview(*file, &none));
-    FF_AudioOverviewUtils::SetEmbeddedOverview(*file, computed);
+    EXPECT_FALSE(FF_AudioOverviewMgr::GetEmbeddedOverview(*file, &none));
+    FF_AudioOverviewMgr::SetEmbeddedOverview(*file, computed);
     file->Flush();
     file->Close();
 
     FF_AudioFileRef back(new FF_AudioFile(Sys_FileLoc(path)));
     back->Open(Cmn_Store::eOpenFlag_OpenForRead);
     FF_AudioOverview embedded;
-    ASSERT_TRUE(FF_AudioOverviewUtils::GetEmbeddedOverview(*back, &embedded));
+    ASSERT_TRUE(FF_AudioOverviewMgr::GetEmbeddedOverview(*back, &embedded));
     EXPECT_FALSE(embedded == computed);
     EXPECT_EQ(Test_Bytes(embedded), Test_Bytes(computed));
     back->Close();
@@ -79,7 +79,7 @@ TEST(FF_AudioOverviewUtils, AnEmbeddedOverviewTravelsThroughTheFile)
     longer->Flush();
     longer->Close();
     longer->Open(Cmn_Store::eOpenFlag_OpenForRead);
-    EXPECT_FALSE(FF_AudioOverviewUtils::GetEmbeddedOverview(*longer, &embedded));
+    EXPECT_FALSE(FF_AudioOverviewMgr::GetEmbeddedOverview(*longer, &embedded));
     longer->Close();
 
     EXPECT_TRUE(Test_Asserts(
@@ -87,7 +87,7 @@ TEST(FF_AudioOverviewUtils, AnEmbeddedOverviewTravelsThroughTheFile)
         {
             FF_AudioOverview purged = FF_AudioOverviewMgr::Allocate(1000);
             purged.GetStore()->Purge();
-            FF_AudioOverviewUtils::SetEmbeddedOverview(*file, purged);
+            FF_AudioOverviewMgr::SetEmbeddedOverview(*file, purged);
         },
         "iOverview.HasBytes()"));
 }

@@ -15,17 +15,16 @@
 
 namespace
 {
-constexpr uint32_t cFmt = FF_WAVEChunkID("fmt ");
-constexpr uint32_t cBext = FF_WAVEChunkID("bext");
-constexpr uint32_t cData = FF_WAVEChunkID("data");
-constexpr uint32_t cUmid = FF_WAVEChunkID("umid");
-constexpr uint32_t cRegn = FF_WAVEChunkID("regn");
-constexpr uint32_t cSmpl = FF_WAVEChunkID("smpl");
-constexpr uint32_t cMinf = FF_WAVEChunkID("minf");
-constexpr uint32_t cOvwf = FF_WAVEChunkID("ovwf");
-constexpr uint32_t cRkti = FF_WAVEChunkID("rkti");
-constexpr uint32_t cAnno = FF_WAVEChunkID("ANNO");
-
+constexpr uint32_t cFmt = FF_AudioChunkID("fmt ");
+constexpr uint32_t cBext = FF_AudioChunkID("bext");
+constexpr uint32_t cData = FF_AudioChunkID("data");
+constexpr uint32_t cUmid = FF_AudioChunkID("umid");
+constexpr uint32_t cRegn = FF_AudioChunkID("regn");
+constexpr uint32_t cSmpl = FF_AudioChunkID("smpl");
+constexpr uint32_t cMinf = FF_AudioChunkID("minf");
+constexpr uint32_t cOvwf = FF_AudioChunkID("ovwf");
+constexpr uint32_t cRkti = FF_AudioChunkID("rkti");
+constexpr uint32_t cAnno = FF_AudioChunkID("ANNO");
 
 template <class T> T GetLE(const unsigned char* iP)
 {
@@ -104,9 +103,8 @@ WAVEFmtChunk::WAVEFmtChunk(int64_t iStoredSize) : WAVEChunk(cFmt, iStoredSize) {
 bool WAVEFmtChunk::ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP)
 {
     // The sub-format of integer PCM in the extensible form.
-    static const unsigned char cPCMSubFormat[16] = {0x01, 0x00, 0x00, 0x00, 0x00, 0x00,
-                                                    0x10, 0x00, 0x80, 0x00, 0x00, 0xAA,
-                                                    0x00, 0x38, 0x9B, 0x71};
+    static const unsigned char cPCMSubFormat[16] = {0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x10, 0x00,
+                                                    0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
     // Past the extensible fields nothing is used; no more than this is kept.
     constexpr int64_t cMaxKept = 256;
     if (mStoredSize < 16)

@@ -15,11 +15,6 @@
 
 #include "FF/Audio/PlugIns/FF_AudioMetadataChunks.h"
 
-constexpr uint32_t FF_WAVEChunkID(const char (&iID)[5])
-{
-    return FF_AudioChunkID(iID);
-}
-
 // A chunk of a WAVE file: little-endian.
 class WAVEChunk : public FF_AudioChunk
 {

@@ -14,16 +14,16 @@
 
 namespace
 {
-constexpr uint32_t cFmt = FF_WAVEChunkID("fmt ");
-constexpr uint32_t cBext = FF_WAVEChunkID("bext");
-constexpr uint32_t cData = FF_WAVEChunkID("data");
-constexpr uint32_t cUmid = FF_WAVEChunkID("umid");
-constexpr uint32_t cRegn = FF_WAVEChunkID("regn");
-constexpr uint32_t cSmpl = FF_WAVEChunkID("smpl");
-constexpr uint32_t cMinf = FF_WAVEChunkID("minf");
-constexpr uint32_t cOvwf = FF_WAVEChunkID("ovwf");
-constexpr uint32_t cRkti = FF_WAVEChunkID("rkti");
-constexpr uint32_t cAnno = FF_WAVEChunkID("ANNO");
+constexpr uint32_t cFmt = FF_AudioChunkID("fmt ");
+constexpr uint32_t cBext = FF_AudioChunkID("bext");
+constexpr uint32_t cData = FF_AudioChunkID("data");
+constexpr uint32_t cUmid = FF_AudioChunkID("umid");
+constexpr uint32_t cRegn = FF_AudioChunkID("regn");
+constexpr uint32_t cSmpl = FF_AudioChunkID("smpl");
+constexpr uint32_t cMinf = FF_AudioChunkID("minf");
+constexpr uint32_t cOvwf = FF_AudioChunkID("ovwf");
+constexpr uint32_t cRkti = FF_AudioChunkID("rkti");
+constexpr uint32_t cAnno = FF_AudioChunkID("ANNO");
 
 uint32_t GetLE32(const unsigned char* iP)
 {

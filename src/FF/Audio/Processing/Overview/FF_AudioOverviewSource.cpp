@@ -2,6 +2,7 @@
 
 #include "Cmn_Assert.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewCache.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "FF/Audio/Processing/Overview/FF_AudioOverviewUtils.h"
 #include "Sys_FileUtils.h"
 
@@ -39,7 +40,7 @@ FF_AudioOverview FF_AudioOverviewSource::Get(const FF_AudioFileRef& iFile, EFrom
     const int64_t size = FF_AudioOverview::GetPayloadSize(iFile->GetProperties().mNumSamples);
     FF_AudioOverview overview;
     if (FF_AudioFile::AudioFileTypeSupportsEmbeddedOverviews(iFile->GetAudioFileType()) &&
-        FF_AudioOverviewUtils::GetEmbeddedOverview(*iFile, &overview))
+        FF_AudioOverviewMgr::GetEmbeddedOverview(*iFile, &overview))
     {
         *oFromP = eFrom_File;
         return overview;

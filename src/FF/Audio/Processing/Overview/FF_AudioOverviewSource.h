@@ -1,6 +1,6 @@
 // Where the overview of an audio file comes from, in this order:
 //   1. the file itself: a type that embeds overviews and holds one of the size its sample
-//      count calls for (FF_AudioOverviewUtils::GetEmbeddedOverview);
+//      count calls for (FF_AudioOverviewMgr::GetEmbeddedOverview);
 //   2. the cache file "WaveCache" (FF_AudioOverviewCache::cCacheFileName) in the folder
 //      given, when one is given and it holds the file's key with a payload of that size;
 //   3. a computation through a chain (FF_AudioOverviewUtils::ComputeOverview), which is then

@@ -8,12 +8,12 @@
 #include "Cmn_Assert.h"
 #include "Cmn_Exception.h"
 #include "Cmn_Interval.h"
-#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessChain.h"
-#include "FF/Audio/Processing/Overview/FF_AudioProcessDecimateWaveform.h"
-#include "FF/Audio/Processing/Stages/FF_AudioProcessMixer.h"
-#include "FF/Audio/Processing/Read/FF_AudioProcessReadFiles.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
+#include "FF/Audio/Processing/Overview/FF_AudioOverviewMgr.h"
+#include "FF/Audio/Processing/Overview/FF_AudioProcessDecimateWaveform.h"
+#include "FF/Audio/Processing/Read/FF_AudioProcessReadFiles.h"
+#include "FF/Audio/Processing/Stages/FF_AudioProcessMixer.h"
 
 FF_AudioOverview
 FF_AudioOverviewUtils::ComputeOverview(const FF_AudioFileRef& iFile,
@@ -66,15 +66,4 @@ FF_AudioOverviewUtils::ComputeOverview(const FF_AudioFileRef& iFile,
     if (iProgress)
         iProgress(100);
     return overview;
-}
-
-bool FF_AudioOverviewUtils::GetEmbeddedOverview(FF_AudioFile& iFile, FF_AudioOverview* oOverviewP)
-{
-    return FF_AudioOverviewMgr::GetEmbeddedOverview(iFile, oOverviewP);
-}
-
-void FF_AudioOverviewUtils::SetEmbeddedOverview(FF_AudioFile& iFile,
-                                                const FF_AudioOverview& iOverview)
-{
-    FF_AudioOverviewMgr::SetEmbeddedOverview(iFile, iOverview);
 }

@@ -35,9 +35,4 @@ public:
     // overview without a chain. Asserts "iFile".
     static FF_AudioOverview ComputeOverview(const FF_AudioFileRef& iFile,
                                             const std::function<void(int32_t)>& iProgress = {});
-
-    // FF_AudioOverviewMgr::GetEmbeddedOverview and SetEmbeddedOverview, for the callers that
-    // compute and embed in one place. (Stages use the manager's: this class runs chains.)
-    static bool GetEmbeddedOverview(FF_AudioFile& iFile, FF_AudioOverview* oOverviewP);
-    static void SetEmbeddedOverview(FF_AudioFile& iFile, const FF_AudioOverview& iOverview);
 };
