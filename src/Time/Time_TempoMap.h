@@ -31,7 +31,10 @@
 #include "Cmn_PolymorphicHandle.h"
 #include "Time_TempoMapSegment.h"
 
+#include "Cmn_PolyVector.h"
+
 class Sys_Semaphore;
+class Time_TempoMap;
 
 // What the map tells its listeners: the start of an edit (the undo hook, before the edit
 // count rises) and the end of the outermost edit (after the basic list is rebuilt).
@@ -44,6 +47,16 @@ struct Time_TempoMapMessage
     };
     EKind mKind;
     int32_t mEditCount;
+};
+
+// The undo state of a map: its saved form and its sample rate. A stand-in for the
+// application's undo framework: NdoGetState takes one, NdoRestoreState puts it back inside one
+// edit bracket, so that the listeners see the restore as any other edit.
+class Time_TempoMap_NdoState
+{
+public:
+    Cmn_PolyVector<unsigned char> mData;
+    double mSampleRate = 0.0;
 };
 
 class Time_TempoMap
@@ -64,7 +77,6 @@ public:
     Time_TempoMap();
     virtual ~Time_TempoMap();
     Time_TempoMap(const Time_TempoMap&) = delete;
-    Time_TempoMap& operator=(const Time_TempoMap&) = delete;
 
     // ---- conversions (each may rebuild the basic list first) ----
     Time_Sample TickToSample(Time_Tick iTick);
@@ -75,6 +87,10 @@ public:
     Time_Sample NextTickToSample(Time_Tick iTick);
     Time_Tick NextSampleToTick(Time_Sample iSample);
     double TickToFractionalSample(Time_Tick iTick);
+    // Monotone walks for the first-value forms (constant time while the value stays in the
+    // cursor's or the next segment); one thread at a time, as the other Next forms.
+    Time_Sample NextTickToFirstSample(Time_Tick iTick);
+    Time_Tick NextSampleToFirstTick(Time_Sample iSample);
 
     // ---- queries ----
     Time_Tick GetSongStartTick();
@@ -93,6 +109,11 @@ public:
     bool IsNumberOfLockedSegmentsLessThan(int32_t iCount) const;
     // The effective tempo at iTick (computed segments included).
     void GetTempoAtTick(double* oBeatsPerMinute, Time_Tick* oTicksPerBeat, Time_Tick iTick);
+    // Lower bound by TickToSample of each segment's tick.
+    SegmentIter FindSegmentBySample(Time_Sample iSample);
+    // The stated tempos of the segments from the one controlling iStart while their tick is
+    // below iEnd; *oMax starts at 0.0 and *oMin at 1,000,000.0.
+    void GetMaxMinBPM(Time_Tick iStart, Time_Tick iEnd, double* oMax, double* oMin);
     void GetLengthConstraintsForRange(LengthConstraints* oConstraints, Time_Tick iStart,
                                       Time_Tick iEnd, const Time_TempoLimits& iLimits);
     const Time_BasicTempoMap& GetBasicMap();
@@ -103,6 +124,18 @@ public:
     void AddSegment(Time_TempoMapSegment::Ptr iSegmentP);
     void DeleteSegment(SegmentIter iIter);
     void Clear();
+    // Erases [iFirst, iLast), or the segments with start tick in [iStart, iEnd).
+    void EraseSegments(SegmentIter iFirst, SegmentIter iLast);
+    void EraseSegments(Time_Tick iStart, Time_Tick iEnd);
+    // Among the locked segments, the run from the first whose sample is at least iStart up to
+    // the last whose sample is below iEnd, with the unlocked segments inside the run.
+    void EraseLockedSegmentsBySample(Time_Sample iStart, Time_Sample iEnd);
+    // Becomes a copy of iOther (segments cloned, sample rate taken); listeners stay.
+    void ReplaceWith(const Time_TempoMap& iOther);
+    Time_TempoMap& operator=(const Time_TempoMap& iOther);
+    // Moves every locked segment by iSamples (ticks stay).
+    void Offset(Time_Sample iSamples);
+    void TransformSamples(const Time_SampleTransform& iTransform);
     void SetSampleRate(double iSampleRate);
     void FixUpComputedFlagsAroundTick(Time_Tick iTick);
     // Makes sure a locked song start exists; true when one had to be supplied.
@@ -116,6 +149,12 @@ public:
     // in place and the basic list dirty.
     void StreamIn(Sys_TypedInStream& ioStream);
     void StreamOut(Sys_TypedOutStream& ioStream) const;
+
+    // ---- undo ----
+    std::unique_ptr<Time_TempoMap_NdoState> NdoGetState() const;
+    // Reads the state back (StreamIn) and takes its sample rate, in one edit bracket. A state
+    // that does not read fails as StreamIn does and leaves the map as it was.
+    void NdoRestoreState(const Time_TempoMap_NdoState& iState);
 
     // Rebuilds the basic list if it is dirty and not being rebuilt.
     void UpdateBasicMapIfNeeded();

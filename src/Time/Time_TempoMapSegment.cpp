@@ -245,37 +245,59 @@ Time_Tick Time_BasicTempoMap::SampleToFirstTick(Time_Sample iSample) const
         .SampleToFirstTick(iSample);
 }
 
-Time_Sample Time_BasicTempoMap::NextTickToSample(Time_Tick iTick) const
+size_t Time_BasicTempoMap::NextIndexByTick(Time_Tick iTick) const
 {
-    size_t cursor = mCursor.load(std::memory_order_relaxed);
+    const size_t cursor = mCursor.load(std::memory_order_relaxed);
     const size_t n = mSegments.size();
     auto startOf = [this](size_t i) { return mSegments[i].GetStartTick(); };
     if (cursor < n && !(iTick < startOf(cursor)) &&
         (cursor + 1 == n || iTick < startOf(cursor + 1)))
-        return mSegments[cursor].TickToSample(iTick);
-    if (cursor + 1 < n && !(iTick < startOf(cursor + 1)) &&
-        (cursor + 2 >= n || iTick < startOf(cursor + 2)))
-    {
-        mCursor.store(cursor + 1, std::memory_order_relaxed);
-        return mSegments[cursor + 1].TickToSample(iTick);
-    }
-    return TickToSample(iTick);
+        return cursor;
+    size_t index = cursor + 1;
+    if (!(cursor + 1 < n && !(iTick < startOf(cursor + 1)) &&
+          (cursor + 2 >= n || iTick < startOf(cursor + 2))))
+        index = FindByTick(iTick);
+    mCursor.store(index, std::memory_order_relaxed);
+    return index;
+}
+
+size_t Time_BasicTempoMap::NextIndexBySample(double iSample) const
+{
+    const size_t cursor = mCursor.load(std::memory_order_relaxed);
+    const size_t n = mSegments.size();
+    auto startOf = [this](size_t i) { return mSegments[i].GetFractionalStartSample(); };
+    if (cursor < n && iSample >= startOf(cursor) &&
+        (cursor + 1 == n || iSample < startOf(cursor + 1)))
+        return cursor;
+    size_t index = cursor + 1;
+    if (!(cursor + 1 < n && iSample >= startOf(cursor + 1) &&
+          (cursor + 2 >= n || iSample < startOf(cursor + 2))))
+        index = FindBySample(iSample);
+    mCursor.store(index, std::memory_order_relaxed);
+    return index;
+}
+
+Time_Sample Time_BasicTempoMap::NextTickToSample(Time_Tick iTick) const
+{
+    return At(NextIndexByTick(iTick)).TickToSample(iTick);
 }
 
 Time_Tick Time_BasicTempoMap::NextSampleToTick(Time_Sample iSample) const
 {
-    size_t cursor = mCursor.load(std::memory_order_relaxed);
-    const size_t n = mSegments.size();
-    const double s = static_cast<double>(iSample.AsInt64());
-    auto startOf = [this](size_t i) { return mSegments[i].GetFractionalStartSample(); };
-    if (cursor < n && s >= startOf(cursor) && (cursor + 1 == n || s < startOf(cursor + 1)))
-        return mSegments[cursor].SampleToTick(iSample);
-    if (cursor + 1 < n && s >= startOf(cursor + 1) && (cursor + 2 >= n || s < startOf(cursor + 2)))
-    {
-        mCursor.store(cursor + 1, std::memory_order_relaxed);
-        return mSegments[cursor + 1].SampleToTick(iSample);
-    }
-    return SampleToTick(iSample);
+    return At(NextIndexBySample(static_cast<double>(iSample.AsInt64()))).SampleToTick(iSample);
+}
+
+// As TickToFirstSample and SampleToFirstTick: the segment of t - 1, and of s - 0.5.
+Time_Sample Time_BasicTempoMap::NextTickToFirstSample(Time_Tick iTick) const
+{
+    const Time_Tick before = iTick.AsInt64() == INT64_MIN ? iTick : iTick - Time_Tick(1);
+    return At(NextIndexByTick(before)).TickToFirstSample(iTick);
+}
+
+Time_Tick Time_BasicTempoMap::NextSampleToFirstTick(Time_Sample iSample) const
+{
+    return At(NextIndexBySample(static_cast<double>(iSample.AsInt64()) - 0.5))
+        .SampleToFirstTick(iSample);
 }
 
 // ---- Time_TempoLimits -----------------------------------------------------------------------
