@@ -104,6 +104,10 @@ private:
     size_t NextIndexBySample(double iSample) const;
 
     std::vector<Time_BasicTempoMapSegment> mSegments;
+    // The start ticks and fractional start samples again, packed for the lookups, whose
+    // probes then stay within a few cache lines.
+    std::vector<int64_t> mStartTicks;
+    std::vector<double> mStartSamples;
     double mSampleRate;
     mutable std::atomic<size_t> mCursor{0};
 };
