@@ -35,6 +35,7 @@
 
 class Sys_Semaphore;
 class Time_TempoMap;
+class Time_Typed;
 
 // What the map tells its listeners: the start of an edit (the undo hook, before the edit
 // count rises) and the end of the outermost edit (after the basic list is rebuilt).
@@ -91,6 +92,26 @@ public:
     // cursor's or the next segment); one thread at a time, as the other Next forms.
     Time_Sample NextTickToFirstSample(Time_Tick iTick);
     Time_Tick NextSampleToFirstTick(Time_Sample iSample);
+
+    // ---- typed conversions (Time_TempoMapConvert.cpp) ----
+    // A value of another type than samples and ticks asserts "false" and gives 0 (of the
+    // wanted type for the ...ToSpecifiedType forms).
+    Time_Sample TimeTypedToSample(const Time_Typed& iTime);
+    Time_Tick TimeTypedToTick(const Time_Typed& iTime);
+    Time_Typed TimeTypedToSpecifiedType(const Time_Typed& iTime, Time_EType iType);
+    Time_Typed SampleToSpecifiedType(Time_Sample iSample, Time_EType iType);
+    Time_Typed TickToSpecifiedType(Time_Tick iTick, Time_EType iType);
+    // The rates of the basic segment found by the reference value, used unchanged even for a
+    // value outside that segment.
+    Time_Sample TickToSampleBasedOnReferenceTempoAtTick(Time_Tick iTick, Time_Tick iReferenceTick);
+    Time_Tick SampleToTickBasedOnReferenceTempoAtTick(Time_Sample iSample,
+                                                      Time_Tick iReferenceTick);
+    Time_Tick SampleToTickBasedOnReferenceTempoAtSample(Time_Sample iSample,
+                                                        Time_Sample iReferenceSample);
+    // Over the basic segments from the one that controls iStart up to iEnd.
+    double GetMaxTicksPerSample(Time_Tick iStart, Time_Tick iEnd);
+    double GetMinTicksPerSample(Time_Tick iStart, Time_Tick iEnd);
+    // ---- end of typed conversions ----
 
     // ---- queries ----
     Time_Tick GetSongStartTick();
