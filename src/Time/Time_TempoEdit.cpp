@@ -34,24 +34,17 @@ Ptr MakeUnspecified(Time_Tick iTick)
     return seg;
 }
 
-// The flat segment that controls iReferenceTick, used as it is even for values outside it.
-const Time_BasicTempoMapSegment& ReferenceSegment(Time_TempoMap& ioMap, Time_Tick iReferenceTick)
-{
-    const Time_BasicTempoMap& basic = ioMap.GetBasicMap();
-    return basic.GetSegment(basic.FindByTick(iReferenceTick));
-}
-
 // Lengths at the tempo in force at iAt: ticks to samples and samples to ticks.
 Time_Sample TicksToSamplesAt(Time_TempoMap& ioMap, Time_Tick iAt, Time_Tick iTicks)
 {
-    const Time_BasicTempoMapSegment& seg = ReferenceSegment(ioMap, iAt);
-    return seg.TickToSample(iAt + iTicks) - seg.TickToSample(iAt);
+    return ioMap.TickToSampleBasedOnReferenceTempoAtTick(iAt + iTicks, iAt) -
+           ioMap.TickToSampleBasedOnReferenceTempoAtTick(iAt, iAt);
 }
 Time_Tick SamplesToTicksAt(Time_TempoMap& ioMap, Time_Tick iAt, Time_Sample iSamples)
 {
-    const Time_BasicTempoMapSegment& seg = ReferenceSegment(ioMap, iAt);
-    return Time_Tick(Time_Truncate(
-        std::floor(static_cast<double>(iSamples.AsInt64()) * seg.GetTicksPerSample() + 0.5)));
+    const Time_Sample at = ioMap.TickToSampleBasedOnReferenceTempoAtTick(iAt, iAt);
+    return ioMap.SampleToTickBasedOnReferenceTempoAtTick(at + iSamples, iAt) -
+           ioMap.SampleToTickBasedOnReferenceTempoAtTick(at, iAt);
 }
 
 template <class List> auto LowerBound(List& ioList, Time_Tick iTick)
@@ -841,6 +834,7 @@ void Time_TempoEdit::InsertTime(Time_Typed iAt, Time_TypedLength iLength, Time_T
 {
     if (iLength.AsInt64() <= 0)
         return;
+    StEdit edit(*mMapP); // the insertion and the paste are one edit
     const bool inTicks = iLength.GetType() == Time_eType_Ticks;
     RangeFrame(
         [&]
@@ -1177,7 +1171,7 @@ void Time_TempoEdit::AllIDBErase(Time_Tick iStart, Time_Tick iEnd)
         first->SetIsComputed(true);
         first->SetIsSongStart(true);
         Ptr second = MakeUnspecified(iEnd);
-        second->LockToSample(ReferenceSegment(*mMapP, iStart).TickToSample(iEnd));
+        second->LockToSample(mMapP->TickToSampleBasedOnReferenceTempoAtTick(iEnd, iStart));
         temporary.AddSegment(std::move(first));
         temporary.AddSegment(std::move(second));
     }
