@@ -4,6 +4,8 @@
 //       writes a map file built from the specs (Tool_TimeMaps.h), atomically.
 //   map show FILE [--json]
 //       lists the tempo segments and meter changes of a map file.
+//   map edit FILE -o OUT OP...
+//       applies tempo edits to a map file and writes the result to OUT (Tool_MapEdit.h).
 //
 // Each action is a row of cActions: its name, usage, the options it accepts and its run
 // function; every option of every action is declared once on the command, and an option
@@ -17,6 +19,7 @@
 #include "Time/Time_MeterMap.h"
 #include "Time/Time_TempoMap.h"
 #include "Tool.h"
+#include "Tool_MapEdit.h"
 #include "Tool_TimeMaps.h"
 
 namespace
@@ -48,6 +51,14 @@ const MapAction cActions[] = {
      {"--rate", "--tempo", "--meter", "--idb"},
      RunNew},
     {"show", "map show FILE [--json]", 1, {"--json"}, RunShow},
+    {"edit",
+     "map edit FILE -o OUT [--insert-change POS=BPM] [--add-idb POS=SAMPLE] [--insert-time "
+     "AT:LENGTH] [--delete-time A:B] [--erase A:B] [--nudge A:B:AMOUNT] [--to-idb] "
+     "[--to-changes]...",
+     1,
+     {"-o", "--insert-change", "--add-idb", "--insert-time", "--delete-time", "--erase", "--nudge",
+      "--to-idb", "--to-changes"},
+     Tool_MapEdit::Run},
 };
 
 std::string Usage()
@@ -62,12 +73,13 @@ const std::string cUsage = Usage();
 
 void Declare(CLI::App& ioApp)
 {
-    ioApp.add_option("ACTION", sOptions.mArgs, "new or show, then its arguments");
+    ioApp.add_option("ACTION", sOptions.mArgs, "new, show or edit, then its arguments");
     ioApp.add_option("--rate", sOptions.mRate, "sample rate in Hz (new; 44100 unless given)")
         ->check(
             Tool_NumberIn(1.0, 10000000.0, "must lie from 1 to 10000000 Hz", Tool_Shown::eNothing));
     sOptions.mMaps.Declare(ioApp, false);
     ioApp.add_flag("--json", sOptions.mJson, "one JSON document (show)");
+    Tool_MapEdit::Declare(ioApp);
 }
 
 // The options given on the command line, by name.
@@ -84,6 +96,7 @@ std::set<std::string> GivenOptions()
         given.insert("--idb");
     if (sOptions.mJson)
         given.insert("--json");
+    given.merge(Tool_MapEdit::Given());
     return given;
 }
 
