@@ -195,16 +195,28 @@ public:
     // ---- range operations (start and end of one type) ----
     // Asserts "oDestP" and "iStartTick <= iEndTick". The copy starts at tick 0, sample 0.
     void Copy(Time_TempoMap* oDestP, Time_Tick iStartTick, Time_Tick iEndTick);
-    // Replaces [start, end) by the source, whose first segment lands at start.
+    // Replaces [start, end) by the source (not changed; converted in a copy to this map's
+    // regime), whose first segment lands at start; the tempo in force at end goes on after
+    // it, unless end is the largest tick (open). Start equal to end does nothing; asserts
+    // "iStartTime <= iEndTime".
     void Paste(Time_Typed iStart, Time_Typed iEnd, Time_TempoMap* iSourceP);
+    // Removes [start, end): later events move back by its length (and, in an IDB map, by its
+    // samples). An empty range does nothing and opens no edit; asserts
+    // "iStart.AsInt64() <= iEnd.AsInt64()".
     void DeleteTime(Time_Typed iStart, Time_Typed iEnd);
+    // Moves the events after iAt later by iLength, at the tempo in force at iAt; in an IDB
+    // map the inserted span is pinned by identified beats at both of its ends. A length that
+    // is not positive does nothing. With a source, the source is then pasted there.
     void InsertTime(Time_Typed iAt, Time_TypedLength iLength, Time_TempoMap* iSourceP = nullptr);
+    // Moves the events of [start, end) by iAmount; the tempo of the events it covers goes
+    // on at the edge of the moved range that faces them.
     void Nudge(Time_Typed iStart, Time_Typed iEnd, Time_TypedLength iAmount);
+    // Removes the tempo events of [start, end): the tempo at start holds to end (in an IDB
+    // map, identified beats at start and end keep their samples). Asserts
+    // "iStartTime <= iEndTime".
     void Erase(Time_Typed iStart, Time_Typed iEnd);
 
 private:
-    struct Bounds; // a range in ticks and in samples, taken before the change
-
     Time_TempoMap::SegmentIter FindAt(Time_Tick iTick);
     void ConvertSegmentToComputed(Time_TempoMap::SegmentIter iIter);
     void ConvertSegmentToUncomputed(Time_TempoMap::SegmentIter iIter);
@@ -218,8 +230,9 @@ private:
     void BuildIDBList(Time_IDBList* oListP, Time_Sample iClosing, bool iAddClosing,
                       bool iClipClosing);
 
-    // The range frame: bracket, song start noted and restored; false when the map is in
-    // neither regime (after the assertion's handler let the call go on).
+    // The range frame: one bracket; the song start is noted, the form of the map's regime
+    // runs, and the song start is restored. Asserts "songStartIter != mMapP->SegmentEnd()",
+    // and "0" for a map in neither regime.
     template <class ChangesOp, class IDBOp> void RangeFrame(ChangesOp iChanges, IDBOp iIDB);
 
     void AllChangesDeleteTime(Time_Tick iStart, Time_Tick iEnd);
