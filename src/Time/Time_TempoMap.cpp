@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "Cmn_Assert.h"
+#include "Cmn_Exception.h"
 #include "Cmn_PolyVectorStream.h"
 #include "L10N_ExceptionData.h"
 #include "Sys_Semaphore.h"
@@ -155,6 +156,30 @@ Time_TempoMap::SegmentIter Time_TempoMap::ComputeBackwardsTo(Time_BasicTempoMap&
     }
     ComputeBackwardsCore(ioBasic, iTargetIter, locked);
     return locked;
+}
+
+void Time_TempoMap::RecomputeBetweenIDBs(Time_BasicTempoMap& ioBasic, SegmentIter iFirst,
+                                         SegmentIter iLast)
+{
+    SegmentIter it = iFirst;
+    for (; it != iLast && !(*it)->IsComputed(); ++it)
+        (*it)->GenerateForward(ioBasic, nullptr, nullptr);
+    ComputeBackwardsCore(ioBasic, it, iLast);
+}
+
+bool Time_TempoMap::ValidateBetweenIDBs(SegmentIter iFirst, SegmentIter iLast,
+                                        SegmentIter iComputed)
+{
+    Time_BasicTempoMap basic(mBasicMap.GetSampleRate());
+    try
+    {
+        RecomputeBetweenIDBs(basic, iFirst, iLast);
+    }
+    catch (const Cmn_AssertException&)
+    {
+        return false;
+    }
+    return (*iComputed)->IsComputationValid();
 }
 
 void Time_TempoMap::UpdateBasicMapIfNeeded()

@@ -135,6 +135,13 @@ public:
     // The stated tempos of the segments from the one controlling iStart while their tick is
     // below iEnd; *oMax starts at 0.0 and *oMin at 1,000,000.0.
     void GetMaxMinBPM(Time_Tick iStart, Time_Tick iEnd, double* oMax, double* oMin);
+    // Whether the segments from iFirst to the locked iLast, generated on a basic list of
+    // their own, leave iComputed a positive tempo; a span with no room at all (the locked
+    // samples not rising) is false too. The derived tempos are written into the segments, as
+    // a rebuild writes them; the map's own basic list is not touched.
+    bool ValidateBetweenIDBs(SegmentIter iFirst, SegmentIter iLast, SegmentIter iComputed);
+    // No checks in this form of the map.
+    void ValidateSegs() {}
     void GetLengthConstraintsForRange(LengthConstraints* oConstraints, Time_Tick iStart,
                                       Time_Tick iEnd, const Time_TempoLimits& iLimits);
     const Time_BasicTempoMap& GetBasicMap();
@@ -198,6 +205,7 @@ private:
     void DirtyBasicMap();
     SegmentIter ComputeBackwardsTo(Time_BasicTempoMap& ioBasic, SegmentIter iTargetIter);
     void ComputeBackwardsCore(Time_BasicTempoMap& ioBasic, SegmentIter iFirst, SegmentIter iLast);
+    void RecomputeBetweenIDBs(Time_BasicTempoMap& ioBasic, SegmentIter iFirst, SegmentIter iLast);
     void EnsureExactlyOneComputedSegmentInRange(SegmentIter iLeft, SegmentIter iRight);
     void ClearComputedFlagsInRange(SegmentIter iLeft, SegmentIter iRight);
     static void InsertSorted(SegmentList& ioList, Time_TempoMapSegment::Ptr iSegmentP);

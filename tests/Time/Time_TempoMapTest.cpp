@@ -181,6 +181,37 @@ TEST(Time_TempoMap, ComputedSegmentFollowsItsLockedNeighbours)
     EXPECT_EQ(map.TickToSample(T(kOrigin + 2 * kBeat)), S(22050));
 }
 
+TEST(Time_TempoMap, ValidateBetweenIDBsTellsWhetherTheComputedTempoStaysPositive)
+{
+    const struct
+    {
+        const char* mMap;
+        int64_t mMoveLastTo; // the last IDB moved there without a rebuild (-1: stays)
+        bool mValid;
+        double mDerived; // the computed segment's tempo afterwards (0: not checked)
+    } rows[] = {
+        {"0:?@0cs 4:?@88200", -1, true, 120.0},
+        {"0:120@0s 2:60c 4:?@88200", -1, true, 120.0},
+        {"0:120@0s 2:60c 4:?@88200", 22050, false, 0.0}, // the stated tempo runs past it
+        {"0:?@0cs 4:?@88200", 0, false, 0.0},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.mMap);
+        Map map{std::string(row.mMap)};
+        auto first = map.SegmentBegin(), last = map.SegmentEnd() - 1;
+        if (row.mMoveLastTo >= 0)
+            (*last)->LockToSample(S(row.mMoveLastTo));
+        auto computed = std::find_if(first, last, [](const auto& s) { return s->IsComputed(); });
+        EXPECT_EQ(map.ValidateBetweenIDBs(first, last, computed), row.mValid);
+        if (row.mDerived != 0.0)
+        {
+            EXPECT_EQ(static_cast<const Time_ConstantTempoSeg&>(**computed).GetBeatsPerMinute(),
+                      row.mDerived);
+        }
+    }
+}
+
 TEST(Time_TempoMap, FixUpOnALockedTickRepairsBothSpans)
 {
     const int64_t mid = kOrigin + 4 * kBeat;
