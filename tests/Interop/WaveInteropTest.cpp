@@ -9,6 +9,7 @@
 
 #include "FF/Audio/FF_AudioFile.h"
 #include "Support/FFTestSupport.h"
+#include "Support/InteropSupport.h"
 #include "Sys_Umid.h"
 
 #ifdef MIRAFILE_HAVE_SNDFILE
@@ -17,26 +18,6 @@
 
 namespace
 {
-bool HaveSox()
-{
-    return std::system("command -v sox >/dev/null 2>&1") == 0;
-}
-
-int Run(const std::string& iCommand)
-{
-    return std::system((iCommand + " >/dev/null 2>&1").c_str());
-}
-
-// The samples of a file as sox decodes them: signed, little-endian, iBits wide.
-Bytes SoxRaw(const std::string& iPath, int iBits, const std::string& iScratch)
-{
-    const std::string raw = iScratch + "/decoded.raw";
-    const int status = Run("sox -D '" + iPath + "' -t raw -e signed-integer -b " +
-                           std::to_string(iBits) + " -L '" + raw + "'");
-    EXPECT_EQ(status, 0) << "sox could not decode " << iPath;
-    return ReadBytes(raw);
-}
-
 // All samples through the front, in blocks of an odd size, native order.
 Bytes ReadAll(FF_AudioFile& ioFile, int64_t iBlock = 999)
 {
@@ -78,7 +59,7 @@ std::string SoxFile(const SoxCase& iCase, const std::string& iDir)
     const std::string path = iDir + "/sox-" + std::to_string(iCase.mBits) + "-" +
                               std::to_string(iCase.mChannels) + ".wav";
     // The rate and channels go to the null input, so that nothing is resampled or remixed.
-    const int status = Run("sox -D -r " + std::to_string(iCase.mRate) + " -c " +
+    const int status = Test_RunQuiet("sox -D -r " + std::to_string(iCase.mRate) + " -c " +
                            std::to_string(iCase.mChannels) + " -n -b " +
                            std::to_string(iCase.mBits) + " '" + path + "' " + SoxSynth(iCase) +
                            " gain -1");
@@ -98,7 +79,7 @@ class SoxWritten : public ::testing::TestWithParam<SoxCase>
 protected:
     void SetUp() override
     {
-        if (!HaveSox())
+        if (!Test_HaveSox())
             GTEST_SKIP() << "sox is not installed";
     }
     Test_TempDir mDir;
@@ -110,7 +91,7 @@ TEST_P(SoxWritten, OpensWithItsPropertiesAndSamplesAndKeepsThemThroughAMetadataE
 {
     const SoxCase c = GetParam();
     const std::string path = SoxFile(c, mDir.Path());
-    const Bytes expected = SoxRaw(path, c.mBits, mDir.Path());
+    const Bytes expected = Test_SoxRaw(path, c.mBits, mDir.Path());
     const Bytes fmtBefore = ReadBytes(path);
     ASSERT_EQ(expected.size(), size_t(c.mFrames * c.mChannels * c.mBits / 8));
 
@@ -140,7 +121,7 @@ TEST_P(SoxWritten, OpensWithItsPropertiesAndSamplesAndKeepsThemThroughAMetadataE
     file->Flush();
     file->Close();
 
-    EXPECT_TRUE(SoxRaw(path, c.mBits, mDir.Path()) == expected);
+    EXPECT_TRUE(Test_SoxRaw(path, c.mBits, mDir.Path()) == expected);
     const Bytes after = ReadBytes(path);
     // The format chunk (id, size and every field of its extensible form) is untouched.
     ASSERT_GE(after.size(), 12u + 8 + 40);
