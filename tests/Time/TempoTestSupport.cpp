@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "Support/SysTestSupport.h"
+#include "Support/TimeTestSupport.h"
 
 namespace TempoTest
 {
@@ -127,26 +128,9 @@ Bytes Save(const Time_TempoMap& iMap)
     return out.Get();
 }
 
-std::vector<Time_TempoMapSegment::Ptr> RandomSegs(std::mt19937& ioRng, bool iIDB)
+RandomMap::RandomMap(std::mt19937& ioRng, bool iIDB)
 {
-    std::vector<Time_TempoMapSegment::Ptr> segs;
-    std::uniform_real_distribution<double> bpm(30.0, 300.0), skew(0.8, 1.2);
-    std::uniform_int_distribution<int64_t> gap(1, 16 * kBeat), count(1, 12);
-    int64_t tick = kOrigin + gap(ioRng) - 8 * kBeat;
-    double sample = 1000.0 * static_cast<double>(count(ioRng));
-    const int64_t n = count(ioRng);
-    for (int64_t i = 0; i < n; ++i)
-    {
-        const double b = bpm(ioRng);
-        const bool lock = i == 0 || (iIDB && ioRng() % 2);
-        segs.push_back(Seg(tick, b, lock ? static_cast<int64_t>(sample) : -1));
-        const int64_t g = gap(ioRng);
-        // Only a locked segment's own span is skewed: that segment is the computed one.
-        sample += static_cast<double>(g) * kRate * 60.0 / (kBeat * b) *
-                  (lock && i > 0 ? skew(ioRng) : 1.0);
-        tick += g;
-    }
-    return segs;
+    Test_FillRandomTempoMap(*this, ioRng, iIDB, kRate);
 }
 
 testing::AssertionResult MapIsValid(Time_TempoMap& iMap)

@@ -50,9 +50,12 @@ struct Map : Time_TempoMap
 std::string Describe(Time_TempoMap& iMap);
 Bytes Save(const Time_TempoMap& iMap);
 
-// A random map: a locked song start, then tempo changes; with iIDB some later segments are
-// locked, each where the tempo of the previous locked one (give or take 20%) would have put it.
-std::vector<Time_TempoMapSegment::Ptr> RandomSegs(std::mt19937& ioRng, bool iIDB);
+// A random map of Test_FillRandomTempoMap at 44100 Hz: a locked song start, then tempo
+// changes; with iIDB some later segments are locked too, with their computed flags set.
+struct RandomMap : Map
+{
+    RandomMap(std::mt19937& ioRng, bool iIDB);
+};
 
 // The invariants of a map after an edit: sorted unique ticks, one locked song start, exactly
 // one computed segment between locked neighbours and none elsewhere, a bracket closed, and

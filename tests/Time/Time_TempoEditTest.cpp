@@ -294,9 +294,9 @@ namespace
 {
 // A random map in one regime: tempo changes after the song start, or the same converted to
 // identified beats.
-struct RandomMap : Map
+struct RegimeMap : RandomMap
 {
-    RandomMap(std::mt19937& ioRng, bool iIDB) : Map(RandomSegs(ioRng, false))
+    RegimeMap(std::mt19937& ioRng, bool iIDB) : RandomMap(ioRng, false)
     {
         if (iIDB)
             Time_TempoEdit(this).ConvertAllToIDB();
@@ -311,7 +311,7 @@ TEST(Time_TempoEdit, InsertedTimeDeletedAgainRestoresTheSavedBytes)
     for (int round = 0; round < 2000; ++round)
     {
         const bool idb = round % 2 == 1;
-        RandomMap map(rng, idb);
+        RegimeMap map(rng, idb);
         Time_TempoEdit edit(&map);
         const Bytes before = Save(map);
         // Anywhere in a changes map; on an identified beat in an IDB map.
@@ -385,7 +385,7 @@ TEST(Time_TempoEdit, EveryEditKeepsTheMapValidAndUndoes)
     const size_t firstRangeOp = 5;
     for (int round = 0; round < 3000; ++round)
     {
-        RandomMap map(rng, round % 2 == 1);
+        RegimeMap map(rng, round % 2 == 1);
         const Bytes before = Save(map);
         const auto state = map.NdoGetState();
         Time_TempoEdit edit(&map);

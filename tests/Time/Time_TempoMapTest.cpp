@@ -344,10 +344,7 @@ TEST(Time_TempoMap, RandomMapsKeepTheRoundingRelations)
     int mixed = 0;
     for (int round = 0; round < 3000; ++round)
     {
-        Map map(RandomSegs(rng, round % 2 == 1));
-        for (auto it = map.SegmentBegin(); it != map.SegmentEnd(); ++it)
-            if ((*it)->IsLockedToSample())
-                map.FixUpComputedFlagsAroundTick((*it)->GetStartTick());
+        RandomMap map(rng, round % 2 == 1);
         mixed += !map.IsAllChanges();
         Test_Out out;
         map.StreamOut(*out);
@@ -512,8 +509,8 @@ TEST(Time_TempoMap, FuzzSeedsAreUpToDate)
     std::mt19937 rng(7);
     std::vector<std::pair<std::string, Bytes>> seeds = {
         {"empty", Save(Map())},
-        {"changes", Save(Map(RandomSegs(rng, false)))},
-        {"idb", Save(Map(RandomSegs(rng, true)))},
+        {"changes", Save(RandomMap(rng, false))},
+        {"idb", Save(RandomMap(rng, true))},
         {"old_prev", TempoBlock(2, {{0, OldSeg("Const", kOrigin, 0, 90.0)},
                                     {1, OldSeg("Prev", kOrigin + kBeat, -1, 0)}})},
         {"bad_type", TempoBlock(1, {{5, OldSeg("Prev", 0, 0, 0)}})}};
