@@ -90,6 +90,10 @@ TEST(Time_TempoEdit, SingleEdits)
          [](auto& e) { e.MoveTempoEvent(B(4), TB(6)); }, "0:120@0s 6:90"},
         {"move a tempo event in samples", "0:120@0s 4:90",
          [](auto& e) { e.MoveTempoEvent(B(4), Time_Typed(S(22050))); }, "0:120@0s 1:90"},
+        // dragged to one second before the song start (2 beats at 120): it lands one second
+        // before it at its own tempo, 1.5 beats at 90
+        {"move a tempo event across the song start", "0:120@0s 4:90",
+         [](auto& e) { e.MoveTempoEvent(B(4), TB(-2)); }, "+-1440000:90 0:120@0s"},
         {"a change range of length 0 is one insert", "0:120@0s",
          [](auto& e)
          {
