@@ -143,6 +143,8 @@ TEST_F(Cmd_MapEditTest, BadInputFailsWithOneLineAndNoOutput)
         {"map edit " + mIn + " -o " + mOut + " --insert-change '2|1=1000'", "from 5 to 999 bpm"},
         {"map edit " + mIn + " -o " + mOut + " --add-idb '2|1=-5'", "from 0 to 2147483647"},
         {"map edit " + mIn + " -o " + mOut + " --insert-time '2|1:0'", "more than 0"},
+        {"map edit " + mIn + " -o " + mOut + " --insert-time '2|1:9000000000s'",
+         "within 2147483647 of 0"},
         {"map edit " + mIn + " -o " + mOut + " --nudge '2|1:3|1'", "A:B:AMOUNT"},
         {"map edit " + mixed + " -o " + mOut + " --erase '1|1:2|1'", "--to-changes or --to-idb"},
         {"map edit " + Path("none.map") + " -o " + mOut + " --to-idb", "cannot be opened"},

@@ -70,7 +70,14 @@ struct Editing
     {
         *oSamples = !iText.empty() && iText.back() == 's';
         if (*oSamples)
-            return Tool_ParseInt(iText.substr(0, iText.size() - 1), mOption + " samples");
+        {
+            const int64_t samples =
+                Tool_ParseInt(iText.substr(0, iText.size() - 1), mOption + " samples");
+            if (samples < -Time_cMaxSampleTime || samples > Time_cMaxSampleTime)
+                throw Tool_UsageError(mOption + " samples must lie within 2147483647 of 0, not " +
+                                      iText);
+            return samples;
+        }
         const double quarters = Tool_ParseDouble(iText, mOption + " length");
         if (!(std::fabs(quarters) <= 1.0e9))
             throw Tool_UsageError(mOption + " length is out of range: " + iText);
