@@ -40,11 +40,11 @@ protected:
     }
     std::string Path(const std::string& iName) const { return mDir.Path() + "/" + iName; }
     Test_ToolResult Run(const std::string& iArgs) { return Test_RunTool(iArgs, mDir.Path()); }
-    // Makes in.map from specs and returns its bytes.
-    Bytes MakeInput(const std::string& iSpecs)
+    // Makes in.map with "map new" and these options and returns its bytes.
+    Bytes MakeInput(const std::string& iOptions)
     {
         std::filesystem::remove(mIn);
-        const Test_ToolResult r = Run("map new " + mIn + " " + iSpecs);
+        const Test_ToolResult r = Run("map new " + mIn + " " + iOptions);
         EXPECT_EQ(r.mStatus, 0) << r.mErr;
         return ReadBytes(mIn);
     }
@@ -63,7 +63,7 @@ TEST_F(Cmd_MapEditTest, EditsAsTheLibraryDoesThemInOrder)
     using Edit = std::function<void(Time_TempoEdit&, Time_TempoMap&)>;
     const struct
     {
-        const char* mSpecs;
+        const char* mNewOptions;
         const char* mOps;
         Edit mEdit;
     } rows[] = {
@@ -107,8 +107,8 @@ TEST_F(Cmd_MapEditTest, EditsAsTheLibraryDoesThemInOrder)
     };
     for (const auto& row : rows)
     {
-        SCOPED_TRACE(std::string(row.mSpecs) + " " + row.mOps);
-        const Bytes input = MakeInput(row.mSpecs);
+        SCOPED_TRACE(std::string(row.mNewOptions) + " " + row.mOps);
+        const Bytes input = MakeInput(row.mNewOptions);
         std::filesystem::remove(mOut);
         const Test_ToolResult r = Run("map edit " + mIn + " -o " + mOut + " " + row.mOps);
         ASSERT_EQ(r.mStatus, 0) << r.mErr;
