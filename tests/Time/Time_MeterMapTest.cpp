@@ -249,6 +249,13 @@ TEST(Time_MeterMap, EditsKeepBarsAndMeters)
         {"shift all", true, [](auto& m) { m.ShiftAllMeterEventsByNumTicks(Time_Tick(kQ)); },
          "1@1 4/4, 3@7 3/4*"},
         {"clear", true, [](auto& m) { m.Clear(); }, "1@0 4/4"},
+        {"insert time puts a change at a song start in mid-bar", true,
+         [](auto& m)
+         {
+             m.ShiftAllMeterEventsByNumTicks(Time_Tick(kQ));
+             m.InsertTime(At(20 * kQ), Time_Tick(4 * kQ), nullptr);
+         },
+         "0@0 4/4, 1@1 4/4*, 3@7 3/4*"},
         {"insert time at a change moves it", true,
          [](auto& m) { m.InsertTime(At(6 * kQ), Time_Tick(2 * kQ), nullptr); }, "1@0 4/4, 3@8 3/4"},
         {"replace with another bar", true,
