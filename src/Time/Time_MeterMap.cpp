@@ -572,7 +572,8 @@ void Time_MeterMap::Paste(Time_Tick iStart, Time_Tick iEnd, const Time_MeterMap&
          ++it)
         AddMeterChange(it->mTick, it->mMeter);
     EnsureMeterAt(closing, closingMeter);
-    if (!iSuppressSongStartRepair && songStart.IsOnBarline())
+    // Unlike Delete, whether the song start lay on a barline does not matter here.
+    if (!iSuppressSongStartRepair)
     {
         EnsureMeterAt(mSongStartTick, songMeter);
         AddBackSongStartMeter(songStart.mBar);
@@ -623,8 +624,7 @@ void Time_MeterMap::InsertTime(Time_Tick iAt, Time_Tick iTicksToInsert,
     }
     if (iSourceP)
         Paste(iAt, iAt + iTicksToInsert, *iSourceP, true);
-    if (songStart.IsOnBarline())
-        AddBackSongStartMeter(songStart.mBar);
+    AddBackSongStartMeter(songStart.mBar);
 }
 
 // ---- saved form and undo -------------------------------------------------------------------

@@ -133,6 +133,9 @@ public:
     void ReplaceWith(const Time_MeterMap& iOther);
 
     // ---- range operations, on [start, end) ----
+    // The song start repair (AddBackSongStartMeter with the song start's bar from before the
+    // edit): Delete and Erase make it only when the song start lay on a barline; Paste and
+    // InsertTime always, so that a song start in mid-bar gets a change of its own there.
     void Copy(Time_MeterMap& oDest, Time_Tick iStart, Time_Tick iEnd) const;
     // iSuppressSongStartRepair: inside a larger operation that repairs the song start itself.
     void Delete(Time_Tick iStart, Time_Tick iEnd, bool iSuppressSongStartRepair = false);

@@ -249,6 +249,21 @@ TEST(Time_MeterMap, EditsKeepBarsAndMeters)
         {"shift all", true, [](auto& m) { m.ShiftAllMeterEventsByNumTicks(Time_Tick(kQ)); },
          "1@1 4/4, 3@7 3/4*"},
         {"clear", true, [](auto& m) { m.Clear(); }, "1@0 4/4"},
+        {"insert time puts a change at a song start in mid-bar", true,
+         [](auto& m)
+         {
+             m.ShiftAllMeterEventsByNumTicks(Time_Tick(kQ));
+             m.InsertTime(At(20 * kQ), Time_Tick(4 * kQ), nullptr);
+         },
+         "0@0 4/4, 1@1 4/4*, 3@7 3/4*"},
+        {"insert time at a change moves it", true,
+         [](auto& m) { m.InsertTime(At(6 * kQ), Time_Tick(2 * kQ), nullptr); }, "1@0 4/4, 3@8 3/4"},
+        {"replace with another bar", true,
+         [](auto& m) { m.AddMeterChange(At(0), Time_Meter(3, 4), 9); }, "1@0 3/4, 3@6 3/4"},
+        {"delete restores the song start's meter", true, [](auto& m) { m.Delete(At(0), At(kQ)); },
+         "1@0 4/4, 3@6 3/4*"},
+        {"delete inside a larger edit", true, [](auto& m) { m.Delete(At(0), At(kQ), true); },
+         "3@6 3/4"},
     };
     for (const auto& row : rows)
     {
@@ -306,6 +321,8 @@ TEST(Time_MeterMap, DurationsInBarsAndBeats)
         {midBar, 0, BBT(0, 5), 5 * kQ, -5 * kQ},
         {midBar, 9 * kQ, BBT(0, 4), 13 * kQ, 5 * kQ},
         {midBar, 7 * kQ, BBT(1, 0), 10 * kQ, 5 * kQ},
+        // a bar on from beat 3 lands in the cut bar 2, on its last beat
+        {midBar, 2 * kQ, BBT(1, 0), 5 * kQ, -2 * kQ},
     };
     for (const auto& row : rows)
     {

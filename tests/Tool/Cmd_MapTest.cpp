@@ -37,7 +37,7 @@ protected:
 };
 
 // 48 kHz, 120 bpm to bar 2 and 60 after; 4/4 cut at bar 2 beat 3 by 3/4.
-const std::string cSpecs = " --rate 48000 --tempo '120,2|1|0=60' --meter '4/4,2|3|0=3/4'";
+const std::string cMaps = " --rate 48000 --tempo '120,2|1|0=60' --meter '4/4,2|3|0=3/4'";
 } // namespace
 
 TEST_F(Cmd_MapTest, TimeConvertsThroughTheMaps)
@@ -47,14 +47,14 @@ TEST_F(Cmd_MapTest, TimeConvertsThroughTheMaps)
         std::string mArgs;
         const char* mOut;
     } rows[] = {
-        {"time '2|1|0' --from bbt --to samples" + cSpecs, "96000\n"},
+        {"time '2|1|0' --from bbt --to samples" + cMaps, "96000\n"},
         // the quarter after the tempo change lasts 48,000 samples
-        {"time '2|2' --from bbt --to samples" + cSpecs, "144000\n"},
+        {"time '2|2' --from bbt --to samples" + cMaps, "144000\n"},
         // bar 2 is cut to two beats; bar 3 (3/4) starts at its third beat
-        {"time 192000 --from samples --to bbt" + cSpecs, "3|1| 000\n"},
-        {"time 240000 --from samples --to bbt" + cSpecs, "3|2| 000\n"},
-        {"time '3|1| 000' --from bbt --to ticks" + cSpecs, "1000005760000\n"},
-        {"time 1000000480500 --from ticks --to bbt" + cSpecs, "1|1| 481\n"},
+        {"time 192000 --from samples --to bbt" + cMaps, "3|1| 000\n"},
+        {"time 240000 --from samples --to bbt" + cMaps, "3|2| 000\n"},
+        {"time '3|1| 000' --from bbt --to ticks" + cMaps, "1000005760000\n"},
+        {"time 1000000480500 --from ticks --to bbt" + cMaps, "1|1| 481\n"},
         {"time 1000003840000 --from ticks --to smpte --rate 48000 --fps 25", "00:00:02:00\n"},
         // the default maps: 120 bpm and 4/4 from sample 0
         {"time 88200 --from samples --to bbt", "2|1| 000\n"},
@@ -64,30 +64,30 @@ TEST_F(Cmd_MapTest, TimeConvertsThroughTheMaps)
         // a sample's tick on a display tick when it maps back to the same sample
         {"time 23 --from samples --to ticks", "1000000001001\n"},
         {"time 23 --from samples --to ticks --snap", "1000000001000\n"},
-        {"time '2|1' --from bbt --to ticks --json" + cSpecs,
+        {"time '2|1' --from bbt --to ticks --json" + cMaps,
          "{\"value\": \"2|1\", \"from\": \"bbt\", \"to\": \"ticks\", \"result\": 1000003840000}\n"},
     };
     for (const auto& row : rows)
         ExpectOut(row.mArgs, row.mOut);
-    const Test_ToolResult table = Run("time 144000 --from samples --table" + cSpecs);
+    const Test_ToolResult table = Run("time 144000 --from samples --table" + cMaps);
     EXPECT_EQ(table.mStatus, 0);
     for (const char* line :
          {"samples  144000\n", "ticks    1000004800000\n", "bbt      2|2| 000\n"})
         EXPECT_NE(table.mOut.find(line), std::string::npos) << table.mOut;
-    const Test_ToolResult json = Run("time 144000 --from samples --table --json" + cSpecs);
+    const Test_ToolResult json = Run("time 144000 --from samples --table --json" + cMaps);
     EXPECT_NE(json.mOut.find("\"ticks\": 1000004800000, \"bbt\": \"2|2| 000\"}"), std::string::npos)
         << json.mOut;
 }
 
-TEST_F(Cmd_MapTest, SavedMapConvertsAsItsSpecs)
+TEST_F(Cmd_MapTest, SavedMapConvertsAsItsOptions)
 {
-    ExpectOut("map new @/song.map --idb '5|1=600000'" + cSpecs, "");
+    ExpectOut("map new @/song.map --idb '5|1=600000'" + cMaps, "");
     for (const char* value : {"0", "96000", "192001", "599999", "600000", "900000"})
     {
         const std::string args = std::string("time ") + value + " --from samples --table --json";
         const Test_ToolResult fromFile = Run(args + " --map @/song.map");
         EXPECT_EQ(fromFile.mStatus, 0) << fromFile.mErr;
-        EXPECT_EQ(fromFile.mOut, Run(args + " --idb '5|1=600000'" + cSpecs).mOut) << value;
+        EXPECT_EQ(fromFile.mOut, Run(args + " --idb '5|1=600000'" + cMaps).mOut) << value;
     }
     // The identified beat holds: bar 5 lies at sample 600,000 whatever the tempo says.
     ExpectOut("time '5|1' --from bbt --to samples --map @/song.map", "600000\n");

@@ -1,7 +1,8 @@
 // mirafile map ACTION ...: saved tempo and meter maps (Time_MapFile).
 //
-//   map new OUT [--rate HZ] [--tempo SPEC] [--meter SPEC] [--idb POS=SAMPLE]...
-//       writes a map file built from the specs (Tool_TimeMaps.h), atomically.
+//   map new OUT [--rate HZ] [--tempo BPM[,POS=BPM]...] [--meter N/D[,POS=N/D]...] [--idb
+//   POS=SAMPLE]...
+//       writes a map file built from the options (Tool_TimeMaps.h), atomically.
 //   map show FILE [--json]
 //       lists the tempo segments and meter changes of a map file.
 //   map edit FILE -o OUT OP...
@@ -46,7 +47,8 @@ int RunShow(const std::vector<std::string>& iArgs);
 
 const MapAction cActions[] = {
     {"new",
-     "map new OUT [--rate HZ] [--tempo SPEC] [--meter SPEC] [--idb POS=SAMPLE]...",
+     "map new OUT [--rate HZ] [--tempo BPM[,POS=BPM]...] [--meter N/D[,POS=N/D]...] [--idb "
+     "POS=SAMPLE]...",
      1,
      {"--rate", "--tempo", "--meter", "--idb"},
      RunNew},

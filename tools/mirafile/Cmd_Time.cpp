@@ -26,11 +26,12 @@
 
 namespace
 {
-const char* const cUsage = "time VALUE --from KIND [--to KIND | --table] [--rate HZ] "
-                           "[--fps 23.976|24|25|29.97|29.97df|30|30df] [--offset TIMECODE] "
-                           "[--feet-rate 23.976|24|25] [--pull COMBO] [--tempo SPEC] "
-                           "[--meter SPEC] [--idb POS=SAMPLE]... [--map FILE] [--first] "
-                           "[--snap] [--json]";
+const char* const cUsage =
+    "time VALUE --from KIND [--to KIND | --table] [--rate HZ] "
+    "[--fps 23.976|24|25|29.97|29.97df|30|30df] [--offset TIMECODE] "
+    "[--feet-rate 23.976|24|25] [--pull COMBO] [--tempo BPM[,POS=BPM]...] "
+    "[--meter N/D[,POS=N/D]...] [--idb POS=SAMPLE]... [--map FILE] [--first] "
+    "[--snap] [--json]";
 
 const std::map<std::string, ETimeCodeFormat> cFpsNames = {{"23.976", eTimeCodeFormat_23976},
                                                           {"24", eTimeCodeFormat_24},

@@ -125,9 +125,9 @@ Time_Tick Tool_ParsePosition(const std::string& iText, const Time_MeterMap& iMet
     return iMeter.BarBeatToTick(bbt);
 }
 
-void Tool_ApplyMeterSpec(Time_MeterMap& ioMeter, const std::string& iSpec)
+void Tool_ApplyMeterList(Time_MeterMap& ioMeter, const std::string& iList)
 {
-    const std::vector<std::string> items = Split(iSpec, ',');
+    const std::vector<std::string> items = Split(iList, ',');
     ioMeter.Clear();
     ioMeter.AddInitialMeterChange(Time_Tick(cOrigin), ParseMeter(items[0], "--meter"), 1);
     for (size_t i = 1; i < items.size(); ++i)
@@ -140,10 +140,10 @@ void Tool_ApplyMeterSpec(Time_MeterMap& ioMeter, const std::string& iSpec)
     }
 }
 
-void Tool_ApplyTempoSpec(Time_TempoMap& ioTempo, const Time_MeterMap& iMeter,
-                         const std::string& iSpec)
+void Tool_ApplyTempoList(Time_TempoMap& ioTempo, const Time_MeterMap& iMeter,
+                         const std::string& iList)
 {
-    const std::vector<std::string> items = Split(iSpec, ',');
+    const std::vector<std::string> items = Split(iList, ',');
     Time_TempoMap_StEditOptimizer edit(ioTempo);
     ioTempo.Clear();
     auto first =
@@ -233,9 +233,9 @@ void Tool_MapOptions::Build(Time_TempoMap& oTempo, Time_MeterMap& oMeter,
     }
     oTempo.SetSampleRate(iRateP ? *iRateP : 44100.0);
     if (!mMeter.empty())
-        Tool_ApplyMeterSpec(oMeter, mMeter);
+        Tool_ApplyMeterList(oMeter, mMeter);
     if (!mTempo.empty())
-        Tool_ApplyTempoSpec(oTempo, oMeter, mTempo);
+        Tool_ApplyTempoList(oTempo, oMeter, mTempo);
     for (const std::string& idb : mIDBs)
         Tool_AddIdentifiedBeat(oTempo, oMeter, idb);
     oTempo.EnsureSongStart();

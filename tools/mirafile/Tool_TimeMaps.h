@@ -5,10 +5,12 @@
 //   POS          BAR|BEAT[|TICK]: a bar (may be negative), a beat from 1, display ticks
 //                (960 to a quarter note); blanks around the numbers are allowed, so the
 //                library's own form "3|1| 000" reads too. Resolved through the meter map.
-//   --meter SPEC N/D[,POS=N/D]...: the meter from bar 1, then changes (a change in mid-bar
-//                cuts that bar short). Numerators 1 to 99, denominators 1 to 64, powers of 2.
-//   --tempo SPEC BPM[,POS=BPM]...: the tempo at bar 1 (tick 1,000,000,000,000, sample 0),
-//                then tempo changes after it. 5 to 999 beats (quarter notes) a minute.
+//   --meter N/D[,POS=N/D]...
+//                the meter from bar 1, then changes (a change in mid-bar cuts that bar
+//                short). Numerators 1 to 99, denominators 1 to 64, powers of 2.
+//   --tempo BPM[,POS=BPM]...
+//                the tempo at bar 1 (tick 1,000,000,000,000, sample 0), then tempo changes
+//                after it. 5 to 999 beats (quarter notes) a minute.
 //   --idb POS=SAMPLE (repeatable): an identified beat, a position locked to a sample; the
 //                tempo before it follows from the locked neighbours. Samples must rise with
 //                the positions.
@@ -38,7 +40,7 @@ struct Tool_MapOptions
         return !mTempo.empty() || !mMeter.empty() || !mMap.empty() || !mIDBs.empty();
     }
     // Builds the maps: from --map (the file's sample rate, unless iRateP gives one), or from
-    // the specs at *iRateP (44,100 Hz when null). Meter first: positions go through it.
+    // the lists at *iRateP (44,100 Hz when null). Meter first: positions go through it.
     void Build(Time_TempoMap& oTempo, Time_MeterMap& oMeter, const double* iRateP) const;
 };
 
@@ -47,9 +49,9 @@ Time_Tick Tool_ParsePosition(const std::string& iText, const Time_MeterMap& iMet
                              const std::string& iWhat);
 // "BAR|BEAT|TICK" as a Time_BarBeatTick with internal ticks; false when it is not one.
 bool Tool_ParseBarBeat(const std::string& iText, Time_BarBeatTick& oBBT);
-void Tool_ApplyMeterSpec(Time_MeterMap& ioMeter, const std::string& iSpec);
-void Tool_ApplyTempoSpec(Time_TempoMap& ioTempo, const Time_MeterMap& iMeter,
-                         const std::string& iSpec);
+void Tool_ApplyMeterList(Time_MeterMap& ioMeter, const std::string& iList);
+void Tool_ApplyTempoList(Time_TempoMap& ioTempo, const Time_MeterMap& iMeter,
+                         const std::string& iList);
 void Tool_AddIdentifiedBeat(Time_TempoMap& ioTempo, const Time_MeterMap& iMeter,
                             const std::string& iPosEqualsSample);
 // Rebuilds the tempo map, reporting a map whose locked beats leave no room as iWhat's fault.
