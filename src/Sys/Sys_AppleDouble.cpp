@@ -145,8 +145,9 @@ Sys_FileLoc Sys_AppleDouble::SidecarOf(const Sys_FileLoc& iFile)
     return Sys_FileLoc(parent, "._" + name);
 }
 
-bool Sys_AppleDouble::FindEntry(const Sys_FileLoc& iFile, uint32_t iID, Entry* oEntryP)
+bool Sys_AppleDouble::ReadEntries(const Sys_FileLoc& iFile, std::vector<Entry>* oEntriesP)
 {
+    oEntriesP->clear();
     const Sys_FileLoc sidecar = SidecarOf(iFile);
     if (sidecar.IsEmpty())
         return false;
@@ -157,24 +158,31 @@ bool Sys_AppleDouble::FindEntry(const Sys_FileLoc& iFile, uint32_t iID, Entry* o
     struct stat info
     {
     };
-    bool found = false;
+    bool parsed = false;
     uint8_t header[cHeaderSize];
     if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) &&
         ::pread(fd, header, sizeof header, 0) == ssize_t(sizeof header))
     {
         std::vector<uint8_t> head(HeadSize(header, info.st_size));
-        std::vector<Entry> entries;
-        if (::pread(fd, head.data(), head.size(), 0) == ssize_t(head.size()) &&
-            ParseEntries(head.data(), head.size(), info.st_size, &entries))
-            for (const Entry& entry : entries)
-                if (!found && entry.mID == iID)
-                {
-                    *oEntryP = entry;
-                    found = true;
-                }
+        parsed = ::pread(fd, head.data(), head.size(), 0) == ssize_t(head.size()) &&
+                 ParseEntries(head.data(), head.size(), info.st_size, oEntriesP);
     }
     ::close(fd);
-    return found;
+    return parsed;
+}
+
+bool Sys_AppleDouble::FindEntry(const Sys_FileLoc& iFile, uint32_t iID, Entry* oEntryP)
+{
+    std::vector<Entry> entries;
+    if (!ReadEntries(iFile, &entries))
+        return false;
+    for (const Entry& entry : entries)
+        if (entry.mID == iID)
+        {
+            *oEntryP = entry;
+            return true;
+        }
+    return false;
 }
 
 bool Sys_AppleDouble::Read(const Sys_FileLoc& iFile, Contents* oContentsP)

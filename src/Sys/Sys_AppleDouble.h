@@ -76,6 +76,9 @@ public:
     static Sys_FileLoc SidecarOf(const Sys_FileLoc& iFile);
     static bool IsSidecarName(const std::string& iName);
 
+    // The descriptors of iFile's sidecar, in the order they are listed; false without a
+    // sidecar. Reads the header only.
+    static bool ReadEntries(const Sys_FileLoc& iFile, std::vector<Entry>* oEntriesP);
     // The first descriptor of id iID in the sidecar of iFile; false without a sidecar or
     // such an entry. Reads the header only.
     static bool FindEntry(const Sys_FileLoc& iFile, uint32_t iID, Entry* oEntryP);
