@@ -195,6 +195,55 @@ int32_t FF_QSIIPlugIn::GetMacOSType()
     return int32_t(Sys_FileType::MakeOSType("Qs2f"));
 }
 
+namespace
+{
+// The format strings, with the range each value must lie in.
+struct FormatString
+{
+    const char* mName;
+    int64_t mMin, mMax;
+    const char* mWhat;
+};
+constexpr FormatString cFormatStrings[] = {{"sample-size", 1, 4, "bytes per sample"},
+                                           {"sample-rate", 1, INT32_MAX, "a sample rate"},
+                                           {"channels", 1, 256, "a channel count"}};
+} // namespace
+
+std::string FF_QSIIPlugIn::ExplainRefusal(const Sys_FileLoc& iLoc)
+{
+    const std::string sidecar = "\"._" + iLoc.GetName() + "\"";
+    if (!Sys_FileUtils::Exists(Sys_AppleDouble::SidecarOf(iLoc)))
+        return "no AppleDouble sidecar " + sidecar + " holds its resource fork";
+    Sys_AppleDouble::Contents contents;
+    if (!Sys_AppleDouble::Read(iLoc, &contents))
+        return "its sidecar " + sidecar + " is no AppleDouble file";
+    if (!contents.mHasResourceFork || contents.mResourceFork.empty())
+        return std::string("its sidecar ") + sidecar +
+               (contents.mHasFinderInfo ? " holds Finder information only, no resource fork"
+                                        : " holds no resource fork");
+    try
+    {
+        const FF_ResourceFork fork(std::move(contents.mResourceFork));
+        for (const FormatString& format : cFormatStrings)
+        {
+            std::vector<uint8_t> data;
+            if (!fork.GetNamed(cSTR, format.mName, &data))
+                return L10N_Utils::GetText(0, 52, {format.mName});
+            const std::string text = data.empty() ? "" : std::string(data.begin() + 1,
+                data.begin() + 1 + long(std::min<size_t>(data[0], data.size() - 1)));
+            int64_t value = 0;
+            if (!ParseDecimal(text, &value) || value < format.mMin || value > format.mMax)
+                return "its \"" + std::string(format.mName) + "\" resource holds \"" + text +
+                       "\", not " + format.mWhat;
+        }
+    }
+    catch (const Cmn_Exception& e)
+    {
+        return "its resource fork is damaged (" + Cmn_Exception::GetExceptionDescription(e) + ")";
+    }
+    return "";
+}
+
 // ---- probing -------------------------------------------------------------------------------
 
 bool FF_QSIIPlugIn::IsValidFile()
@@ -265,7 +314,8 @@ bool FF_QSIIPlugIn::ReadNumber(const char* iName, int64_t* oValueP)
 bool FF_QSIIPlugIn::GetSampleRate() const
 {
     int64_t rate = 0;
-    if (!ReadNumber("sample-rate", &rate) || rate <= 0 || rate > INT32_MAX)
+    if (!ReadNumber("sample-rate", &rate) || rate < cFormatStrings[1].mMin ||
+        rate > cFormatStrings[1].mMax)
         return false;
     mAudioFile->mSampleRate.StoreFromSourceIfClean(int32_t(rate));
     return true;
@@ -274,7 +324,8 @@ bool FF_QSIIPlugIn::GetSampleRate() const
 bool FF_QSIIPlugIn::GetBitDepth() const
 {
     int64_t bytes = 0;
-    if (!ReadNumber("sample-size", &bytes) || bytes < 1 || bytes > 4)
+    if (!ReadNumber("sample-size", &bytes) || bytes < cFormatStrings[0].mMin ||
+        bytes > cFormatStrings[0].mMax)
         return false;
     mAudioFile->mBitDepth.StoreFromSourceIfClean(int16_t(bytes * 8));
     return true;
@@ -283,7 +334,8 @@ bool FF_QSIIPlugIn::GetBitDepth() const
 bool FF_QSIIPlugIn::GetNumChannels() const
 {
     int64_t channels = 0;
-    if (!ReadNumber("channels", &channels) || channels < 1 || channels > 256)
+    if (!ReadNumber("channels", &channels) || channels < cFormatStrings[2].mMin ||
+        channels > cFormatStrings[2].mMax)
         return false;
     mAudioFile->mNumChannels.StoreFromSourceIfClean(int16_t(channels));
     return true;

@@ -37,6 +37,10 @@ public:
     // The plug-in of a new file: creates the data fork and the sidecar with its format.
     static FF_AudioFilePlugIn* CreateNew(FF_AudioFile* iAudioFileP);
 
+    // Why the file is no QSII file ("" when it is one): no sidecar, no resource fork in it,
+    // a damaged fork, a format string missing or out of range.
+    static std::string ExplainRefusal(const Sys_FileLoc& iLoc);
+
     FF_QSIIPlugIn(FF_AudioFile* iAudioFileP, Sys_File* iFileP);
 
     EAudioFileType GetAudioFileType() override { return eAudioFileType_QSII; }

@@ -80,15 +80,46 @@ int64_t FF_QSIPlugIn::GetOffsetToPCMData(FF_AudioFile*)
     return cHeaderSize;
 }
 
-bool FF_QSIPlugIn::IsValidHeader(const uint8_t* iHeaderP, int64_t iFileSize)
+std::string FF_QSIPlugIn::HeaderProblem(const uint8_t* iHeaderP, int64_t iFileSize)
 {
     const uint32_t bits = FF_GetNumber<uint16_t>(iHeaderP + cBits, eByteOrder_Big);
     const uint32_t rate = Get32(iHeaderP + cRate);
-    return iFileSize >= cHeaderSize &&
-           FF_GetNumber<uint16_t>(iHeaderP + cMark, eByteOrder_Big) == cFormatMark &&
-           int64_t(Get32(iHeaderP + cDataBytes)) + cHeaderSize <= iFileSize &&
-           (bits == 8 || bits == 16 || bits == 24) && rate >= uint32_t(cMinRate) &&
-           rate <= uint32_t(cMaxRate);
+    const int64_t data = Get32(iHeaderP + cDataBytes);
+    if (iFileSize < cHeaderSize)
+        return "shorter than the 1336-byte header";
+    if (FF_GetNumber<uint16_t>(iHeaderP + cMark, eByteOrder_Big) != cFormatMark)
+        return "its header does not start with the format mark";
+    if (data + cHeaderSize > iFileSize)
+        return "its header claims " + std::to_string(data) + " bytes of samples, the file holds " +
+               std::to_string(iFileSize - cHeaderSize);
+    if (bits != 8 && bits != 16 && bits != 24)
+        return "it holds " + std::to_string(bits) + "-bit samples, not 8, 16 or 24";
+    if (rate < uint32_t(cMinRate) || rate > uint32_t(cMaxRate))
+        return "its rate of " + std::to_string(rate) + " Hz lies outside 5000 to 100000 Hz";
+    return "";
+}
+
+bool FF_QSIPlugIn::IsValidHeader(const uint8_t* iHeaderP, int64_t iFileSize)
+{
+    return HeaderProblem(iHeaderP, iFileSize).empty();
+}
+
+std::string FF_QSIPlugIn::ExplainRefusal(const Sys_FileLoc& iLoc)
+{
+    try
+    {
+        Sys_File file(iLoc);
+        file.Open(cProbeForRead);
+        std::array<uint8_t, cHeaderSize> header{};
+        const int64_t size = file.GetEOF();
+        const int64_t got = file.Read(header.data(), cHeaderSize);
+        file.Close();
+        return HeaderProblem(header.data(), got < cHeaderSize ? got : size);
+    }
+    catch (const std::exception&)
+    {
+        return "";
+    }
 }
 
 bool FF_QSIPlugIn::IsValidFile()

@@ -15,6 +15,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
 
 #include "FF/Audio/FF_BasicAudioPlugIn.h"
 
@@ -43,8 +44,12 @@ public:
     bool IsValidFile() override;
     int64_t GetOffsetToPCMData(FF_AudioFile* iAudioFileP) override;
 
-    // Whether a header (cHeaderSize bytes) describes a QSI file of iFileSize bytes.
+    // Whether a header (cHeaderSize bytes) describes a QSI file of iFileSize bytes; what is
+    // wrong with it, for a person ("" when nothing).
     static bool IsValidHeader(const uint8_t* iHeaderP, int64_t iFileSize);
+    static std::string HeaderProblem(const uint8_t* iHeaderP, int64_t iFileSize);
+    // Why the file is no QSI file ("" when it is one).
+    static std::string ExplainRefusal(const Sys_FileLoc& iLoc);
 
 private:
     bool ReadHeader() const;
