@@ -1,5 +1,6 @@
 // QSII and QSI files: round trips through the front, the files that are refused and handed
 // on, the resource manager over damaged forks, and what a failed write leaves behind.
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <list>
 #include <set>
@@ -75,15 +76,6 @@ EAudioFileType OpenedType(const std::string& iPath, const std::list<EAudioFileTy
     const EAudioFileType type = file->GetAudioFileType();
     file->Close();
     return type;
-}
-
-// Every name in a folder.
-std::set<std::string> Names(const std::string& iFolder)
-{
-    std::set<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(iFolder))
-        names.insert(entry.path().filename().string());
-    return names;
 }
 
 // ---- round trips ---------------------------------------------------------------------------
@@ -363,17 +355,21 @@ TEST(FF_ResFileUtils, DamagedForksThrowTheFamilyException)
         {"data offset outside the data", refs + 5, {0xFF, 0xFF, 0xF0}},
         {"resource longer than the data", 256, {0x7F, 0xFF, 0xFF, 0xFF}},
     };
+    std::vector<std::pair<std::string, Bytes>> seeds{{"ResourceMapFuzz/two-strings", image}};
     for (const Case& c : cases)
     {
         SCOPED_TRACE(c.mName);
         Bytes bad = image;
         std::copy(c.mBytes.begin(), c.mBytes.end(), bad.begin() + long(c.mAt));
         EXPECT_EQ(ThrownError([&] { FF_ResourceFork fork(bad); }).first, eResError_MapDamaged);
+        std::string name = c.mName;
+        std::replace(name.begin(), name.end(), ' ', '-');
+        seeds.push_back({"ResourceMapFuzz/" + name, bad});
     }
     Bytes cut(image.begin(), image.begin() + 10);
     EXPECT_EQ(ThrownError([&] { FF_ResourceFork fork(cut); }).first, eResError_MapDamaged);
 
-    WriteFuzzSeeds({{"ResourceMapFuzz/two-strings", image}});
+    WriteFuzzSeeds(seeds);
 }
 
 // ---- sidecars on disk ----------------------------------------------------------------------
@@ -387,13 +383,13 @@ TEST(FF_QSPlugIn, FileOperationsCarryTheSidecar)
     const Bytes sidecar = ReadBytes(dir.Path() + "/._a.qs2");
     Sys_FileUtils::CopyFile(Sys_FileLoc(a), Sys_FileLoc(dir.Path() + "/b.qs2"));
     Sys_FileUtils::MoveFile(Sys_FileLoc(a), Sys_FileLoc(dir.Path() + "/c.qs2"));
-    EXPECT_EQ(Names(dir.Path()), (std::set<std::string>{"b.qs2", "._b.qs2", "c.qs2", "._c.qs2"}));
+    EXPECT_EQ(Test_FolderNames(dir.Path()), (std::set<std::string>{"b.qs2", "._b.qs2", "c.qs2", "._c.qs2"}));
     EXPECT_EQ(ReadBytes(dir.Path() + "/._b.qs2"), sidecar);
     EXPECT_EQ(OpenedType(dir.Path() + "/b.qs2", nullptr), eAudioFileType_QSII);
     EXPECT_EQ(OpenedType(dir.Path() + "/c.qs2", nullptr), eAudioFileType_QSII);
     Sys_FileUtils::DeleteFile(Sys_FileLoc(dir.Path() + "/b.qs2"));
     Sys_FileUtils::DeleteFile(Sys_FileLoc(dir.Path() + "/c.qs2"));
-    EXPECT_TRUE(Names(dir.Path()).empty());
+    EXPECT_TRUE(Test_FolderNames(dir.Path()).empty());
 
     // An output written under a temporary name gets its sidecar beside it, published with
     // it; a discarded one leaves neither.
@@ -402,7 +398,7 @@ TEST(FF_QSPlugIn, FileOperationsCarryTheSidecar)
         const Sys_FileLoc out(dir.Path() + "/out.qs2");
         Sys_AtomicOutput::Begin(out);
         MakeAudioFile(eAudioFileType_QSII, out.GetFullPath(), 2, 24, Pattern(600));
-        EXPECT_EQ(Names(dir.Path()).size(), 2u);
+        EXPECT_EQ(Test_FolderNames(dir.Path()).size(), 2u);
         EXPECT_EQ(Sys_FileUtils::GetFileResourceForkSize(out) > 0, true);
         if (commit)
             Sys_AtomicOutput::Commit(out);
@@ -410,7 +406,7 @@ TEST(FF_QSPlugIn, FileOperationsCarryTheSidecar)
             Sys_AtomicOutput::Discard(out);
         const std::set<std::string> left =
             commit ? std::set<std::string>{"out.qs2", "._out.qs2"} : std::set<std::string>{};
-        EXPECT_EQ(Names(dir.Path()), left);
+        EXPECT_EQ(Test_FolderNames(dir.Path()), left);
         if (commit)
         {
             EXPECT_EQ(OpenedType(out.GetFullPath(), nullptr), eAudioFileType_QSII);
@@ -459,7 +455,7 @@ TEST(FF_QSPlugIn, AFailedWriteAtAnyPointLeavesTheFilesAsTheyWere)
     {
         SCOPED_TRACE(c.mName);
         const Bytes data = ReadBytes(path), sidecar = ReadBytes(dir.Path() + "/._take.qs2");
-        const std::set<std::string> before = Names(dir.Path());
+        const std::set<std::string> before = Test_FolderNames(dir.Path());
         int64_t failAt = 1;
         for (;; ++failAt)
         {
@@ -480,7 +476,7 @@ TEST(FF_QSPlugIn, AFailedWriteAtAnyPointLeavesTheFilesAsTheyWere)
                 break;
             EXPECT_EQ(ReadBytes(path), data) << "write " << failAt;
             EXPECT_EQ(ReadBytes(dir.Path() + "/._take.qs2"), sidecar) << "write " << failAt;
-            EXPECT_EQ(Names(dir.Path()), before) << "write " << failAt;
+            EXPECT_EQ(Test_FolderNames(dir.Path()), before) << "write " << failAt;
         }
         EXPECT_GT(failAt, 2) << "the operation wrote more than once";
         if (c.mNew)
