@@ -1,6 +1,8 @@
 // QSII and QSI files: round trips through the front, the files that are refused and handed
 // on, the resource manager over damaged forks, and what a failed write leaves behind.
 #include <algorithm>
+#include <atomic>
+#include <thread>
 #include <gtest/gtest.h>
 #include <list>
 #include <set>
@@ -191,6 +193,39 @@ TEST(FF_QSPlugIn, ThreeByteSamplesAndTheOlderIdentityAreRead)
     EXPECT_EQ(file->mNumSamples.GetOr(0), 100);
     EXPECT_EQ(file->mUmid.GetOr({}), Sys_Umid(1, 2, 3, 4));
     file->Close();
+}
+
+// Two threads reading two files at once each read their own fork: the current fork is the
+// calling thread's.
+TEST(FF_QSPlugIn, ThreadsReadTheirOwnForks)
+{
+    Test_TempDir dir;
+    MakeAudioFile(eAudioFileType_QSII, dir.Path() + "/one.qs2", 1, 16, Pattern(64));
+    MakeAudioFile(eAudioFileType_QSII, dir.Path() + "/two.qs2", 2, 16, Pattern(64));
+    std::atomic<int> wrong{0}, ready{0};
+    auto read = [&](const std::string& iName, const std::string& iChannels)
+    {
+        const Sys_FileLoc loc(dir.Path() + "/" + iName);
+        FF_ResFileUtils::StOpenAndUseResFile fork(loc, FF_ResFileUtils::cReadPermission);
+        for (++ready; ready.load() < 2;)
+            std::this_thread::yield();
+        for (int i = 0; i < 20000; ++i)
+        {
+            try
+            {
+                wrong += FF_ResFileUtils::ReadNamedSTRResource("channels") != iChannels;
+            }
+            catch (const Sys_OSErrException&)
+            {
+                ++wrong;
+            }
+        }
+        fork.Close();
+    };
+    std::thread other(read, "two.qs2", "2");
+    read("one.qs2", "1");
+    other.join();
+    EXPECT_EQ(wrong.load(), 0);
 }
 
 // ---- refusals ------------------------------------------------------------------------------

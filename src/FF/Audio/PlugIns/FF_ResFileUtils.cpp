@@ -60,10 +60,12 @@ std::map<FF_ResFileUtils::RefNum, std::shared_ptr<OpenFork>>& Table()
     return sTable;
 }
 
+// The current fork is the calling thread's own, so that two threads working on two files
+// never read each other's.
 FF_ResFileUtils::RefNum& Current()
 {
-    static FF_ResFileUtils::RefNum sCurrent = 0;
-    return sCurrent;
+    thread_local FF_ResFileUtils::RefNum tCurrent = 0;
+    return tCurrent;
 }
 
 // The current fork; throws eResError_FileNotFound when none is open. Call with the lock.

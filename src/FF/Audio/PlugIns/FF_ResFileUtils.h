@@ -23,8 +23,8 @@
 //  2. A fork read and written again without change keeps every resource (type, id, name,
 //     attributes, bytes); the layout is the one above, in the order the resources stand.
 //  3. The open forks are a process-wide table of reference numbers under one mutex, with a
-//     "current" fork per the classic manager: the reads and writes below act on the current
-//     fork. A fork opened for writing (permission 3) is written back to its sidecar when it
+//     "current" fork per the classic manager, one per thread: the reads and writes below act
+//     on the calling thread's current fork. A fork opened for writing (permission 3) is written back to its sidecar when it
 //     is closed, if it changed, in one atomic replacement (Sys_AppleDouble::Write).
 #pragma once
 
