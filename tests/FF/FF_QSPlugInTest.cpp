@@ -2,6 +2,7 @@
 // on, the resource manager over damaged forks, and what a failed write leaves behind.
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <thread>
 #include <gtest/gtest.h>
 #include <list>
@@ -192,6 +193,34 @@ TEST(FF_QSPlugIn, ThreeByteSamplesAndTheOlderIdentityAreRead)
     EXPECT_EQ(file->mBitDepth.GetOr(0), 24);
     EXPECT_EQ(file->mNumSamples.GetOr(0), 100);
     EXPECT_EQ(file->mUmid.GetOr({}), Sys_Umid(1, 2, 3, 4));
+    file->Close();
+}
+
+// A later edit of one property keeps what the fork holds of the others: a new user time
+// stamp keeps the regions, a new comment keeps the identity.
+TEST(FF_QSPlugIn, EditsKeepTheOtherResources)
+{
+    Test_TempDir dir;
+    const std::string path = dir.Path() + "/e.qs2";
+    MakeAudioFile(eAudioFileType_QSII, path, 1, 16, Pattern(400));
+    auto edit = [&](const std::function<void(FF_AudioFile&)>& iChange)
+    {
+        FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForWrite);
+        iChange(*file);
+        file->Flush();
+        file->Close();
+    };
+    edit([](FF_AudioFile& f)
+         { f.AddRegion(FF_AudioFile::Region("r", 5, 50, 45, 0, 0, Sys_Umid(4, 4, 4, 4), false)); });
+    edit([](FF_AudioFile& f) { f.mUserTimeStamp.Set(4242); });
+    edit([](FF_AudioFile& f) { f.mDescription.Set("later"); });
+    FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
+    FF_AudioFile::RegionList regions;
+    file->GetRegions(&regions);
+    ASSERT_EQ(regions.size(), 2u);
+    EXPECT_EQ(regions.back().mName, "r");
+    EXPECT_EQ(file->mUserTimeStamp.GetOr(0), 4242);
+    EXPECT_EQ(file->mDescription.GetOr(""), "later");
     file->Close();
 }
 

@@ -557,7 +557,8 @@ void FF_QSIIPlugIn::FlushInto(bool iRegions)
         put("umid", UmidBytes(file->mUmid.GetOr(Sys_Umid::NoID())));
     if (iRegions)
     {
-        if (!file->mRegions.IsCached())
+        // Only the time stamp changed: the stored regions are read first and kept.
+        if (!file->mRegions.IsCached() && !GetRegions())
             file->mRegions.StoreFromSource({});
         put("regn", WriteWithChunk(file, new UAFRegnChunk(0, eByteOrder_Big)));
     }
