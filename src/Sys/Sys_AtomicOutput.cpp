@@ -56,7 +56,8 @@ std::vector<std::string> ListNames(const Sys_FileLoc& iFolder)
     while (const dirent* entryP = ::readdir(dirP))
     {
         const std::string name = entryP->d_name;
-        if (name.compare(0, std::strlen(Sys_AtomicOutput::cTempPrefix),
+        const size_t at = name.compare(0, 2, "._") == 0 ? 2 : 0; // a temporary file's sidecar
+        if (name.compare(at, std::strlen(Sys_AtomicOutput::cTempPrefix),
                          Sys_AtomicOutput::cTempPrefix) == 0)
             names.push_back(name);
     }
@@ -67,6 +68,13 @@ std::vector<std::string> ListNames(const Sys_FileLoc& iFolder)
 Sys_FileLoc InFolder(const Sys_FileLoc& iFolder, const std::string& iName)
 {
     return iFolder.IsEmpty() ? Sys_FileLoc(iName) : Sys_FileLoc(iFolder, iName);
+}
+
+// The AppleDouble sidecar ("._" + name) of a path.
+std::string SidecarPath(const std::string& iPath)
+{
+    const Sys_FileLoc loc(iPath);
+    return InFolder(loc.GetParentFolder(), "._" + loc.GetName()).GetFullPath();
 }
 
 void SyncPath(const std::string& iPath, bool iFolder, const Sys_FileLoc& iLoc)
@@ -98,19 +106,21 @@ int32_t RemoveStaleLocked(const Sys_FileLoc& iFolder)
 {
     int32_t removed = 0;
     const int32_t self = int32_t(::getpid());
-    for (const std::string& name : ListNames(iFolder))
+    for (const std::string& listed : ListNames(iFolder))
     {
         int32_t pid = 0;
         std::string finalName;
+        // A temporary file's sidecar lives and goes with it.
+        const std::string name = listed.compare(0, 2, "._") == 0 ? listed.substr(2) : listed;
         if (!Sys_AtomicOutput::ParseTempName(name, &pid, &finalName))
             continue;
-        const Sys_FileLoc temp = InFolder(iFolder, name);
+        const Sys_FileLoc temp = InFolder(iFolder, listed);
         if (pid == self)
         {
             // Ours only while reserved; else left by an earlier process of the same id.
             bool reserved = false;
             for (const auto& entry : Registry())
-                reserved = reserved || entry.second.mTemp == temp.GetFullPath();
+                reserved = reserved || entry.second.mTemp == InFolder(iFolder, name).GetFullPath();
             if (reserved)
                 continue;
         }
@@ -223,18 +233,36 @@ void Sys_AtomicOutput::Commit(const Sys_FileLoc& iFinal)
         replace = found->second.mReplace;
         Registry().erase(found);
     }
+    // A sidecar written beside the temporary file goes to the final name's sidecar right
+    // after the file itself; should that rename fail, the file is taken back when it
+    // replaced nothing, so that a new output never stands without its sidecar.
+    const std::string tempSidecar = SidecarPath(temp);
+    struct stat info
+    {
+    };
+    const bool sidecar = ::lstat(tempSidecar.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+    bool renamed = false;
     try
     {
         SyncPath(temp, false, iFinal);
+        if (sidecar)
+            SyncPath(tempSidecar, false, iFinal);
         const int error =
             replace ? (::rename(temp.c_str(), iFinal.GetFullPath().c_str()) == 0 ? 0 : errno)
                     : RenameNoReplace(temp, iFinal.GetFullPath());
         if (error)
             Fail(error, iFinal);
+        renamed = true;
+        if (sidecar &&
+            ::rename(tempSidecar.c_str(), SidecarPath(iFinal.GetFullPath()).c_str()) != 0)
+            Fail(errno, iFinal);
     }
     catch (...)
     {
+        if (renamed && !replace)
+            ::unlink(iFinal.GetFullPath().c_str());
         ::unlink(temp.c_str());
+        ::unlink(tempSidecar.c_str());
         throw;
     }
     const Sys_FileLoc folder = iFinal.GetParentFolder();
@@ -252,6 +280,7 @@ bool Sys_AtomicOutput::Discard(const Sys_FileLoc& iFinal)
         temp = found->second.mTemp;
         Registry().erase(found);
     }
+    ::unlink(SidecarPath(temp).c_str());
     if (::unlink(temp.c_str()) != 0 && errno != ENOENT)
         Fail(errno, iFinal);
     return true;
@@ -263,7 +292,18 @@ Sys_FileLoc Sys_AtomicOutput::Redirect(const Sys_FileLoc& iLoc)
     if (Registry().empty())
         return iLoc;
     const auto found = Registry().find(iLoc.GetFullPath());
-    return found == Registry().end() ? iLoc : Sys_FileLoc(found->second.mTemp);
+    if (found != Registry().end())
+        return Sys_FileLoc(found->second.mTemp);
+    // The sidecar of a reserved file is the sidecar of its temporary file.
+    const std::string name = iLoc.GetName();
+    if (name.size() > 2 && name.compare(0, 2, "._") == 0)
+    {
+        const auto file =
+            Registry().find(InFolder(iLoc.GetParentFolder(), name.substr(2)).GetFullPath());
+        if (file != Registry().end())
+            return Sys_FileLoc(SidecarPath(file->second.mTemp));
+    }
+    return iLoc;
 }
 
 bool Sys_AtomicOutput::IsReserved(const Sys_FileLoc& iFinal)

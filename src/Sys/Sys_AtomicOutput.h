@@ -18,7 +18,11 @@
 //     replaces no file unless told so: a final name taken meanwhile fails with EEXIST and
 //     the temporary file goes.
 //  3. A temporary file whose process is gone is stale: Begin removes every stale one in its
-//     folder (and nothing else) before it reserves.
+//     folder (and its sidecar, and nothing else) before it reserves.
+//  4. A reserved file's AppleDouble sidecar ("._" + final name) is redirected to the sidecar
+//     of the temporary file; Commit renames the file, then that sidecar when there is one
+//     (when the sidecar cannot follow, a file that replaced nothing is taken back), and
+//     Discard deletes both.
 //
 // Any thread may call these; the registry of reservations is guarded by one mutex.
 #pragma once

@@ -15,6 +15,7 @@
 #include "Cmn_Assert.h"
 #include "L10N_ExceptionData.h"
 #include "L10N_Utils.h"
+#include "Sys_AppleDouble.h"
 #include "Sys_AtomicOutput.h"
 #include "Sys_OSErrData.h"
 #include "Sys_Volume.h"
@@ -56,19 +57,13 @@ bool Stat(const Sys_FileLoc& iLoc, struct stat& oInfo)
 
 bool IsSidecarName(const std::string& iName)
 {
-    return iName.size() > 2 && iName.compare(0, 2, "._") == 0;
+    return Sys_AppleDouble::IsSidecarName(iName);
 }
 
 // The AppleDouble sidecar of a file; the empty location for a sidecar or the root.
 Sys_FileLoc SidecarOf(const Sys_FileLoc& iLoc)
 {
-    const std::string name = iLoc.GetName();
-    if (name.empty() || IsSidecarName(name))
-        return Sys_FileLoc();
-    const Sys_FileLoc parent = iLoc.GetParentFolder();
-    if (parent.IsEmpty())
-        return Sys_FileLoc("._" + name);
-    return Sys_FileLoc(parent, "._" + name);
+    return Sys_AppleDouble::SidecarOf(iLoc);
 }
 
 int64_t Microseconds(const struct timespec& iTime)
@@ -91,58 +86,6 @@ bool ListFolder(const std::string& iPath, std::vector<std::string>* oNames)
     ::closedir(dirP);
     std::sort(oNames->begin(), oNames->end());
     return true;
-}
-
-// ---- AppleDouble ---------------------------------------------------------------------------
-
-struct AppleDoubleEntry
-{
-    uint32_t mOffset = 0;
-    uint32_t mLength = 0;
-    bool mFound = false;
-};
-
-uint32_t BigEndian32(const unsigned char* iP)
-{
-    return (uint32_t(iP[0]) << 24) | (uint32_t(iP[1]) << 16) | (uint32_t(iP[2]) << 8) | iP[3];
-}
-
-// Finds entry iID (2 resource fork, 9 Finder information) of an AppleDouble (or
-// AppleSingle) file; the entry is clamped to the file's size.
-AppleDoubleEntry FindAppleDoubleEntry(int iFD, uint32_t iID)
-{
-    AppleDoubleEntry result;
-    struct stat info
-    {
-    };
-    if (::fstat(iFD, &info) != 0 || !S_ISREG(info.st_mode))
-        return result;
-    const int64_t fileSize = info.st_size;
-    unsigned char header[26];
-    if (::pread(iFD, header, sizeof header, 0) != ssize_t(sizeof header))
-        return result;
-    const uint32_t magic = BigEndian32(header);
-    if (magic != 0x00051607 && magic != 0x00051600)
-        return result;
-    const int64_t count = (int64_t(header[24]) << 8) | header[25];
-    const int64_t fits = (fileSize - 26) / 12;
-    for (int64_t i = 0; i < std::min(count, fits); ++i)
-    {
-        unsigned char entry[12];
-        if (::pread(iFD, entry, sizeof entry, off_t(26 + 12 * i)) != ssize_t(sizeof entry))
-            return result;
-        if (BigEndian32(entry) != iID)
-            continue;
-        const int64_t offset = BigEndian32(entry + 4);
-        const int64_t length = BigEndian32(entry + 8);
-        if (offset > fileSize)
-            return result;
-        result.mOffset = uint32_t(offset);
-        result.mLength = uint32_t(std::min(length, fileSize - offset));
-        result.mFound = true;
-        return result;
-    }
-    return result;
 }
 
 // ---- the stepwise copier ---------------------------------------------------------------------
@@ -552,24 +495,26 @@ bool Sys_FileUtils::IsReadAccessDenied(const Sys_FileLoc& iLoc)
 bool Sys_FileUtils::GetMacTypeAndCreator(const Sys_FileLoc& iLoc, Sys_FileType::OSType* oType,
                                          Sys_FileType::OSType* oCreator)
 {
-    const Sys_FileLoc sidecar = SidecarOf(iLoc);
-    if (sidecar.IsEmpty())
+    Sys_AppleDouble::Entry entry;
+    unsigned char finderInfo[8];
+    if (!Sys_AppleDouble::FindEntry(iLoc, Sys_AppleDouble::cEntry_FinderInfo, &entry) ||
+        entry.mLength < 8)
         return false;
-    const int fd = ::open(sidecar.GetFullPath().c_str(), O_RDONLY | O_CLOEXEC);
+    const int fd = ::open(Sys_AtomicOutput::Redirect(SidecarOf(iLoc)).GetFullPath().c_str(),
+                          O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return false;
-    const AppleDoubleEntry entry = FindAppleDoubleEntry(fd, 9);
-    unsigned char finderInfo[8];
-    const bool ok = entry.mFound && entry.mLength >= 8 &&
-                    ::pread(fd, finderInfo, sizeof finderInfo, off_t(entry.mOffset)) ==
-                        ssize_t(sizeof finderInfo);
+    const bool ok = ::pread(fd, finderInfo, sizeof finderInfo, off_t(entry.mOffset)) ==
+                    ssize_t(sizeof finderInfo);
     ::close(fd);
     if (!ok)
         return false;
     if (oType)
-        *oType = BigEndian32(finderInfo);
+        *oType = (uint32_t(finderInfo[0]) << 24) | (uint32_t(finderInfo[1]) << 16) |
+                 (uint32_t(finderInfo[2]) << 8) | finderInfo[3];
     if (oCreator)
-        *oCreator = BigEndian32(finderInfo + 4);
+        *oCreator = (uint32_t(finderInfo[4]) << 24) | (uint32_t(finderInfo[5]) << 16) |
+                    (uint32_t(finderInfo[6]) << 8) | finderInfo[7];
     return true;
 }
 
@@ -600,15 +545,10 @@ int64_t Sys_FileUtils::GetFileDataForkSize(const Sys_FileLoc& iLoc)
 
 int64_t Sys_FileUtils::GetFileResourceForkSize(const Sys_FileLoc& iLoc)
 {
-    const Sys_FileLoc sidecar = SidecarOf(iLoc);
-    if (sidecar.IsEmpty())
-        return 0;
-    const int fd = ::open(sidecar.GetFullPath().c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return 0;
-    const AppleDoubleEntry entry = FindAppleDoubleEntry(fd, 2);
-    ::close(fd);
-    return entry.mFound ? int64_t(entry.mLength) : 0;
+    Sys_AppleDouble::Entry entry;
+    return Sys_AppleDouble::FindEntry(iLoc, Sys_AppleDouble::cEntry_ResourceFork, &entry)
+               ? int64_t(entry.mLength)
+               : 0;
 }
 
 int64_t Sys_FileUtils::GetCreatedUTC(const Sys_FileLoc& iLoc)

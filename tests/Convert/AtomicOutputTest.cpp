@@ -113,6 +113,9 @@ TEST(AtomicOutput, ANameReservedByAnotherLiveRunIsTakenAndOnlyStaleTempFilesGo)
         Touch(d + "/" + name);
     Touch(d + "/" + live);
     Touch(d + "/" + stale);
+    // Sidecars of temporary files live and go with them.
+    Touch(d + "/._" + live);
+    Touch(d + "/._" + stale);
     // A folder of that pattern is not ours to remove.
     const std::string folder = ".mirafile-tmp-" + std::to_string(DeadPid()) + "-dir";
     std::filesystem::create_directory(d + "/" + folder);
@@ -125,7 +128,7 @@ TEST(AtomicOutput, ANameReservedByAnotherLiveRunIsTakenAndOnlyStaleTempFilesGo)
     // The next output in the folder removes the stale file, and nothing else.
     Sys_StAtomicOutput output(Sys_FileLoc(d + "/new.wav"));
     std::set<std::string> expected = others;
-    expected.insert({live, folder, output.GetTempLoc().GetName()});
+    expected.insert({live, "._" + live, folder, output.GetTempLoc().GetName()});
     EXPECT_EQ(Test_FolderNames(d), expected);
     EXPECT_EQ(Sys_AtomicOutput::RemoveStaleTempFiles(Sys_FileLoc(d)), 0);
 }

@@ -118,15 +118,6 @@ inline std::vector<unsigned char> Test_FileBytes(const std::string& iPath)
                                       std::istreambuf_iterator<char>());
 }
 
-// The names in a folder.
-inline std::set<std::string> Test_FolderNames(const std::string& iFolder)
-{
-    std::set<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(iFolder))
-        names.insert(entry.path().filename().string());
-    return names;
-}
-
 // Conversion parameters: rate and depth, the rest as given or by default.
 inline FF_AudioFileUtils::ConvertAudioFileParams
 Test_Params(int32_t iRate, int16_t iBits, ESRCQuality iQuality = eSRCQuality_Medium,

@@ -1,5 +1,7 @@
 #include "Support/FFTestSupport.h"
 
+#include <algorithm>
+
 void PutLE(Bytes& ioBytes, uint64_t iValue, int iWidth)
 {
     for (int i = 0; i < iWidth; ++i)
@@ -74,6 +76,27 @@ void MakeWave(const std::string& iPath, int16_t iChannels, int16_t iBits, const 
     file->Close();
 }
 
+void MakeAudioFile(EAudioFileType iType, const std::string& iPath, int16_t iChannels,
+                   int16_t iBits, const Bytes& iSamples, int32_t iRate)
+{
+    FF_AudioFileRef file(
+        new FF_AudioFile(iType, Sys_FileLoc(iPath), iChannels, iBits, iRate, 0, 0));
+    file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+    Bytes copy = iSamples;
+    file->Write(copy.data(), int64_t(copy.size()) / (iChannels * iBits / 8));
+    file->Flush();
+    file->Close();
+}
+
+Bytes BigEndianSamples(const Bytes& iSamples, int16_t iBits)
+{
+    Bytes big = iSamples;
+    const size_t width = size_t(iBits / 8);
+    for (size_t at = 0; at + width <= big.size(); at += width)
+        std::reverse(big.begin() + long(at), big.begin() + long(at + width));
+    return big;
+}
+
 std::vector<ChunkPlace> Chunks(const Bytes& iBytes)
 {
     std::vector<ChunkPlace> chunks;
@@ -111,6 +134,11 @@ void WriteFuzzSeeds(const std::vector<std::pair<std::string, Bytes>>& iSeeds)
     {
         std::filesystem::create_directories(folder);
         for (const auto& [name, bytes] : iSeeds)
-            WriteBytes(std::string(folder) + "/" + name, bytes);
+        {
+            // A name may lead with the target's folder ("QSOpenFuzz/stereo.qs2").
+            const std::filesystem::path path = std::filesystem::path(folder) / name;
+            std::filesystem::create_directories(path.parent_path());
+            WriteBytes(path.string(), bytes);
+        }
     }
 }

@@ -42,6 +42,14 @@ FF_AudioFileRef OpenFile(const std::string& iPath, Cmn_Store::EOpenFlag iFlag);
 void MakeWave(const std::string& iPath, int16_t iChannels, int16_t iBits, const Bytes& iSamples,
               int32_t iRate = 48000);
 
+// A new file of any writable type with these samples (native order, two's complement),
+// flushed and closed.
+void MakeAudioFile(EAudioFileType iType, const std::string& iPath, int16_t iChannels,
+                   int16_t iBits, const Bytes& iSamples, int32_t iRate = 48000);
+
+// The samples of iSamples (iBits wide, native order) in big-endian order.
+Bytes BigEndianSamples(const Bytes& iSamples, int16_t iBits);
+
 struct ChunkPlace
 {
     std::string mID;

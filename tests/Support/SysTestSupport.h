@@ -56,3 +56,19 @@ struct Test_In
     Cmn_MemBufferInStream mMem;
     std::unique_ptr<Sys_TypedInStream> mIn;
 };
+
+// Fault injection at the file layer. While one lives, every Sys_File made through the
+// creation hook counts its writes (Write and SetEOF) in one counter, and the iFailAt-th
+// write (from 1; 0: none) throws EIO before it changes anything. Walking iFailAt from 1 until
+// an operation runs through shows what each failed write leaves behind.
+class Test_FailingWrites
+{
+public:
+    explicit Test_FailingWrites(int64_t iFailAt);
+    ~Test_FailingWrites();
+    Test_FailingWrites(const Test_FailingWrites&) = delete;
+    Test_FailingWrites& operator=(const Test_FailingWrites&) = delete;
+    // Writes counted so far, and whether the chosen one was reached.
+    int64_t Count() const;
+    bool Failed() const;
+};

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <ostream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,15 @@ public:
 private:
     std::string mPath;
 };
+
+// The names in a folder.
+inline std::set<std::string> Test_FolderNames(const std::string& iFolder)
+{
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(iFolder))
+        names.insert(entry.path().filename().string());
+    return names;
+}
 
 // Whether iAction throws the L10N exception iPackage/iID.
 testing::AssertionResult Test_ThrowsL10N(const std::function<void()>& iAction, int32_t iPackage,

@@ -31,6 +31,7 @@
 
 #include "Cmn_Exception.h"
 #include "FF/Audio/FF_AudioFile.h"
+#include "FF/Audio/FF_AudioFileFormat.h"
 #include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioFileUtils.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioProcessConsolidateAudioFileConstructor.h"
@@ -84,7 +85,9 @@ FF_AudioFileRef OpenSource(const std::string& iPath, FF_AudioFile::Properties* o
     if (file->GetAudioFileType() == eAudioFileType_Unknown)
     {
         file->Close();
-        throw std::runtime_error("\"" + iPath + "\" is not an audio file that mirafile can read");
+        const std::string reason = FF_AudioFileFormat::ExplainRefusal(loc);
+        throw std::runtime_error("\"" + iPath + "\" is not an audio file that mirafile can read" +
+                                 (reason.empty() ? "" : " (" + reason + ")"));
     }
     *oProperties = file->GetProperties();
     file->Close();
@@ -245,6 +248,13 @@ int RunConvertCommand()
                                                        p.mSampleRate);
     }
     const EAudioFileType dstType = Tool_OutputAudioType(out, sConvert.mType);
+    // QS I files are mono: a source of several channels goes to one file per channel.
+    for (size_t i = 0; i < sources.size(); ++i)
+        if (dstType == eAudioFileType_QSI && !split && properties[i].mNumChannels > 1)
+            throw std::runtime_error("\"" + sources[i] + "\" has " +
+                                     std::to_string(properties[i].mNumChannels) +
+                                     " channels, and QS I files are mono: add --split for one "
+                                     "file per channel");
     Sys_FileLoc folder;
     if (hasOut)
     {

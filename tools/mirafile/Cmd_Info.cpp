@@ -12,6 +12,7 @@
 
 #include "Cmn_Exception.h"
 #include "FF/Audio/FF_AudioFile.h"
+#include "FF/Audio/FF_AudioFileFormat.h"
 #include "Sys_FileLoc.h"
 #include "Sys_FileUtils.h"
 #include "Sys_Umid.h"
@@ -49,7 +50,9 @@ FileInfo ReadInfo(const std::string& iPath)
     if (file->GetAudioFileType() == eAudioFileType_Unknown)
     {
         file->Close();
-        throw std::runtime_error("not an audio file of a type mirafile reads");
+        const std::string reason = FF_AudioFileFormat::ExplainRefusal(loc);
+        throw std::runtime_error("not an audio file of a type mirafile reads" +
+                                 (reason.empty() ? "" : " (" + reason + ")"));
     }
     FileInfo info;
     info.mPath = iPath;

@@ -39,6 +39,7 @@
 
 class FF_AudioFile;
 class FF_AudioFilePlugIn;
+class Sys_FileLoc;
 
 struct FF_AudioFileFormat
 {
@@ -57,6 +58,9 @@ struct FF_AudioFileFormat
                                                int64_t iLength);
     // Makes the plug-in of a new file (the file is created on disk).
     using CreateMethod = FF_AudioFilePlugIn* (*)(FF_AudioFile* iAudioFileP);
+    // Why a file that the plug-in refuses is not of its format, in a few words for a person;
+    // "" when the plug-in accepts it or cannot tell.
+    using ExplainMethod = std::string (*)(const Sys_FileLoc& iLoc);
 
     EAudioFileType mType = eAudioFileType_Unknown;
     std::vector<const char*> mMacTypes;   // four-character codes
@@ -69,9 +73,13 @@ struct FF_AudioFileFormat
     EAudioFileType mSharesFileTypeOf = eAudioFileType_Unknown;
     OpenMethod mOpen = nullptr;
     CreateMethod mCreate = nullptr;
+    ExplainMethod mExplainRefusal = nullptr;
 
     // The rows, in ascending order of type (defined with the plug-ins).
     static const std::vector<FF_AudioFileFormat>& GetAll();
     // The row of a type, or null.
     static const FF_AudioFileFormat* Find(EAudioFileType iType);
+    // For a file that no plug-in took: why, as "<type name>: <reason>", asked of the rows
+    // whose extension or Finder type the file bears; "" when none of them can tell.
+    static std::string ExplainRefusal(const Sys_FileLoc& iLoc);
 };
