@@ -1,6 +1,7 @@
 // The table of audio file formats (see FF/Audio/FF_AudioFileFormat.h): one row per format,
 // in ascending order of type. A format's plug-in is wired in here and nowhere else.
 #include "FF/Audio/FF_AudioFileFormat.h"
+#include "FF/Audio/PlugIns/FF_AIFPlugIn.h"
 #include "FF/Audio/PlugIns/FF_WAVEPlugIn.h"
 
 const std::vector<FF_AudioFileFormat>& FF_AudioFileFormat::GetAll()
@@ -16,8 +17,9 @@ const std::vector<FF_AudioFileFormat>& FF_AudioFileFormat::GetAll()
         {eAudioFileType_WAVE, {"WAVE", ".WAV"}, {"wav"}, 57, "", cLittle, true, 3, cOwn,
             &FF_WAVEPlugIn::Create, &FF_WAVEPlugIn::CreateNew},
         {eAudioFileType_AIFF, {"AIFF", "AIFC"}, {"aif", "aiff"}, 58, "", cBig, true, 2, cOwn,
-            nullptr, nullptr},
-        {eAudioFileType_AIFC, {}, {}, 58, "", cBig, true, 1, eAudioFileType_AIFF, nullptr, nullptr},
+            &FF_AIFPlugIn::Create, &FF_AIFPlugIn::CreateNew},
+        {eAudioFileType_AIFC, {}, {}, 58, "", cBig, true, 1, eAudioFileType_AIFF,
+            &FF_AIFPlugIn::Create, &FF_AIFPlugIn::CreateNew},
         {eAudioFileType_OMF, {"OMFI"}, {"omf"}, 62, "", eOrder_Refused, false, 0, cOwn, nullptr,
             nullptr},
         {eAudioFileType_Real, {"PNRA"}, {"ram"}, 64, "", cLittle, false, 0, cOwn, nullptr, nullptr},
