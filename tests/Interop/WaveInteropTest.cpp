@@ -9,6 +9,7 @@
 
 #include "FF/Audio/FF_AudioFile.h"
 #include "Support/FFTestSupport.h"
+#include "Support/InteropSupport.h"
 #include "Sys_Umid.h"
 
 #ifdef MIRAFILE_HAVE_SNDFILE
@@ -19,41 +20,7 @@ namespace
 {
 bool HaveSox()
 {
-    return std::system("command -v sox >/dev/null 2>&1") == 0;
-}
-
-int Run(const std::string& iCommand)
-{
-    return std::system((iCommand + " >/dev/null 2>&1").c_str());
-}
-
-// The samples of a file as sox decodes them: signed, little-endian, iBits wide.
-Bytes SoxRaw(const std::string& iPath, int iBits, const std::string& iScratch)
-{
-    const std::string raw = iScratch + "/decoded.raw";
-    const int status = Run("sox -D '" + iPath + "' -t raw -e signed-integer -b " +
-                           std::to_string(iBits) + " -L '" + raw + "'");
-    EXPECT_EQ(status, 0) << "sox could not decode " << iPath;
-    return ReadBytes(raw);
-}
-
-// All samples through the front, in blocks of an odd size, native order.
-Bytes ReadAll(FF_AudioFile& ioFile, int64_t iBlock = 999)
-{
-    const FF_AudioFile::Properties p = ioFile.GetProperties();
-    const int64_t frame = int64_t(p.mNumChannels) * p.mBytesPerSample;
-    Bytes all(size_t(p.mNumSamples * frame));
-    ioFile.SetPosition(0);
-    int64_t done = 0;
-    while (done < p.mNumSamples)
-    {
-        const int64_t n = ioFile.Read(all.data() + done * frame, iBlock);
-        if (n <= 0)
-            break;
-        done += n;
-    }
-    all.resize(size_t(done * frame));
-    return all;
+    return HaveProgram("sox");
 }
 
 struct SoxCase
@@ -78,7 +45,7 @@ std::string SoxFile(const SoxCase& iCase, const std::string& iDir)
     const std::string path = iDir + "/sox-" + std::to_string(iCase.mBits) + "-" +
                               std::to_string(iCase.mChannels) + ".wav";
     // The rate and channels go to the null input, so that nothing is resampled or remixed.
-    const int status = Run("sox -D -r " + std::to_string(iCase.mRate) + " -c " +
+    const int status = RunQuietly("sox -D -r " + std::to_string(iCase.mRate) + " -c " +
                            std::to_string(iCase.mChannels) + " -n -b " +
                            std::to_string(iCase.mBits) + " '" + path + "' " + SoxSynth(iCase) +
                            " gain -1");
