@@ -216,7 +216,8 @@ TEST_F(ToolToneInfo, BadToneOptionsAreUsageErrors)
           "tone " + out + " --rate 48000 --bits 24 --channels 8 --seconds 4000",
           "tone " + out + rest + " --level 3", "tone " + out + rest + " --freq 30000",
           "tone " + out + rest + " --rate fast", "tone" + rest,
-          "tone '" + In("no/such/folder/x.wav") + "'" + rest, "info"})
+          "tone '" + In("no/such/folder/x.wav") + "'" + rest,
+          "tone '" + In("x.mp3") + "'" + rest, "info"})
     {
         const auto r = Test_RunTool(args, mDir.Path());
         EXPECT_EQ(r.mStatus, 1) << args;
@@ -224,5 +225,6 @@ TEST_F(ToolToneInfo, BadToneOptionsAreUsageErrors)
         EXPECT_EQ(r.mErr.rfind("mirafile: ", 0), 0u) << r.mErr;
     }
     EXPECT_FALSE(std::filesystem::exists(In("x.wav")));
+    EXPECT_FALSE(std::filesystem::exists(In("x.mp3")));
 }
 } // namespace

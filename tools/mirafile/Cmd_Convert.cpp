@@ -1,8 +1,8 @@
 // mirafile convert and mirafile consolidate: new audio files in another format, or with only
 // some parts of a source, through the library's conversion chains.
 //
-// convert SRC... (-o OUT | --to DIR) [--rate HZ] [--bits 8|16|24] [--quality Q] [--gain DB]
-//         [--dither] [--squeeze] [--split] [--json]
+// convert SRC... (-o OUT | --to DIR [--type TYPE]) [--rate HZ] [--bits 8|16|24] [--quality Q]
+//         [--gain DB] [--dither] [--squeeze] [--split] [--json]
 //   Without --split each source becomes one interleaved file (FF_AudioFileUtils::
 //   ConvertAudioFiles); with --split one mono file per channel, named with channel suffixes
 //   (".L", ".R", ...), made by FF_AudioProcessConvertAudioFileConstructor as the workstation
@@ -12,12 +12,12 @@
 // consolidate SRC --range START:END... -o OUT [--json]
 //   One file of the source's format holding only the given sample ranges, in order.
 //
-// The destination type follows the output's extension where one is given; only WAVE files
-// are written. An existing output is never overwritten. A progress bar shows on a terminal
-// (standard error). Ctrl-C cancels: every output of the run, finished or not, is deleted and
-// the command ends with "mirafile: cancelled" (status 130). A failure (a source that is not
-// audio, a folder that cannot be written, a full disk) prints one line and deletes every
-// output of the run too; the sources are only read.
+// The destination type follows --type or the output's extension (Tool_OutputAudioType),
+// WAVE without either. An existing output is never overwritten. A progress bar shows on a
+// terminal (standard error). Ctrl-C cancels: every output of the run, finished or not, is
+// deleted and the command ends with "mirafile: cancelled" (status 130). A failure (a source
+// that is not audio, a folder that cannot be written, a full disk) prints one line and deletes
+// every output of the run too; the sources are only read.
 #include <algorithm>
 #include <cmath>
 #include <csignal>
@@ -31,19 +31,20 @@
 
 #include "Cmn_Exception.h"
 #include "FF/Audio/FF_AudioFile.h"
+#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioFileUtils.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioProcessConsolidateAudioFileConstructor.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertAudioFile.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioProcessConvertAudioFileConstructor.h"
-#include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "Sys_FileUtils.h"
 #include "Tool.h"
+#include "Tool_OutputType.h"
 #include "Tool_Progress.h"
 
 namespace
 {
 const char* const cConvertUsage =
-    "convert SRC... (-o OUT | --to DIR) [--rate HZ] [--bits 8|16|24] "
+    "convert SRC... (-o OUT | --to DIR [--type TYPE]) [--rate HZ] [--bits 8|16|24] "
     "[--quality fastest|low|good|better|best|tweak] [--gain DB] [--dither] [--squeeze] "
     "[--split] [--json]";
 const char* const cConsolidateUsage = "consolidate SRC --range START:END... -o OUT [--json]";
@@ -88,20 +89,6 @@ FF_AudioFileRef OpenSource(const std::string& iPath, FF_AudioFile::Properties* o
     *oProperties = file->GetProperties();
     file->Close();
     return file;
-}
-
-// The destination type from an output's extension: WAVE, or a clear refusal.
-void CheckOutputExtension(const std::string& iPath)
-{
-    const Sys_FileLoc loc(iPath);
-    const std::string extension = loc.GetExtension();
-    if (extension.empty())
-        return;
-    std::string lower = extension;
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char c) { return char(std::tolower(c)); });
-    if (lower != "wav" && lower != "wave" && lower != ".wav" && lower != ".wave")
-        throw std::runtime_error("\"" + iPath + "\": only WAVE files (.wav) can be written");
 }
 
 void CheckWritableFolder(const Sys_FileLoc& iFolder)
@@ -193,7 +180,7 @@ void CheckBits(const std::string& iSource, int16_t iSrcBits, int16_t iDstBits)
 struct ConvertOptions
 {
     std::vector<std::string> mSources;
-    std::string mOut, mTo;
+    std::string mOut, mTo, mType;
     int32_t mRate = 0;
     int16_t mBits = 0;
     std::string mQuality = "good";
@@ -206,6 +193,10 @@ void DeclareConvert(CLI::App& ioApp)
     ioApp.add_option("SRC", sConvert.mSources, "audio files to convert");
     ioApp.add_option("-o,--output", sConvert.mOut, "the output (one source only)");
     ioApp.add_option("--to", sConvert.mTo, "a folder for the outputs, named after the sources");
+    ioApp
+        .add_option("--type", sConvert.mType, "the output type (default: the extension's, or wav)")
+        ->check(Tool_OneOf(Tool_OutputTypeNames(), "must be wav, aiff, aifc, qs2 or qs1",
+                           Tool_Shown::eNothing));
     ioApp.add_option("--rate", sConvert.mRate, "sample rate in Hz (default: the source's)")
         ->check(
             Tool_WholeIn(1000, 204000, "must be between 1000 and 204000 Hz", Tool_Shown::eNothing));
@@ -253,10 +244,10 @@ int RunConvertCommand()
         totalSamples += FF_AudioFileUtils::CalcSamples(p.mNumSamples, rate ? rate : p.mSampleRate,
                                                        p.mSampleRate);
     }
+    const EAudioFileType dstType = Tool_OutputAudioType(out, sConvert.mType);
     Sys_FileLoc folder;
     if (hasOut)
     {
-        CheckOutputExtension(out);
         if (Sys_FileUtils::Exists(Sys_FileLoc(out)))
             throw std::runtime_error("\"" + out + "\" exists already");
         folder = Sys_FileLoc(out).GetParentFolder();
@@ -297,13 +288,12 @@ int RunConvertCommand()
                     const Sys_FileLoc dest =
                         hasOut ? Sys_FileLoc(out)
                                : FF_AudioFileUtils::GetUniqueAudioFileLocs(
-                                     folder, name,
-                                     FF_AudioFile::FileTypeFromAudioFileType(eAudioFileType_WAVE),
+                                     folder, name, FF_AudioFile::FileTypeFromAudioFileType(dstType),
                                      {}, 255)
                                      .front();
                     runDeleter.Add(dest);
                     FF_AudioFileUtils::ConvertAudioFiles(
-                        {files[i]}, {dest}, params, eAudioFileType_WAVE,
+                        {files[i]}, {dest}, params, dstType,
                         [&](int64_t iDone, int64_t)
                         {
                             bar.Show(doneBefore + iDone, name);
@@ -315,8 +305,8 @@ int RunConvertCommand()
                 else
                 {
                     auto* constructorP = new FF_AudioProcessConvertAudioFileConstructor(
-                        files[i], dstBits, eAudioFileType_WAVE, dstRate, quality, gain,
-                        sConvert.mSqueeze, sConvert.mDither);
+                        files[i], dstBits, dstType, dstRate, quality, gain, sConvert.mSqueeze,
+                        sConvert.mDither);
                     Cmn_AliasedRefCountPtr<FF_AudioProcessConvertAudioFileConstructor> constructor(
                         constructorP);
                     constructor->SetDstFolderLoc(folder);
@@ -407,7 +397,7 @@ int RunConsolidateCommand()
         ranges.push_back(ParseRange(range, p.mNumSamples));
         total += ranges.back().GetLength();
     }
-    CheckOutputExtension(out);
+    const EAudioFileType dstType = Tool_OutputAudioType(out, "");
     if (Sys_FileUtils::Exists(Sys_FileLoc(out)))
         throw std::runtime_error("\"" + out + "\" exists already");
     Sys_FileLoc folder = Sys_FileLoc(out).GetParentFolder();
@@ -423,8 +413,8 @@ int RunConsolidateCommand()
     try
     {
         Cmn_AliasedRefCountPtr<FF_AudioProcessConsolidateAudioFileConstructor> constructor(
-            new FF_AudioProcessConsolidateAudioFileConstructor(
-                file, ranges, p.mBitDepth, eAudioFileType_WAVE, p.mSampleRate, eSRCQuality_Medium));
+            new FF_AudioProcessConsolidateAudioFileConstructor(file, ranges, p.mBitDepth, dstType,
+                                                               p.mSampleRate, eSRCQuality_Medium));
         constructor->SetDstFolderLoc(folder);
         constructor->SetDstName(Sys_FileLoc(out).GetName());
         constructor->SetNameLengthLimit(255);

@@ -1,5 +1,6 @@
 // mirafile tone OUT --rate HZ --bits 8|16|24 --channels N --seconds S [--freq HZ] [--level DBFS]:
-// a new WAVE file holding a sine tone, the same on every channel.
+// a new audio file holding a sine tone, the same on every channel. The file's type follows the
+// extension of OUT (Tool_OutputAudioType): WAVE, or AIFF for .aif, and so on.
 //
 // The samples are rounded from the exact sine at each sample position (no dither), so a
 // tone made twice with the same options has the same samples. The file gets a new identity
@@ -19,6 +20,7 @@
 #include "Sys_FileLoc.h"
 #include "Sys_Umid.h"
 #include "Tool.h"
+#include "Tool_OutputType.h"
 
 namespace
 {
@@ -47,7 +49,7 @@ struct
 
 void Declare(CLI::App& ioApp)
 {
-    ioApp.add_option("OUT", sOptions.mPaths, "the WAVE file to write");
+    ioApp.add_option("OUT", sOptions.mPaths, "the audio file to write");
     ioApp.add_option("--rate", sOptions.mRate, "sample rate in Hz")
         ->check(Tool_WholeIn(1000, 768000, "must lie from 1000 to 768000 Hz", Tool_Shown::eValue));
     ioApp.add_option("--bits", sOptions.mBits, "bits per sample")
@@ -119,14 +121,15 @@ int Run()
         throw Tool_UsageError(std::string("usage: mirafile ") + cUsage);
     const std::string path = sOptions.mPaths[0];
     const ToneSettings s = ReadSettings();
+    const EAudioFileType type = Tool_OutputAudioType(path, "");
     const int64_t frameSize = int64_t(s.mChannels) * (s.mBits / 8);
     try
     {
         // The tone is written under a temporary name and takes the path (replacing a file
         // there, as before) only when complete; a failure leaves nothing.
         Sys_StAtomicOutput output(Sys_FileLoc(path), true);
-        FF_AudioFileRef file(new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(path), s.mChannels,
-                                              s.mBits, s.mRate, 0, 0));
+        FF_AudioFileRef file(
+            new FF_AudioFile(type, Sys_FileLoc(path), s.mChannels, s.mBits, s.mRate, 0, 0));
         file->Open(Cmn_Store::eOpenFlag_OpenCreate);
         file->mUmid.Set(Sys_Umid::Create());
         char description[96];
@@ -157,5 +160,6 @@ int Run()
     return 0;
 }
 
-Tool_Registrar sRegistrar{{"tone", cUsage, "write a WAVE file holding a sine tone", Declare, Run}};
+Tool_Registrar sRegistrar{
+    {"tone", cUsage, "write an audio file holding a sine tone", Declare, Run}};
 } // namespace
