@@ -11,7 +11,7 @@ DEPS  := cmake make g++ clang libclang-rt-14-dev pkg-config libsqlite3-dev libgt
 # Test folders that run threads, built again under the thread sanitizer.
 TSAN_SUITES := Sys;Threads;Chain;Stages;Overview;Convert;Alloc;Time
 
-.PHONY: demo test deps build build-tool build-asan build-tsan fuzz-smoke bench clean
+.PHONY: demo test deps build build-tool build-asan build-tsan build-fuzz fuzz-smoke fuzz bench clean
 
 deps:
 	@missing=""; for p in $(DEPS); do dpkg -s $$p >/dev/null 2>&1 || missing="$$missing $$p"; done; \
@@ -39,16 +39,20 @@ build-tsan: deps
 	      -DMIRAFILE_BENCH=OFF -DMIRAFILE_FUZZ=OFF "-DMIRAFILE_SUITES=$(TSAN_SUITES)" >/dev/null
 	cmake --build build-tsan -j$(JOBS)
 
-# libFuzzer builds of the fuzz targets, each run for a short while from its seeds.
-fuzz-smoke: deps
+# libFuzzer builds of the fuzz targets (tools/fuzz.sh runs them): fuzz-smoke runs each for
+# 20 seconds in every test run; fuzz runs each for FUZZ_SECONDS (default 600) and copies what
+# it finds to fuzz/seeds/ as regression seeds.
+FUZZ_SECONDS ?= 600
+build-fuzz: deps
 	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	      -DMIRAFILE_SANITIZE=address,undefined -DMIRAFILE_BENCH=OFF "-DMIRAFILE_SUITES=none" >/dev/null
 	cmake --build build-fuzz -j$(JOBS)
-	@for f in build-fuzz/*Fuzz; do \
-	  name=$$(basename $$f); seeds=fuzz/seeds/$$name; mkdir -p build-fuzz/corpus-$$name; \
-	  echo "fuzzing $$name"; \
-	  $$f -max_total_time=20 -rss_limit_mb=1024 -max_len=65536 build-fuzz/corpus-$$name $$( [ -d $$seeds ] && echo $$seeds ) 2>&1 | tail -n 2 || exit 1; \
-	done
+
+fuzz-smoke: build-fuzz
+	bash tools/fuzz.sh 20
+
+fuzz: build-fuzz
+	bash tools/fuzz.sh $(FUZZ_SECONDS) --keep
 
 test: build build-asan build-tsan
 	cd build && ctest --output-on-failure -j$(JOBS)

@@ -74,26 +74,26 @@ Bytes WriteForeign(const ForeignCase& iCase, const std::string& iPath, const std
     {
     case eSox:
     {
-        if (!HaveProgram("sox"))
+        if (!Test_HaveProgram("sox"))
             return {};
         std::string synth = "synth " + std::to_string(frames) + "s";
         for (int c = 0; c < iCase.mChannels; ++c)
             synth += " sine " + std::to_string(300 + 170 * c);
-        EXPECT_EQ(RunQuietly("sox -D -r " + rate + " -c " + std::to_string(iCase.mChannels) + " -n -b " +
+        EXPECT_EQ(Test_RunQuiet("sox -D -r " + rate + " -c " + std::to_string(iCase.mChannels) + " -n -b " +
                       std::to_string(iCase.mBits) + (iCase.mAIFC ? " -t aifc '" : " -t aiff '") +
                       iPath + "' " + synth + " gain -1"),
                   0);
-        return SoxRaw(iPath, iCase.mBits, iDir);
+        return Test_SoxRaw(iPath, iCase.mBits, iDir);
     }
     case eFfmpeg:
     {
-        if (!HaveProgram("ffmpeg"))
+        if (!Test_HaveProgram("ffmpeg"))
             return {};
         const std::string codec = iCase.mBits == 8 ? "pcm_s8" : "pcm_s" + std::to_string(iCase.mBits) + "be";
-        EXPECT_EQ(RunQuietly("ffmpeg -nostdin -y -f lavfi -i 'sine=f=440:r=" + rate + ":d=0.1' -ac " +
+        EXPECT_EQ(Test_RunQuiet("ffmpeg -nostdin -y -f lavfi -i 'sine=f=440:r=" + rate + ":d=0.1' -ac " +
                       std::to_string(iCase.mChannels) + " -c:a " + codec + " -f aiff '" + iPath + "'"),
                   0);
-        return FfmpegRaw(iPath, RawFormat(iCase.mBits), iDir);
+        return Test_FfmpegRaw(iPath, RawFormat(iCase.mBits), iDir);
     }
     case eLibsndfile:
     {
@@ -153,8 +153,8 @@ TEST_P(AiffWrittenElsewhere, OpensWithItsFormatAndSamplesAndStaysReadableAfterAn
         EXPECT_EQ(p.mBitDepth, c.mBits);
         EXPECT_EQ(p.mNumChannels, c.mChannels);
         EXPECT_EQ(size_t(p.mNumSamples), expected.size() / frame);
-        EXPECT_TRUE(ReadAll(*file) == expected) << "samples differ from the writer's decoding";
-        EXPECT_TRUE(ReadAll(*file, 777, eByteOrder_Big) == SwapSamples(expected, c.mBits));
+        EXPECT_TRUE(Test_ReadAll(*file) == expected) << "samples differ from the writer's decoding";
+        EXPECT_TRUE(Test_ReadAll(*file, 777, eByteOrder_Big) == SwapSamples(expected, c.mBits));
         file->mUmid.Set(Sys_Umid(3, 1, 4, 1));
         file->mDescription.Set("edited");
         file->mInstrumentAttr.Set({57, 0, 1, 10, 200, 0, 0, 0});
@@ -162,14 +162,14 @@ TEST_P(AiffWrittenElsewhere, OpensWithItsFormatAndSamplesAndStaysReadableAfterAn
         file->Flush();
         file->Close();
     }
-    if (HaveProgram("sox"))
+    if (Test_HaveProgram("sox"))
     {
-        EXPECT_TRUE(SoxRaw(path, c.mBits, mDir.Path()) == expected);
+        EXPECT_TRUE(Test_SoxRaw(path, c.mBits, mDir.Path()) == expected);
     }
     FF_AudioFileRef back = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
     EXPECT_EQ(back->mDescription.GetOr(""), "edited");
     EXPECT_EQ(back->mInstrumentAttr.GetOr({}).mLoop1End, 200);
-    EXPECT_TRUE(ReadAll(*back) == expected);
+    EXPECT_TRUE(Test_ReadAll(*back) == expected);
     back->Close();
 }
 
@@ -212,13 +212,13 @@ TEST_P(AiffWrittenByMirafile, OthersReadFormatSamplesAndLoops)
         file->Flush();
         file->Close();
     }
-    if (HaveProgram("sox"))
+    if (Test_HaveProgram("sox"))
     {
-        EXPECT_TRUE(SoxRaw(path, c.mBits, mDir.Path()) == samples) << "sox reads other samples";
+        EXPECT_TRUE(Test_SoxRaw(path, c.mBits, mDir.Path()) == samples) << "sox reads other samples";
     }
-    if (HaveProgram("ffmpeg"))
+    if (Test_HaveProgram("ffmpeg"))
     {
-        EXPECT_TRUE(FfmpegRaw(path, RawFormat(c.mBits), mDir.Path()) == samples)
+        EXPECT_TRUE(Test_FfmpegRaw(path, RawFormat(c.mBits), mDir.Path()) == samples)
             << "ffmpeg reads other samples";
     }
 #ifdef MIRAFILE_HAVE_SNDFILE
@@ -286,10 +286,10 @@ TEST(AiffInterop, LittleEndianFloatAndCompressedFormsAreRefused)
         if (!c.mCommand.empty())
         {
             const std::string program = c.mCommand.substr(0, c.mCommand.find(' '));
-            if (!HaveProgram(program))
+            if (!Test_HaveProgram(program))
                 continue;
             const bool sox = program == "sox";
-            ASSERT_EQ(RunQuietly(c.mCommand + " '" + path + "'" + (sox ? " synth 1000s sine 440" : "")), 0);
+            ASSERT_EQ(Test_RunQuiet(c.mCommand + " '" + path + "'" + (sox ? " synth 1000s sine 440" : "")), 0);
         }
 #ifdef MIRAFILE_HAVE_SNDFILE
         else

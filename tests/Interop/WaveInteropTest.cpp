@@ -18,11 +18,6 @@
 
 namespace
 {
-bool HaveSox()
-{
-    return HaveProgram("sox");
-}
-
 struct SoxCase
 {
     int mBits;
@@ -45,7 +40,7 @@ std::string SoxFile(const SoxCase& iCase, const std::string& iDir)
     const std::string path = iDir + "/sox-" + std::to_string(iCase.mBits) + "-" +
                               std::to_string(iCase.mChannels) + ".wav";
     // The rate and channels go to the null input, so that nothing is resampled or remixed.
-    const int status = RunQuietly("sox -D -r " + std::to_string(iCase.mRate) + " -c " +
+    const int status = Test_RunQuiet("sox -D -r " + std::to_string(iCase.mRate) + " -c " +
                            std::to_string(iCase.mChannels) + " -n -b " +
                            std::to_string(iCase.mBits) + " '" + path + "' " + SoxSynth(iCase) +
                            " gain -1");
@@ -65,7 +60,7 @@ class SoxWritten : public ::testing::TestWithParam<SoxCase>
 protected:
     void SetUp() override
     {
-        if (!HaveSox())
+        if (!Test_HaveSox())
             GTEST_SKIP() << "sox is not installed";
     }
     Test_TempDir mDir;
@@ -77,7 +72,7 @@ TEST_P(SoxWritten, OpensWithItsPropertiesAndSamplesAndKeepsThemThroughAMetadataE
 {
     const SoxCase c = GetParam();
     const std::string path = SoxFile(c, mDir.Path());
-    const Bytes expected = SoxRaw(path, c.mBits, mDir.Path());
+    const Bytes expected = Test_SoxRaw(path, c.mBits, mDir.Path());
     const Bytes fmtBefore = ReadBytes(path);
     ASSERT_EQ(expected.size(), size_t(c.mFrames * c.mChannels * c.mBits / 8));
 
@@ -92,7 +87,7 @@ TEST_P(SoxWritten, OpensWithItsPropertiesAndSamplesAndKeepsThemThroughAMetadataE
     EXPECT_EQ(p.mByteOrder, eByteOrder_Little);
     EXPECT_EQ(p.mFormatName, "WAV");
 
-    EXPECT_TRUE(ReadAll(*file) == expected) << "samples differ from sox's own decoding";
+    EXPECT_TRUE(Test_ReadAll(*file) == expected) << "samples differ from sox's own decoding";
     // A read from the middle lands on the right frame.
     const int64_t frame = int64_t(c.mChannels) * c.mBits / 8;
     const int64_t middle = c.mFrames / 2 + 1;
@@ -107,7 +102,7 @@ TEST_P(SoxWritten, OpensWithItsPropertiesAndSamplesAndKeepsThemThroughAMetadataE
     file->Flush();
     file->Close();
 
-    EXPECT_TRUE(SoxRaw(path, c.mBits, mDir.Path()) == expected);
+    EXPECT_TRUE(Test_SoxRaw(path, c.mBits, mDir.Path()) == expected);
     const Bytes after = ReadBytes(path);
     // The format chunk (id, size and every field of its extensible form) is untouched.
     ASSERT_GE(after.size(), 12u + 8 + 40);
@@ -319,7 +314,7 @@ TEST(WaveInterop, BroadcastTextWrittenByLibsndfileIsRead)
     EXPECT_EQ(file->mBroadcastWaveData.GetOr({}).mOriginator, "another program");
     EXPECT_EQ(file->mOriginalTimeStamp.GetOr(0), 96000);
     EXPECT_EQ(file->GetProperties().mNumSamples, 300);
-    EXPECT_TRUE(ReadAll(*file, 64) == samples);
+    EXPECT_TRUE(Test_ReadAll(*file, 64) == samples);
     file->Close();
 }
 

@@ -3,35 +3,41 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
-bool HaveProgram(const std::string& iName)
+bool Test_HaveSox()
+{
+    return Test_HaveProgram("sox");
+}
+
+bool Test_HaveProgram(const std::string& iName)
 {
     return std::system(("command -v " + iName + " >/dev/null 2>&1").c_str()) == 0;
 }
 
-int RunQuietly(const std::string& iCommand)
+int Test_RunQuiet(const std::string& iCommand)
 {
     return std::system((iCommand + " >/dev/null 2>&1").c_str());
 }
 
-Bytes SoxRaw(const std::string& iPath, int iBits, const std::string& iScratch)
+Bytes Test_SoxRaw(const std::string& iPath, int iBits, const std::string& iScratch)
 {
     const std::string raw = iScratch + "/decoded.raw";
-    const int status = RunQuietly("sox -D '" + iPath + "' -t raw -e signed-integer -b " +
-                           std::to_string(iBits) + " -L '" + raw + "'");
+    const int status = Test_RunQuiet("sox -D '" + iPath + "' -t raw -e signed-integer -b " +
+                                     std::to_string(iBits) + " -L '" + raw + "'");
     EXPECT_EQ(status, 0) << "sox could not decode " << iPath;
-    return ReadBytes(raw);
+    return status == 0 ? ReadBytes(raw) : Bytes();
 }
 
-Bytes FfmpegRaw(const std::string& iPath, const std::string& iFormat, const std::string& iScratch)
+Bytes Test_FfmpegRaw(const std::string& iPath, const std::string& iFormat,
+                     const std::string& iScratch)
 {
     const std::string raw = iScratch + "/decoded-ffmpeg.raw";
     const int status =
-        RunQuietly("ffmpeg -nostdin -y -i '" + iPath + "' -f " + iFormat + " '" + raw + "'");
+        Test_RunQuiet("ffmpeg -nostdin -y -i '" + iPath + "' -f " + iFormat + " '" + raw + "'");
     EXPECT_EQ(status, 0) << "ffmpeg could not decode " << iPath;
-    return ReadBytes(raw);
+    return status == 0 ? ReadBytes(raw) : Bytes();
 }
 
-Bytes ReadAll(FF_AudioFile& ioFile, int64_t iBlock, EByteOrder iOrder)
+Bytes Test_ReadAll(FF_AudioFile& ioFile, int64_t iBlock, EByteOrder iOrder)
 {
     const FF_AudioFile::Properties p = ioFile.GetProperties();
     const int64_t frame = int64_t(p.mNumChannels) * p.mBytesPerSample;

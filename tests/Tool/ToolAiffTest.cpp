@@ -38,7 +38,7 @@ Opened Open(const std::string& iPath)
     if (o.mType != eAudioFileType_Unknown)
     {
         o.mProperties = file->GetProperties();
-        o.mSamples = ReadAll(*file);
+        o.mSamples = Test_ReadAll(*file);
     }
     file->Close();
     return o;
@@ -95,9 +95,9 @@ TEST_F(ToolAiff, CommandsWriteTheTypeTheOutputAsksFor)
                                    out.mSamples.begin()))
                 << "samples changed on the way";
         }
-        if (HaveProgram("sox"))
+        if (Test_HaveProgram("sox"))
         {
-            EXPECT_EQ(SoxRaw(c.mOutput, c.mBits, mDir.Path()).size(),
+            EXPECT_EQ(Test_SoxRaw(c.mOutput, c.mBits, mDir.Path()).size(),
                       size_t(out.mProperties.mNumSamples * out.mProperties.mNumChannels * c.mBits / 8));
         }
     }
