@@ -12,6 +12,12 @@ echo "== message table"
 echo "== time"
 "$tool" time 17982 --from frames --to smpte --fps 29.97df
 "$tool" time 00:01:00:00 --from smpte --to samples --rate 48000 --fps 25 --table
+echo "== tempo and meter maps"
+# 120 bpm, 90 from bar 3; 4/4, 3/4 from bar 5: bar 4 lies beyond the tempo change.
+"$tool" map new "$out/song.map" --rate 48000 --tempo '120,3|1|0=90' --meter '4/4,5|1|0=3/4'
+"$tool" map show "$out/song.map"
+"$tool" time '4|1|0' --from bbt --to samples --map "$out/song.map"
+"$tool" time 400000 --from samples --table --map "$out/song.map"
 echo "== tone and info"
 "$tool" tone "$out/tone.wav" --rate 44100 --bits 16 --channels 2 --seconds 2
 "$tool" info "$out/tone.wav"

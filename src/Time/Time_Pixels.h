@@ -13,9 +13,9 @@
 //   2. Cached(value) is false while the cache is being built or when the bounds hold fewer
 //      than two pixels; otherwise it builds an invalid cache first.
 //   3. LookUpPixel(value) is the upper bound of value in the boundaries plus the first pixel.
-// The tempo-map conversions and BuildCache are the part that needs a Time_TempoMap; this
-// class holds the map (not owned, may be null) and the meter map (not owned) for them. Without
-// those conversions the cross-scale operations assert.
+// The cross-scale conversions need the tempo map (not owned; they assert "mTempoMapP != 0"
+// without one), bars and beats the meter map (not owned; "mMeterMapP != 0"). The cache is
+// built pixel by pixel from the first bound with the monotone walks of the tempo map.
 //
 // An instance caches and so must not be shared between threads. StInitTimePixels publishes
 // one instance as the current one for its scope (GetTimePixels); it is not owned by the guard.
@@ -24,6 +24,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "Time/Time_BarBeatTick.h"
 #include "Time/Time_Typed.h"
 #include "Time/Time_Types.h"
 
@@ -56,6 +57,14 @@ public:
     Time_Sample PixelToSample(int32_t iPixel);
     Time_Tick PixelToTick(int32_t iPixel);
     Time_Typed PixelToTimeTyped(int32_t iPixel, Time_EType iType);
+    int32_t BarBeatToPixel(const Time_BarBeatTick& iBBT);
+    Time_BarBeatTick PixelToBarBeat(int32_t iPixel);
+    // iTime moved by iLength measured in the length's own scale, in iTime's type.
+    Time_Typed AddTimeTypedLength(const Time_Typed& iTime, const Time_TypedLength& iLength);
+    // The fastest and slowest tempo, in ticks per sample, over the ticks of the cache's pixel
+    // bounds (the whole map while the bounds are empty).
+    double GetMaxTicksPerSample();
+    double GetMinTicksPerSample();
 
     // The tick of pixel 0 on the tick scale: Time_cDefaultOriginTick without a tempo map.
     Time_Tick GetFirstTick() const;
@@ -91,6 +100,10 @@ private:
     // The conversions of the non-linear scale (through the tempo map).
     int32_t OtherScaleToPixel(int64_t iValue);
     int64_t PixelToOtherScale(int32_t iPixel);
+    // The other scale's value of a linear value, and back, through the tempo map.
+    int64_t LinearToOther(int64_t iValue, bool iWalk);
+    int64_t OtherToLinear(int64_t iValue);
+    void TicksOfCacheBounds(Time_Tick& oStart, Time_Tick& oEnd);
 
     Time_TempoMap* mTempoMapP;
     Time_MeterMap* mMeterMapP;

@@ -4,6 +4,8 @@
 #include <ostream>
 
 #include "Cmn_Assert.h"
+#include "Cmn_Exception.h"
+#include "Cmn_PolyVectorStream.h"
 #include "L10N_ExceptionData.h"
 #include "Sys_Semaphore.h"
 #include "Sys_StdStreamHeader.h"
@@ -156,6 +158,30 @@ Time_TempoMap::SegmentIter Time_TempoMap::ComputeBackwardsTo(Time_BasicTempoMap&
     return locked;
 }
 
+void Time_TempoMap::RecomputeBetweenIDBs(Time_BasicTempoMap& ioBasic, SegmentIter iFirst,
+                                         SegmentIter iLast)
+{
+    SegmentIter it = iFirst;
+    for (; it != iLast && !(*it)->IsComputed(); ++it)
+        (*it)->GenerateForward(ioBasic, nullptr, nullptr);
+    ComputeBackwardsCore(ioBasic, it, iLast);
+}
+
+bool Time_TempoMap::ValidateBetweenIDBs(SegmentIter iFirst, SegmentIter iLast,
+                                        SegmentIter iComputed)
+{
+    Time_BasicTempoMap basic(mBasicMap.GetSampleRate());
+    try
+    {
+        RecomputeBetweenIDBs(basic, iFirst, iLast);
+    }
+    catch (const Cmn_AssertException&)
+    {
+        return false;
+    }
+    return (*iComputed)->IsComputationValid();
+}
+
 void Time_TempoMap::UpdateBasicMapIfNeeded()
 {
     if (!mBasicMapDirty || mUpdating)
@@ -269,6 +295,14 @@ double Time_TempoMap::TickToFractionalSample(Time_Tick iTick)
 {
     return GetBasicMap().TickToFractionalSample(iTick);
 }
+Time_Sample Time_TempoMap::NextTickToFirstSample(Time_Tick iTick)
+{
+    return GetBasicMap().NextTickToFirstSample(iTick);
+}
+Time_Tick Time_TempoMap::NextSampleToFirstTick(Time_Sample iSample)
+{
+    return GetBasicMap().NextSampleToFirstTick(iSample);
+}
 
 // ---- queries
 // --------------------------------------------------------------------------------------
@@ -333,6 +367,28 @@ Time_TempoMap::SegmentIter Time_TempoMap::FindControllingSegment(Time_Tick iTick
         std::upper_bound(mSegments.begin(), mSegments.end(), iTick,
                          [](Time_Tick t, const auto& seg) { return t < seg->GetStartTick(); });
     return it == mSegments.begin() ? it : it - 1;
+}
+
+Time_TempoMap::SegmentIter Time_TempoMap::FindSegmentBySample(Time_Sample iSample)
+{
+    return std::lower_bound(mSegments.begin(), mSegments.end(), iSample,
+                            [this](const Time_TempoMapSegment::Ptr& seg, Time_Sample s)
+                            { return TickToSample(seg->GetStartTick()) < s; });
+}
+
+void Time_TempoMap::GetMaxMinBPM(Time_Tick iStart, Time_Tick iEnd, double* oMax, double* oMin)
+{
+    *oMax = 0.0;
+    *oMin = 1000000.0;
+    for (SegmentIter it = FindControllingSegment(iStart);
+         it != mSegments.end() && (*it)->GetStartTick() < iEnd; ++it)
+    {
+        if ((*it)->GetTypeID() != Time_TempoMapSegment::eConstantTempoSeg)
+            continue;
+        const double bpm = static_cast<const Time_ConstantTempoSeg&>(**it).GetBeatsPerMinute();
+        *oMax = std::max(*oMax, bpm);
+        *oMin = std::min(*oMin, bpm);
+    }
 }
 
 Time_TempoMap::SegmentIter Time_TempoMap::FindSongStart()
@@ -454,6 +510,71 @@ void Time_TempoMap::Clear()
     DirtyBasicMap();
 }
 
+void Time_TempoMap::EraseSegments(SegmentIter iFirst, SegmentIter iLast)
+{
+    Time_TempoMap_StEditOptimizer edit(*this);
+    mSegments.erase(iFirst, iLast);
+    DirtyBasicMap();
+}
+
+void Time_TempoMap::EraseSegments(Time_Tick iStart, Time_Tick iEnd)
+{
+    if (!(iStart < iEnd))
+        return;
+    EraseSegments(FindSegment(iStart), FindSegment(iEnd));
+}
+
+void Time_TempoMap::EraseLockedSegmentsBySample(Time_Sample iStart, Time_Sample iEnd)
+{
+    SegmentIter first = mSegments.end(), last = mSegments.end();
+    for (SegmentIter it = mSegments.begin(); it != mSegments.end(); ++it)
+    {
+        if (!(*it)->IsLockedToSample())
+            continue;
+        const Time_Sample sample = (*it)->GetStartSample();
+        if (first == mSegments.end() && sample >= iStart && sample < iEnd)
+            first = it;
+        if (first != mSegments.end() && sample < iEnd)
+            last = it;
+    }
+    if (first != mSegments.end())
+        EraseSegments(first, last + 1);
+}
+
+void Time_TempoMap::ReplaceWith(const Time_TempoMap& iOther)
+{
+    if (&iOther == this)
+        return;
+    SegmentList copy;
+    copy.reserve(iOther.mSegments.size());
+    for (const auto& seg : iOther.mSegments)
+        copy.push_back(seg->Clone());
+    Time_TempoMap_StEditOptimizer edit(*this);
+    DirtyBasicMap();
+    mSegments.swap(copy);
+    mBasicMap.SetSampleRate(iOther.mBasicMap.GetSampleRate());
+    mSongStartSupplied = iOther.mSongStartSupplied;
+}
+
+Time_TempoMap& Time_TempoMap::operator=(const Time_TempoMap& iOther)
+{
+    ReplaceWith(iOther);
+    return *this;
+}
+
+void Time_TempoMap::Offset(Time_Sample iSamples)
+{
+    TransformSamples(Time_OffsetSampleTransform(iSamples));
+}
+
+void Time_TempoMap::TransformSamples(const Time_SampleTransform& iTransform)
+{
+    Time_TempoMap_StEditOptimizer edit(*this);
+    DirtyBasicMap();
+    for (auto& seg : mSegments)
+        seg->TransformSamples(iTransform);
+}
+
 void Time_TempoMap::SetSampleRate(double iSampleRate)
 {
     Time_TempoMap_StEditOptimizer edit(*this);
@@ -572,4 +693,27 @@ void Time_TempoMap::StreamIn(Sys_TypedInStream& ioStream)
     mSegments.swap(segments);
     DirtyBasicMap();
     EnsureSongStart();
+}
+
+// ---- undo
+// ------------------------------------------------------------------------------------------
+
+std::unique_ptr<Time_TempoMap_NdoState> Time_TempoMap::NdoGetState() const
+{
+    auto state = std::make_unique<Time_TempoMap_NdoState>();
+    Cmn_PolyVectorOutStream bytes(&state->mData);
+    Sys_CrossPlatformOutStream out(&bytes);
+    StreamOut(out);
+    state->mSampleRate = mBasicMap.GetSampleRate();
+    return state;
+}
+
+void Time_TempoMap::NdoRestoreState(const Time_TempoMap_NdoState& iState)
+{
+    Cmn_PolyVectorInStream bytes(iState.mData);
+    Sys_CrossPlatformInStream in(&bytes);
+    Time_TempoMap_StEditOptimizer edit(*this);
+    StreamIn(in);
+    DirtyBasicMap();
+    mBasicMap.SetSampleRate(iState.mSampleRate);
 }

@@ -31,7 +31,11 @@
 #include "Cmn_PolymorphicHandle.h"
 #include "Time_TempoMapSegment.h"
 
+#include "Cmn_PolyVector.h"
+
 class Sys_Semaphore;
+class Time_TempoMap;
+class Time_Typed;
 
 // What the map tells its listeners: the start of an edit (the undo hook, before the edit
 // count rises) and the end of the outermost edit (after the basic list is rebuilt).
@@ -44,6 +48,16 @@ struct Time_TempoMapMessage
     };
     EKind mKind;
     int32_t mEditCount;
+};
+
+// The undo state of a map: its saved form and its sample rate. A stand-in for the
+// application's undo framework: NdoGetState takes one, NdoRestoreState puts it back inside one
+// edit bracket, so that the listeners see the restore as any other edit.
+class Time_TempoMap_NdoState
+{
+public:
+    Cmn_PolyVector<unsigned char> mData;
+    double mSampleRate = 0.0;
 };
 
 class Time_TempoMap
@@ -64,7 +78,6 @@ public:
     Time_TempoMap();
     virtual ~Time_TempoMap();
     Time_TempoMap(const Time_TempoMap&) = delete;
-    Time_TempoMap& operator=(const Time_TempoMap&) = delete;
 
     // ---- conversions (each may rebuild the basic list first) ----
     Time_Sample TickToSample(Time_Tick iTick);
@@ -75,6 +88,30 @@ public:
     Time_Sample NextTickToSample(Time_Tick iTick);
     Time_Tick NextSampleToTick(Time_Sample iSample);
     double TickToFractionalSample(Time_Tick iTick);
+    // Monotone walks for the first-value forms (constant time while the value stays in the
+    // cursor's or the next segment); one thread at a time, as the other Next forms.
+    Time_Sample NextTickToFirstSample(Time_Tick iTick);
+    Time_Tick NextSampleToFirstTick(Time_Sample iSample);
+
+    // ---- typed conversions (Time_TempoMapConvert.cpp) ----
+    // A value of another type than samples and ticks asserts "false" and gives 0 (of the
+    // wanted type for the ...ToSpecifiedType forms).
+    Time_Sample TimeTypedToSample(const Time_Typed& iTime);
+    Time_Tick TimeTypedToTick(const Time_Typed& iTime);
+    Time_Typed TimeTypedToSpecifiedType(const Time_Typed& iTime, Time_EType iType);
+    Time_Typed SampleToSpecifiedType(Time_Sample iSample, Time_EType iType);
+    Time_Typed TickToSpecifiedType(Time_Tick iTick, Time_EType iType);
+    // The rates of the basic segment found by the reference value, used unchanged even for a
+    // value outside that segment.
+    Time_Sample TickToSampleBasedOnReferenceTempoAtTick(Time_Tick iTick, Time_Tick iReferenceTick);
+    Time_Tick SampleToTickBasedOnReferenceTempoAtTick(Time_Sample iSample,
+                                                      Time_Tick iReferenceTick);
+    Time_Tick SampleToTickBasedOnReferenceTempoAtSample(Time_Sample iSample,
+                                                        Time_Sample iReferenceSample);
+    // Over the basic segments from the one that controls iStart up to iEnd.
+    double GetMaxTicksPerSample(Time_Tick iStart, Time_Tick iEnd);
+    double GetMinTicksPerSample(Time_Tick iStart, Time_Tick iEnd);
+    // ---- end of typed conversions ----
 
     // ---- queries ----
     Time_Tick GetSongStartTick();
@@ -93,6 +130,18 @@ public:
     bool IsNumberOfLockedSegmentsLessThan(int32_t iCount) const;
     // The effective tempo at iTick (computed segments included).
     void GetTempoAtTick(double* oBeatsPerMinute, Time_Tick* oTicksPerBeat, Time_Tick iTick);
+    // Lower bound by TickToSample of each segment's tick.
+    SegmentIter FindSegmentBySample(Time_Sample iSample);
+    // The stated tempos of the segments from the one controlling iStart while their tick is
+    // below iEnd; *oMax starts at 0.0 and *oMin at 1,000,000.0.
+    void GetMaxMinBPM(Time_Tick iStart, Time_Tick iEnd, double* oMax, double* oMin);
+    // Whether the segments from iFirst to the locked iLast, generated on a basic list of
+    // their own, leave iComputed a positive tempo; a span with no room at all (the locked
+    // samples not rising) is false too. The derived tempos are written into the segments, as
+    // a rebuild writes them; the map's own basic list is not touched.
+    bool ValidateBetweenIDBs(SegmentIter iFirst, SegmentIter iLast, SegmentIter iComputed);
+    // No checks in this form of the map.
+    void ValidateSegs() {}
     void GetLengthConstraintsForRange(LengthConstraints* oConstraints, Time_Tick iStart,
                                       Time_Tick iEnd, const Time_TempoLimits& iLimits);
     const Time_BasicTempoMap& GetBasicMap();
@@ -103,6 +152,18 @@ public:
     void AddSegment(Time_TempoMapSegment::Ptr iSegmentP);
     void DeleteSegment(SegmentIter iIter);
     void Clear();
+    // Erases [iFirst, iLast), or the segments with start tick in [iStart, iEnd).
+    void EraseSegments(SegmentIter iFirst, SegmentIter iLast);
+    void EraseSegments(Time_Tick iStart, Time_Tick iEnd);
+    // Among the locked segments, the run from the first whose sample is at least iStart up to
+    // the last whose sample is below iEnd, with the unlocked segments inside the run.
+    void EraseLockedSegmentsBySample(Time_Sample iStart, Time_Sample iEnd);
+    // Becomes a copy of iOther (segments cloned, sample rate taken); listeners stay.
+    void ReplaceWith(const Time_TempoMap& iOther);
+    Time_TempoMap& operator=(const Time_TempoMap& iOther);
+    // Moves every locked segment by iSamples (ticks stay).
+    void Offset(Time_Sample iSamples);
+    void TransformSamples(const Time_SampleTransform& iTransform);
     void SetSampleRate(double iSampleRate);
     void FixUpComputedFlagsAroundTick(Time_Tick iTick);
     // Makes sure a locked song start exists; true when one had to be supplied.
@@ -116,6 +177,12 @@ public:
     // in place and the basic list dirty.
     void StreamIn(Sys_TypedInStream& ioStream);
     void StreamOut(Sys_TypedOutStream& ioStream) const;
+
+    // ---- undo ----
+    std::unique_ptr<Time_TempoMap_NdoState> NdoGetState() const;
+    // Reads the state back (StreamIn) and takes its sample rate, in one edit bracket. A state
+    // that does not read fails as StreamIn does and leaves the map as it was.
+    void NdoRestoreState(const Time_TempoMap_NdoState& iState);
 
     // Rebuilds the basic list if it is dirty and not being rebuilt.
     void UpdateBasicMapIfNeeded();
@@ -138,6 +205,7 @@ private:
     void DirtyBasicMap();
     SegmentIter ComputeBackwardsTo(Time_BasicTempoMap& ioBasic, SegmentIter iTargetIter);
     void ComputeBackwardsCore(Time_BasicTempoMap& ioBasic, SegmentIter iFirst, SegmentIter iLast);
+    void RecomputeBetweenIDBs(Time_BasicTempoMap& ioBasic, SegmentIter iFirst, SegmentIter iLast);
     void EnsureExactlyOneComputedSegmentInRange(SegmentIter iLeft, SegmentIter iRight);
     void ClearComputedFlagsInRange(SegmentIter iLeft, SegmentIter iRight);
     static void InsertSorted(SegmentList& ioList, Time_TempoMapSegment::Ptr iSegmentP);

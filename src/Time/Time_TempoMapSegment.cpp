@@ -133,13 +133,17 @@ Time_Tick Time_BasicTempoMapSegment::SampleToFirstTick(Time_Sample iSample) cons
 // ---- Time_BasicTempoMap ---------------------------------------------------------------------
 
 Time_BasicTempoMap::Time_BasicTempoMap(const Time_BasicTempoMap& iOther)
-    : mSegments(iOther.mSegments), mSampleRate(iOther.mSampleRate), mCursor(iOther.mCursor.load())
+    : mSegments(iOther.mSegments), mStartTicks(iOther.mStartTicks),
+      mStartSamples(iOther.mStartSamples), mSampleRate(iOther.mSampleRate),
+      mCursor(iOther.mCursor.load())
 {
 }
 
 Time_BasicTempoMap& Time_BasicTempoMap::operator=(const Time_BasicTempoMap& iOther)
 {
     mSegments = iOther.mSegments;
+    mStartTicks = iOther.mStartTicks;
+    mStartSamples = iOther.mStartSamples;
     mSampleRate = iOther.mSampleRate;
     mCursor = iOther.mCursor.load();
     return *this;
@@ -148,6 +152,8 @@ Time_BasicTempoMap& Time_BasicTempoMap::operator=(const Time_BasicTempoMap& iOth
 void Time_BasicTempoMap::Clear()
 {
     mSegments.clear();
+    mStartTicks.clear();
+    mStartSamples.clear();
     mCursor = 0;
 }
 
@@ -162,15 +168,16 @@ std::ostream* Time_BasicTempoMap::GetTraceStream()
 
 void Time_BasicTempoMap::Add(const Time_BasicTempoMapSegment& iSegment)
 {
-    if (mSegments.empty() || !(iSegment.GetStartTick() < mSegments.back().GetStartTick()))
-        mSegments.push_back(iSegment);
-    else
-    {
-        auto at = std::lower_bound(mSegments.begin(), mSegments.end(), iSegment.GetStartTick(),
-                                   [](const Time_BasicTempoMapSegment& s, Time_Tick t)
-                                   { return s.GetStartTick() < t; });
-        mSegments.insert(at, iSegment);
-    }
+    size_t at = mSegments.size();
+    if (!mSegments.empty() && iSegment.GetStartTick() < mSegments.back().GetStartTick())
+        at = static_cast<size_t>(std::lower_bound(mStartTicks.begin(), mStartTicks.end(),
+                                                  iSegment.GetStartTick().AsInt64()) -
+                                 mStartTicks.begin());
+    mSegments.insert(mSegments.begin() + static_cast<ptrdiff_t>(at), iSegment);
+    mStartTicks.insert(mStartTicks.begin() + static_cast<ptrdiff_t>(at),
+                       iSegment.GetStartTick().AsInt64());
+    mStartSamples.insert(mStartSamples.begin() + static_cast<ptrdiff_t>(at),
+                         iSegment.GetFractionalStartSample());
     if (sTraceStreamP)
     {
         std::ostringstream qpm;
@@ -196,20 +203,35 @@ const Time_BasicTempoMapSegment& Time_BasicTempoMap::At(size_t iIndex) const
     return mSegments[iIndex];
 }
 
+namespace
+{
+// The index of the last key not above iKey (by !(iKey < key), as std::upper_bound), or 0 when
+// every key lies above it: a binary search without branches on the data.
+template <class K> size_t LastNotAbove(const std::vector<K>& iKeys, K iKey)
+{
+    size_t n = iKeys.size();
+    if (n == 0)
+        return 0;
+    const K* base = iKeys.data();
+    while (n > 1)
+    {
+        const size_t half = n / 2;
+        base = !(iKey < base[half]) ? base + half : base;
+        n -= half;
+    }
+    const size_t upper = static_cast<size_t>(base - iKeys.data()) + !(iKey < *base);
+    return upper == 0 ? 0 : upper - 1;
+}
+} // namespace
+
 size_t Time_BasicTempoMap::FindByTick(Time_Tick iTick) const
 {
-    auto it = std::upper_bound(mSegments.begin(), mSegments.end(), iTick,
-                               [](Time_Tick t, const Time_BasicTempoMapSegment& s)
-                               { return t < s.GetStartTick(); });
-    return it == mSegments.begin() ? 0 : static_cast<size_t>(it - mSegments.begin()) - 1;
+    return LastNotAbove(mStartTicks, iTick.AsInt64());
 }
 
 size_t Time_BasicTempoMap::FindBySample(double iSample) const
 {
-    auto it = std::upper_bound(mSegments.begin(), mSegments.end(), iSample,
-                               [](double s, const Time_BasicTempoMapSegment& seg)
-                               { return s < seg.GetFractionalStartSample(); });
-    return it == mSegments.begin() ? 0 : static_cast<size_t>(it - mSegments.begin()) - 1;
+    return LastNotAbove(mStartSamples, iSample);
 }
 
 double Time_BasicTempoMap::TickToFractionalSample(Time_Tick iTick) const
@@ -245,37 +267,59 @@ Time_Tick Time_BasicTempoMap::SampleToFirstTick(Time_Sample iSample) const
         .SampleToFirstTick(iSample);
 }
 
-Time_Sample Time_BasicTempoMap::NextTickToSample(Time_Tick iTick) const
+size_t Time_BasicTempoMap::NextIndexByTick(Time_Tick iTick) const
 {
-    size_t cursor = mCursor.load(std::memory_order_relaxed);
+    const size_t cursor = mCursor.load(std::memory_order_relaxed);
     const size_t n = mSegments.size();
     auto startOf = [this](size_t i) { return mSegments[i].GetStartTick(); };
     if (cursor < n && !(iTick < startOf(cursor)) &&
         (cursor + 1 == n || iTick < startOf(cursor + 1)))
-        return mSegments[cursor].TickToSample(iTick);
-    if (cursor + 1 < n && !(iTick < startOf(cursor + 1)) &&
-        (cursor + 2 >= n || iTick < startOf(cursor + 2)))
-    {
-        mCursor.store(cursor + 1, std::memory_order_relaxed);
-        return mSegments[cursor + 1].TickToSample(iTick);
-    }
-    return TickToSample(iTick);
+        return cursor;
+    size_t index = cursor + 1;
+    if (!(cursor + 1 < n && !(iTick < startOf(cursor + 1)) &&
+          (cursor + 2 >= n || iTick < startOf(cursor + 2))))
+        index = FindByTick(iTick);
+    mCursor.store(index, std::memory_order_relaxed);
+    return index;
+}
+
+size_t Time_BasicTempoMap::NextIndexBySample(double iSample) const
+{
+    const size_t cursor = mCursor.load(std::memory_order_relaxed);
+    const size_t n = mSegments.size();
+    auto startOf = [this](size_t i) { return mSegments[i].GetFractionalStartSample(); };
+    if (cursor < n && iSample >= startOf(cursor) &&
+        (cursor + 1 == n || iSample < startOf(cursor + 1)))
+        return cursor;
+    size_t index = cursor + 1;
+    if (!(cursor + 1 < n && iSample >= startOf(cursor + 1) &&
+          (cursor + 2 >= n || iSample < startOf(cursor + 2))))
+        index = FindBySample(iSample);
+    mCursor.store(index, std::memory_order_relaxed);
+    return index;
+}
+
+Time_Sample Time_BasicTempoMap::NextTickToSample(Time_Tick iTick) const
+{
+    return At(NextIndexByTick(iTick)).TickToSample(iTick);
 }
 
 Time_Tick Time_BasicTempoMap::NextSampleToTick(Time_Sample iSample) const
 {
-    size_t cursor = mCursor.load(std::memory_order_relaxed);
-    const size_t n = mSegments.size();
-    const double s = static_cast<double>(iSample.AsInt64());
-    auto startOf = [this](size_t i) { return mSegments[i].GetFractionalStartSample(); };
-    if (cursor < n && s >= startOf(cursor) && (cursor + 1 == n || s < startOf(cursor + 1)))
-        return mSegments[cursor].SampleToTick(iSample);
-    if (cursor + 1 < n && s >= startOf(cursor + 1) && (cursor + 2 >= n || s < startOf(cursor + 2)))
-    {
-        mCursor.store(cursor + 1, std::memory_order_relaxed);
-        return mSegments[cursor + 1].SampleToTick(iSample);
-    }
-    return SampleToTick(iSample);
+    return At(NextIndexBySample(static_cast<double>(iSample.AsInt64()))).SampleToTick(iSample);
+}
+
+// As TickToFirstSample and SampleToFirstTick: the segment of t - 1, and of s - 0.5.
+Time_Sample Time_BasicTempoMap::NextTickToFirstSample(Time_Tick iTick) const
+{
+    const Time_Tick before = iTick.AsInt64() == INT64_MIN ? iTick : iTick - Time_Tick(1);
+    return At(NextIndexByTick(before)).TickToFirstSample(iTick);
+}
+
+Time_Tick Time_BasicTempoMap::NextSampleToFirstTick(Time_Sample iSample) const
+{
+    return At(NextIndexBySample(static_cast<double>(iSample.AsInt64()) - 0.5))
+        .SampleToFirstTick(iSample);
 }
 
 // ---- Time_TempoLimits -----------------------------------------------------------------------

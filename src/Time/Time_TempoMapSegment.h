@@ -86,6 +86,8 @@ public:
     // Monotone walks: constant time while the value stays in the cursor's or the next segment.
     Time_Sample NextTickToSample(Time_Tick iTick) const;
     Time_Tick NextSampleToTick(Time_Sample iSample) const;
+    Time_Sample NextTickToFirstSample(Time_Tick iTick) const;
+    Time_Tick NextSampleToFirstTick(Time_Sample iSample) const;
 
     size_t FindByTick(Time_Tick iTick) const;
     size_t FindBySample(double iSample) const;
@@ -96,8 +98,16 @@ public:
 
 private:
     const Time_BasicTempoMapSegment& At(size_t iIndex) const;
+    // The cursor's segment if iTick lies in it, else the next one (the cursor advances), else
+    // a full lookup (the cursor is set); the same by fractional sample.
+    size_t NextIndexByTick(Time_Tick iTick) const;
+    size_t NextIndexBySample(double iSample) const;
 
     std::vector<Time_BasicTempoMapSegment> mSegments;
+    // The start ticks and fractional start samples again, packed for the lookups, whose
+    // probes then stay within a few cache lines.
+    std::vector<int64_t> mStartTicks;
+    std::vector<double> mStartSamples;
     double mSampleRate;
     mutable std::atomic<size_t> mCursor{0};
 };

@@ -4,6 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Support/ByteSupport.h"
+
 #include "Time/Time_FeetFrame.h"
 #include "Time/Time_Globals.h"
 #include "Time/Time_SMPTE.h"
@@ -29,3 +36,19 @@ inline constexpr ETimeCodeFormat cAllTimeCodeFormats[] = {
     eTimeCodeFormat_24,       eTimeCodeFormat_25,        eTimeCodeFormat_2997NonDrop,
     eTimeCodeFormat_2997Drop, eTimeCodeFormat_30NonDrop, eTimeCodeFormat_30Drop,
     eTimeCodeFormat_23976};
+
+class Time_TempoMap;
+class Time_MeterMap;
+
+// Fills iMap (sample rate iRate) with a random map: a locked song start near the origin tick,
+// then up to a dozen tempo changes; with iIDB some later segments are locked too, each where
+// the tempo before it (give or take 20%) would have put it.
+void Test_FillRandomTempoMap(Time_TempoMap& ioMap, std::mt19937& ioRng, bool iIDB, double iRate);
+// Adds up to six random meter changes (numerators 1 to 13, denominators 1 to 16) around the
+// origin tick, the first with a random bar number.
+void Test_FillRandomMeterMap(Time_MeterMap& ioMap, std::mt19937& ioRng);
+
+// Writes the seeds of fuzz/<iTarget>.cpp when MIRAFILE_WRITE_FUZZ_SEEDS names a folder, and,
+// with MIRAFILE_SOURCE_DIR set, checks that fuzz/seeds/<iTarget>/ holds them as they are.
+void Test_CheckFuzzSeeds(const std::string& iTarget,
+                         const std::vector<std::pair<std::string, Bytes>>& iSeeds);

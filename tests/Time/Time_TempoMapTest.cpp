@@ -1,9 +1,11 @@
 // Time_TempoMap, its segments and its saved form; the seeds of fuzz/TempoMapFuzz.cpp.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <random>
 #include <thread>
 
@@ -13,64 +15,13 @@
 #include "Support/SysTestSupport.h"
 #include "Sys/Sys_StdStreamHeader.h"
 #include "Sys/Sys_TypedStream.h"
+#include "TempoTestSupport.h"
 #include "Time/Time_TempoMap.h"
+
+using namespace TempoTest;
 
 namespace
 {
-constexpr int64_t kOrigin = Time_cDefaultOriginTick;
-constexpr int64_t kBeat = Time_cInternalTicksPerQuarterNote;
-constexpr double kRate = 44100.0;
-
-Time_Tick T(int64_t iTick)
-{
-    return Time_Tick(iTick);
-}
-Time_Sample S(int64_t iSample)
-{
-    return Time_Sample(iSample);
-}
-
-// A constant segment at iTick; iSample >= 0 locks it there.
-Time_TempoMapSegment::Ptr Seg(int64_t iTick, double iBpm, int64_t iSample = -1,
-                              bool iComputed = false)
-{
-    auto seg = std::make_unique<Time_ConstantTempoSeg>(T(iTick), iBpm, T(kBeat));
-    if (iSample >= 0)
-        seg->LockToSample(S(iSample));
-    seg->SetIsComputed(iComputed);
-    return seg;
-}
-
-struct Map : Time_TempoMap
-{
-    Map(std::vector<Time_TempoMapSegment::Ptr> iSegs = {})
-    {
-        SetSampleRate(kRate);
-        Time_TempoMap_StEditOptimizer edit(*this);
-        for (auto& seg : iSegs)
-            AddSegment(std::move(seg));
-        EnsureSongStart();
-    }
-    double BpmAt(int64_t iTick)
-    {
-        double bpm = 0;
-        Time_Tick perBeat;
-        GetTempoAtTick(&bpm, &perBeat, T(iTick));
-        return bpm;
-    }
-    const Time_ConstantTempoSeg& At(size_t i)
-    {
-        return static_cast<const Time_ConstantTempoSeg&>(*SegmentBegin()[i]);
-    }
-};
-
-Bytes Save(const Time_TempoMap& iMap)
-{
-    Test_Out out;
-    iMap.StreamOut(*out);
-    return out.Get();
-}
-
 // A "Tempo" block written by hand: each segment as (type, block writer).
 Bytes TempoBlock(
     int32_t iCount,
@@ -104,29 +55,6 @@ std::function<void(Sys_TypedOutStream&)> OldSeg(const char* iTag, int64_t iTick,
     };
 }
 
-// A random map: a locked song start, then tempo changes; with iIDB some later segments are
-// locked, each where the tempo of the previous locked one (give or take 20%) would have put it.
-std::vector<Time_TempoMapSegment::Ptr> RandomSegs(std::mt19937& ioRng, bool iIDB)
-{
-    std::vector<Time_TempoMapSegment::Ptr> segs;
-    std::uniform_real_distribution<double> bpm(30.0, 300.0), skew(0.8, 1.2);
-    std::uniform_int_distribution<int64_t> gap(1, 16 * kBeat), count(1, 12);
-    int64_t tick = kOrigin + gap(ioRng) - 8 * kBeat;
-    double sample = 1000.0 * static_cast<double>(count(ioRng));
-    const int64_t n = count(ioRng);
-    for (int64_t i = 0; i < n; ++i)
-    {
-        const double b = bpm(ioRng);
-        const bool lock = i == 0 || (iIDB && ioRng() % 2);
-        segs.push_back(Seg(tick, b, lock ? static_cast<int64_t>(sample) : -1));
-        const int64_t g = gap(ioRng);
-        // Only a locked segment's own span is skewed: that segment is the computed one.
-        sample += static_cast<double>(g) * kRate * 60.0 / (kBeat * b) *
-                  (lock && i > 0 ? skew(ioRng) : 1.0);
-        tick += g;
-    }
-    return segs;
-}
 } // namespace
 
 TEST(Time_TempoMap, EmptyAndSimpleMapsConvertAsStated)
@@ -253,6 +181,37 @@ TEST(Time_TempoMap, ComputedSegmentFollowsItsLockedNeighbours)
     EXPECT_EQ(map.TickToSample(T(kOrigin + 2 * kBeat)), S(22050));
 }
 
+TEST(Time_TempoMap, ValidateBetweenIDBsTellsWhetherTheComputedTempoStaysPositive)
+{
+    const struct
+    {
+        const char* mMap;
+        int64_t mMoveLastTo; // the last IDB moved there without a rebuild (-1: stays)
+        bool mValid;
+        double mDerived; // the computed segment's tempo afterwards (0: not checked)
+    } rows[] = {
+        {"0:?@0cs 4:?@88200", -1, true, 120.0},
+        {"0:120@0s 2:60c 4:?@88200", -1, true, 120.0},
+        {"0:120@0s 2:60c 4:?@88200", 22050, false, 0.0}, // the stated tempo runs past it
+        {"0:?@0cs 4:?@88200", 0, false, 0.0},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.mMap);
+        Map map{std::string(row.mMap)};
+        auto first = map.SegmentBegin(), last = map.SegmentEnd() - 1;
+        if (row.mMoveLastTo >= 0)
+            (*last)->LockToSample(S(row.mMoveLastTo));
+        auto computed = std::find_if(first, last, [](const auto& s) { return s->IsComputed(); });
+        EXPECT_EQ(map.ValidateBetweenIDBs(first, last, computed), row.mValid);
+        if (row.mDerived != 0.0)
+        {
+            EXPECT_EQ(static_cast<const Time_ConstantTempoSeg&>(**computed).GetBeatsPerMinute(),
+                      row.mDerived);
+        }
+    }
+}
+
 TEST(Time_TempoMap, FixUpOnALockedTickRepairsBothSpans)
 {
     const int64_t mid = kOrigin + 4 * kBeat;
@@ -297,6 +256,54 @@ TEST(Time_TempoMap, LengthConstraintsOfARange)
     EXPECT_DOUBLE_EQ(c.mMaximum, 88200.0 - 2 * kRate * 60.0 / 500.0);
 }
 
+TEST(Time_TempoMap, RangeEditsQueriesAndUndo)
+{
+    const std::string text = "0:120@0s 4:90 8:60@100000 12:140";
+    const struct
+    {
+        const char* mName;
+        std::function<void(Time_TempoMap&)> mEdit;
+        const char* mAfter;
+    } rows[] = {
+        {"erase by tick", [](auto& m) { m.EraseSegments(B(4), B(12)); }, "0:120@0s 12:140"},
+        {"erase locked by sample",
+         [](auto& m) { m.EraseLockedSegmentsBySample(S(50000), S(200000)); },
+         "0:120@0s 4:90 12:140"},
+        {"erase the first locked run", [](auto& m) { m.EraseLockedSegmentsBySample(S(0), S(1)); },
+         "4:90 8:60@100000 12:140"},
+        {"locked run with the unlocked inside",
+         [](auto& m) { m.EraseLockedSegmentsBySample(S(0), S(100001)); }, "12:140"},
+        {"offset", [](auto& m) { m.Offset(S(1000)); }, "0:120@1000s 4:90 8:60@101000 12:140"},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.mName);
+        Map map(text);
+        const auto state = map.NdoGetState();
+        const Bytes before = Save(map);
+        row.mEdit(map);
+        EXPECT_EQ(Describe(map), row.mAfter);
+        map.NdoRestoreState(*state);
+        EXPECT_EQ(Save(map), before);
+    }
+    Map map(text);
+    double high = 0, low = 0;
+    map.GetMaxMinBPM(B(2), B(10), &high, &low);
+    EXPECT_EQ(std::make_pair(high, low), std::make_pair(120.0, 60.0));
+    map.GetMaxMinBPM(B(13), B(20), &high, &low);
+    EXPECT_EQ(std::make_pair(high, low), std::make_pair(140.0, 140.0));
+    EXPECT_EQ(map.FindSegmentBySample(S(88200)), map.SegmentBegin() + 1);
+    EXPECT_EQ(map.FindSegmentBySample(S(88201)), map.SegmentBegin() + 2);
+    // A copy is whole and independent: same bytes and conversions, its own segments.
+    Time_TempoMap copy;
+    copy = map;
+    EXPECT_EQ(Save(copy), Save(map));
+    EXPECT_EQ(copy.TickToSample(B(10)), map.TickToSample(B(10)));
+    copy.Offset(S(5));
+    EXPECT_EQ(copy.TickToSample(B(0)), S(5));
+    EXPECT_EQ(map.TickToSample(B(0)), S(0));
+}
+
 TEST(Time_TempoMap, EditBracketOrderIsObservable)
 {
     Map map;
@@ -337,10 +344,7 @@ TEST(Time_TempoMap, RandomMapsKeepTheRoundingRelations)
     int mixed = 0;
     for (int round = 0; round < 3000; ++round)
     {
-        Map map(RandomSegs(rng, round % 2 == 1));
-        for (auto it = map.SegmentBegin(); it != map.SegmentEnd(); ++it)
-            if ((*it)->IsLockedToSample())
-                map.FixUpComputedFlagsAroundTick((*it)->GetStartTick());
+        RandomMap map(rng, round % 2 == 1);
         mixed += !map.IsAllChanges();
         Test_Out out;
         map.StreamOut(*out);
@@ -349,9 +353,19 @@ TEST(Time_TempoMap, RandomMapsKeepTheRoundingRelations)
         loaded.SetSampleRate(kRate);
         loaded.StreamIn(*in);
         std::uniform_int_distribution<int64_t> ticks(kOrigin - 16 * kBeat, kOrigin + 200 * kBeat);
-        for (int i = 0; i < 20; ++i)
+        std::vector<int64_t> walk(20);
+        for (int64_t& t : walk)
+            t = ticks(rng);
+        std::sort(walk.begin(), walk.end());
+        struct Expected
         {
-            const Time_Tick t = T(ticks(rng));
+            Time_Sample mSample, mFirstSample;
+            Time_Tick mFirstTick;
+        };
+        std::vector<Expected> expected;
+        for (int64_t tick : walk)
+        {
+            const Time_Tick t = T(tick);
             SCOPED_TRACE(testing::Message() << "round " << round << " tick " << t.AsInt64());
             const Time_Sample s = map.TickToSample(t);
             ASSERT_EQ(map.TickToSample(map.SampleToTick(s)), s);
@@ -363,7 +377,17 @@ TEST(Time_TempoMap, RandomMapsKeepTheRoundingRelations)
             ASSERT_LT(map.TickToSample(firstTick - T(1)), s);
             ASSERT_EQ(loaded.TickToSample(t), s);
             ASSERT_EQ(loaded.SampleToTick(s), map.SampleToTick(s));
+            expected.push_back({s, first, firstTick});
         }
+        // The monotone walks give what the full lookups gave.
+        for (size_t i = 0; i < walk.size(); ++i)
+        {
+            ASSERT_EQ(loaded.NextTickToSample(T(walk[i])), expected[i].mSample) << i;
+            ASSERT_EQ(loaded.NextTickToFirstSample(T(walk[i])), expected[i].mFirstSample) << i;
+        }
+        for (size_t i = 0; i < walk.size(); ++i)
+            ASSERT_EQ(loaded.NextSampleToFirstTick(expected[i].mSample), expected[i].mFirstTick)
+                << i;
     }
     EXPECT_GT(mixed, 1000);
 }
@@ -485,8 +509,8 @@ TEST(Time_TempoMap, FuzzSeedsAreUpToDate)
     std::mt19937 rng(7);
     std::vector<std::pair<std::string, Bytes>> seeds = {
         {"empty", Save(Map())},
-        {"changes", Save(Map(RandomSegs(rng, false)))},
-        {"idb", Save(Map(RandomSegs(rng, true)))},
+        {"changes", Save(RandomMap(rng, false))},
+        {"idb", Save(RandomMap(rng, true))},
         {"old_prev", TempoBlock(2, {{0, OldSeg("Const", kOrigin, 0, 90.0)},
                                     {1, OldSeg("Prev", kOrigin + kBeat, -1, 0)}})},
         {"bad_type", TempoBlock(1, {{5, OldSeg("Prev", 0, 0, 0)}})}};

@@ -2,26 +2,35 @@
 //
 // KIND is samples (session-relative sample position), frames (total frames from midnight at
 // the timecode rate), smpte (a timecode label), feet (feet+frames[.subframes] of film) or
-// minsec (minutes:seconds[.milliseconds]). Every conversion goes through the library's own
-// types and their rounding: a position given in frames or timecode stays exact between those
-// two; anything else passes through its sample position. --offset sets the session start
-// label, which samples, feet and minsec count from.
+// minsec (minutes:seconds[.milliseconds]), ticks (absolute internal ticks, 960,000 to a
+// quarter note) or bbt (BAR|BEAT|TICK with display ticks, as the library shows them). Every
+// conversion goes through the library's own types and their rounding: a position given in
+// frames or timecode stays exact between those two, one given in ticks or bars and beats
+// between those two; anything else passes through its sample position, and samples and ticks
+// meet through the tempo map (Time_Converter). --offset sets the session start label, which
+// samples, feet and minsec count from. The maps come from --tempo, --meter, --idb or --map
+// (Tool_TimeMaps.h); --first takes the first value of the other scale that maps onto the
+// position, --snap a tick rounded to a display tick when it converts back to the same value.
 #include <cctype>
 #include <iostream>
 #include <map>
 #include <sstream>
 
+#include "Time/Time_Converter.h"
 #include "Time/Time_FeetFrame.h"
 #include "Time/Time_Globals.h"
 #include "Time/Time_MinSec.h"
 #include "Time/Time_SMPTE.h"
 #include "Tool.h"
+#include "Tool_TimeMaps.h"
 
 namespace
 {
 const char* const cUsage = "time VALUE --from KIND [--to KIND | --table] [--rate HZ] "
                            "[--fps 23.976|24|25|29.97|29.97df|30|30df] [--offset TIMECODE] "
-                           "[--feet-rate 23.976|24|25] [--pull COMBO] [--json]";
+                           "[--feet-rate 23.976|24|25] [--pull COMBO] [--tempo SPEC] "
+                           "[--meter SPEC] [--idb POS=SAMPLE]... [--map FILE] [--first] "
+                           "[--snap] [--json]";
 
 const std::map<std::string, ETimeCodeFormat> cFpsNames = {{"23.976", eTimeCodeFormat_23976},
                                                           {"24", eTimeCodeFormat_24},
@@ -36,7 +45,17 @@ const std::map<std::string, Time_FeetFrame::EFeetFramesRate> cFeetRateNames = {
     {"24", Time_FeetFrame::eFeetFramesRate_24},
     {"25", Time_FeetFrame::eFeetFramesRate_25}};
 
-const char* const cKinds[] = {"samples", "frames", "smpte", "feet", "minsec"};
+const char* const cKinds[] = {"samples", "frames", "smpte", "feet", "minsec", "ticks", "bbt"};
+const char* const cKindList = "samples, frames, smpte, feet, minsec, ticks, bbt";
+
+// The maps of the session and the converter over them, and how ticks are taken.
+struct
+{
+    Time_TempoMap mTempo;
+    Time_MeterMap mMeter;
+    Time_Converter mConverter{&mTempo, &mMeter, Time_eType_Samples};
+    bool mFirst = false, mSnap = false;
+} sMaps;
 
 bool IsKind(const std::string& iKind)
 {
@@ -133,7 +152,28 @@ struct Position
     Time_Sample mSamples;
     bool mHasTimecode = false;
     Time_SMPTE mTimecode;
+    bool mHasTick = false;
+    Time_Tick mTick;
 };
+
+// A tick position in samples, and a sample position in ticks, as --first and --snap ask.
+Time_Sample SamplesOfTick(Time_Tick iTick)
+{
+    if (sMaps.mFirst)
+        return sMaps.mConverter.ToFirstType(Time_Typed(iTick), Time_eType_Samples).AsSample();
+    return sMaps.mConverter.ToSample(iTick);
+}
+
+Time_Tick TickOf(const Position& iPos)
+{
+    if (iPos.mHasTick)
+        return iPos.mTick;
+    if (sMaps.mFirst)
+        return sMaps.mConverter.ToFirstType(Time_Typed(iPos.mSamples), Time_eType_Ticks).AsTick();
+    if (sMaps.mSnap)
+        return Time_Convert::ToTickTimeWithDisplaySnap(Time_Typed(iPos.mSamples)).AsTick();
+    return sMaps.mConverter.ToTick(iPos.mSamples);
+}
 
 Position ReadPosition(const std::string& iValue, const std::string& iKind)
 {
@@ -165,6 +205,23 @@ Position ReadPosition(const std::string& iValue, const std::string& iKind)
     {
         pos.mSamples = ParseFeet(iValue).GetSamplesFromStartFrame();
     }
+    else if (iKind == "ticks")
+    {
+        const int64_t ticks = Tool_ParseInt(iValue, "VALUE (ticks)");
+        if (ticks < Time_cMinTickTime || ticks > Time_cMaxTickTime)
+            throw Tool_UsageError("ticks must lie from -576460752303423487 to "
+                                  "576460752303423487, not " +
+                                  iValue);
+        pos.mHasTick = true;
+        pos.mTick = Time_Tick(ticks);
+        pos.mSamples = SamplesOfTick(pos.mTick);
+    }
+    else if (iKind == "bbt")
+    {
+        pos.mHasTick = true;
+        pos.mTick = Tool_ParsePosition(iValue, sMaps.mMeter, "VALUE (bbt)");
+        pos.mSamples = SamplesOfTick(pos.mTick);
+    }
     else
     {
         pos.mSamples = ParseMinSec(iValue).GetSamples();
@@ -184,7 +241,11 @@ Time_SMPTE TimecodeOf(const Position& iPos)
 // The position in one scale's display form; iNumber tells whether it is a bare number.
 std::string Show(const Position& iPos, const std::string& iKind, bool& oNumber)
 {
-    oNumber = iKind == "samples" || iKind == "frames";
+    oNumber = iKind == "samples" || iKind == "frames" || iKind == "ticks";
+    if (iKind == "ticks")
+        return std::to_string(TickOf(iPos).AsInt64());
+    if (iKind == "bbt")
+        return sMaps.mMeter.TickToBarBeat(TickOf(iPos)).ToString(true, false);
     if (iKind == "samples")
         return iPos.mSamples.ToString();
     if (iKind == "frames")
@@ -207,6 +268,7 @@ struct
     std::vector<std::string> mValues;
     std::string mFrom, mTo, mRate, mFps, mOffset, mFeetRate, mPull;
     bool mJson = false, mTable = false;
+    Tool_MapOptions mMaps;
 } sOptions;
 
 std::vector<std::string> Names(const auto& iMap)
@@ -220,8 +282,9 @@ std::vector<std::string> Names(const auto& iMap)
 void Declare(CLI::App& ioApp)
 {
     ioApp.add_option("VALUE", sOptions.mValues, "the position, in the scale of --from");
-    ioApp.add_option("--from", sOptions.mFrom, "samples, frames, smpte, feet or minsec");
-    ioApp.add_option("--to", sOptions.mTo, "samples, frames, smpte, feet or minsec");
+    ioApp.add_option("--from", sOptions.mFrom,
+                     "samples, frames, smpte, feet, minsec, ticks or bbt");
+    ioApp.add_option("--to", sOptions.mTo, "samples, frames, smpte, feet, minsec, ticks or bbt");
     ioApp.add_flag("--table", sOptions.mTable, "the position in every scale");
     ioApp.add_option("--rate", sOptions.mRate, "sample rate in Hz")
         ->check(
@@ -246,6 +309,11 @@ void Declare(CLI::App& ioApp)
     ioApp.add_option("--pull", sOptions.mPull, "pull-up/down combination (" + combos.str() + ")")
         ->check(Tool_OneOf(numbers, "must be a combination number (" + combos.str() + ")",
                            Tool_Shown::eQuoted));
+    sOptions.mMaps.Declare(ioApp, true);
+    ioApp.add_flag("--first", sMaps.mFirst,
+                   "between samples and ticks, the first value that maps onto the position");
+    ioApp.add_flag("--snap", sMaps.mSnap,
+                   "a tick from samples on a display tick when it maps back to the same sample");
     ioApp.add_flag("--json", sOptions.mJson, "one JSON document");
 }
 
@@ -271,6 +339,12 @@ void ApplySettings()
     }
     if (!sOptions.mOffset.empty())
         Time_SMPTE::SetFrameOffset(ParseTimecode(sOptions.mOffset, "--offset").GetTotalFrames());
+    // The maps; a map file without --rate gives the session its own rate.
+    const double rate = Time_Globals::GetSampleRate();
+    sOptions.mMaps.Build(sMaps.mTempo, sMaps.mMeter,
+                         sOptions.mRate.empty() && !sOptions.mMaps.mMap.empty() ? nullptr : &rate);
+    Time_Globals::SetSampleRate(sMaps.mTempo.GetSampleRate());
+    Time_Convert::SetTimeConverter(&sMaps.mConverter);
 }
 
 std::string PullText()
@@ -293,14 +367,16 @@ int Run()
     const std::string& to = sOptions.mTo;
     const bool table = sOptions.mTable;
     if (!IsKind(from))
-        throw Tool_UsageError("--from must be one of samples, frames, smpte, feet, minsec" +
+        throw Tool_UsageError(std::string("--from must be one of ") + cKindList +
                               (from.empty() ? std::string() : ", not \"" + from + "\""));
     if (!table && !IsKind(to))
-        throw Tool_UsageError("--to must be one of samples, frames, smpte, feet, minsec" +
+        throw Tool_UsageError(std::string("--to must be one of ") + cKindList +
                               (to.empty() ? std::string() : ", not \"" + to + "\""));
+    if (sMaps.mFirst && sMaps.mSnap)
+        throw Tool_UsageError("--first and --snap cannot be combined");
     if (table && !to.empty() && !IsKind(to))
-        throw Tool_UsageError("--to must be one of samples, frames, smpte, feet, minsec, not \"" +
-                              to + "\"");
+        throw Tool_UsageError(std::string("--to must be one of ") + cKindList + ", not \"" + to +
+                              "\"");
     ApplySettings();
 
     const Position position = ReadPosition(pos[0], from);
