@@ -1,12 +1,16 @@
 #!/usr/bin/env bash
 # mirafile convert beside sox and ffmpeg, and a same-format copy beside cp, in one run on the
-# same 10-minute stereo 44100 Hz 16-bit file; then the peak resident memory of a 1-minute and
-# a 60-minute conversion.
+# same 10-minute stereo 44100 Hz 16-bit file, and a WAVE to AIFF conversion at the same rate
+# and depth (only the byte order changes) beside sox doing the same; then the peak resident
+# memory of a 1-minute and a 60-minute conversion.
 #
 # usage: bench/convert_vs_tools.sh [MIRAFILE] [WORKDIR] [RUNS]
 #   MIRAFILE  the tool of a Release build (default build-rel/mirafile)
 #   WORKDIR   where the files go (default a new folder under /tmp); removed at the end
 #   RUNS      timed runs of each command (default 3), interleaved; the median is reported
+#   ONLY      an extended regular expression: time only the commands whose names match it
+#             (default all); goals whose commands did not run, and the memory check, are
+#             left out
 # Every command reads the same source from the page cache (it is read once first) and
 # writes a new file in WORKDIR; each output is synced (fsync of that file) inside the timed
 # command, so that all pay for their writes alike. Conversions are 44100 Hz 16-bit to
@@ -16,6 +20,7 @@ cd "$(dirname "$0")/.."
 TOOL=${1:-build-rel/mirafile}
 WORK=${2:-$(mktemp -d /tmp/mirafile-convbench-XXXXXX)}
 RUNS=${3:-3}
+ONLY=${4:-}
 [ -x "$TOOL" ] || { echo "no tool at $TOOL" >&2; exit 1; }
 command -v sox >/dev/null || { echo "sox is missing" >&2; exit 1; }
 command -v ffmpeg >/dev/null || { echo "ffmpeg is missing" >&2; exit 1; }
@@ -36,6 +41,7 @@ declare -A RESULT CMD OUT TIMES
 declare -a ORDER
 add() {
   local name=$1 out=$2; shift 2
+  [[ -z "$ONLY" || "$name" =~ $ONLY ]] || return 0
   ORDER+=("$name")
   OUT[$name]=$out
   CMD[$name]=$(printf '%q ' "$@")
@@ -51,8 +57,10 @@ add "ffmpeg (default resampler)" "$WORK/ff.wav" \
   ffmpeg -nostdin -y -loglevel error -i "$SRC" -ar 48000 -c:a pcm_s24le "$WORK/ff.wav"
 add "mirafile convert (same format)" "$WORK/copy.wav" "$TOOL" convert "$SRC" -o "$WORK/copy.wav"
 add "cp" "$WORK/cp.wav" cp "$SRC" "$WORK/cp.wav"
+add "mirafile convert to AIFF" "$WORK/mf.aif" "$TOOL" convert "$SRC" -o "$WORK/mf.aif"
+add "sox to AIFF" "$WORK/sox.aif" sox "$SRC" "$WORK/sox.aif"
 
-echo "== 10-minute stereo 44100 Hz 16-bit -> 48000 Hz 24-bit, and a same-format copy"
+echo "== 10-minute stereo 44100 Hz 16-bit -> 48000 Hz 24-bit, a same-format copy, and to AIFF"
 echo "   ($RUNS interleaved runs of each, median; every output synced inside its time)"
 for ((i = 1; i <= RUNS; i++)); do
   for name in "${ORDER[@]}"; do
@@ -69,16 +77,22 @@ for name in "${ORDER[@]}"; do
 done
 "$TOOL" convert "$SRC" -o "$WORK/check.wav" --rate 48000 --bits 24 >/dev/null
 [ "$(soxi -s "$WORK/check.wav")" = 28800000 ] || { echo "wrong length" >&2; exit 1; }
+"$TOOL" convert "$SRC" -o "$WORK/check.aif" >/dev/null
+cmp <(sox "$SRC" -t raw -) <(sox "$WORK/check.aif" -t raw -) || { echo "AIFF samples differ" >&2; exit 1; }
 
 ratio() { echo "$1 / $2" | bc -l; }
+# goal LABEL NAME1 NAME2 LIMIT: the ratio of two medians, when both commands ran.
+goal() {
+  [[ -n "${RESULT[$2]:-}" && -n "${RESULT[$3]:-}" ]] || return 0
+  printf '%-23s %.2f (goal: at most %s)\n' "$1" "$(ratio "${RESULT[$2]}" "${RESULT[$3]}")" "$4"
+}
 echo "== goals"
-printf 'good / ffmpeg default:  %.2f (goal: at most 1.00)\n' \
-  "$(ratio "${RESULT[mirafile --quality good]}" "${RESULT[ffmpeg (default resampler)]}")"
-printf 'better / sox rate -h:   %.2f (goal: at most 1.00)\n' \
-  "$(ratio "${RESULT[mirafile --quality better]}" "${RESULT[sox rate -h]}")"
-printf 'copy / cp:              %.2f (goal: at most 1.20)\n' \
-  "$(ratio "${RESULT[mirafile convert (same format)]}" "${RESULT[cp]}")"
-rm -f "$WORK"/*.wav
+goal "good / ffmpeg default:" "mirafile --quality good" "ffmpeg (default resampler)" 1.00
+goal "better / sox rate -h:" "mirafile --quality better" "sox rate -h" 1.00
+goal "copy / cp:" "mirafile convert (same format)" "cp" 1.20
+goal "to AIFF / sox to AIFF:" "mirafile convert to AIFF" "sox to AIFF" 1.00
+rm -f "$WORK"/*.wav "$WORK"/*.aif
+[ -z "$ONLY" ] || exit 0 # the memory check belongs to a whole run
 
 echo "== peak resident memory, 44100 Hz 16-bit stereo -> 48000 Hz 24-bit at quality good"
 declare -A RSS

@@ -1,100 +1,10 @@
-// Fuzz target: opening a WAVE file and reading everything the front offers.
-//
-// The input is the file. It is written to a temporary file (the front opens files by
-// location) and opened as an FF_AudioFile with the WAVE type as the only candidate; then
-// every property, the regions and a few blocks of samples are read. The seeds in
-// fuzz/seeds/WAVEOpenFuzz/ are written by tests/FF/FF_WAVEPlugInTest.cpp
-// (FuzzSeedsAreSmallAndOpen, with MIRAFILE_WRITE_FUZZ_SEEDS set).
-//
-// Expected failures are the library's own: L10N and system exceptions, assertion failures,
-// and std::runtime_error for a chunk that ends early. Anything else, a crash, a leak or a
-// huge allocation, is a finding.
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <list>
-#include <stdexcept>
-#include <string>
-#include <unistd.h>
-#include <vector>
-
-#include "Cmn_Assert.h"
-#include "Cmn_Exception.h"
-#include "FF/Audio/FF_AudioFile.h"
-
-namespace
-{
-volatile uint64_t gSink;
-
-std::string TempPath()
-{
-    static const std::string sPath = []
-    {
-        const char* base = std::getenv("TMPDIR");
-        return std::string(base ? base : "/tmp") + "/mirafile-wavefuzz-" +
-               std::to_string(::getpid()) + ".wav";
-    }();
-    return sPath;
-}
-
-void ReadEverything(FF_AudioFile& file)
-{
-    const FF_AudioFile::Properties p = file.GetProperties();
-    gSink = gSink + uint64_t(p.mNumSamples) + p.mFormatName.size();
-    gSink = gSink + file.mUmid.GetOr({}).GetWord(3);
-    gSink = gSink + file.mDescription.GetOr("").size();
-    gSink = gSink + file.mBroadcastWaveData.GetOr({}).mOriginator.size();
-    gSink = gSink + uint64_t(file.mOriginalTimeStamp.GetOr(0));
-    gSink = gSink + uint64_t(file.mUserTimeStamp.GetOr(0));
-    gSink = gSink + file.mModificationTime.GetOr(0);
-    gSink = gSink + uint64_t(file.mModificationCount.GetOr(0));
-    gSink = gSink + file.mOverview.GetOr({}).size();
-    gSink = gSink + uint64_t(file.mInstrumentAttr.GetOr({}).mLoop1End);
-    gSink = gSink + file.mDRktAssetInfo.GetOr({}).mValue;
-    gSink = gSink + uint64_t(file.mCreationTime.GetOr(0));
-    gSink = gSink + uint64_t(file.mOffsetToData.GetOr(0));
-    FF_AudioFile::RegionList regions;
-    file.GetRegions(&regions);
-    gSink = gSink + regions.size();
-    gSink = gSink + file.IsReadOnly() + file.IsOMFI();
-
-    // A few blocks of at most 256 frames, in both byte orders.
-    const int64_t frame = int64_t(p.mNumChannels) * p.mBytesPerSample;
-    if (frame <= 0 || frame > 1 << 20)
-        return;
-    std::vector<unsigned char> buffer(size_t(frame * 256));
-    for (int block = 0; block < 4; ++block)
-        gSink = gSink + uint64_t(file.Read(buffer.data(), 256,
-                                           block % 2 ? eByteOrder_Big : eByteOrder_Little));
-}
-} // namespace
+// Fuzz target: opening a WAVE file and reading everything the front offers (see
+// AudioFileFuzz.h). The seeds in fuzz/seeds/WAVEOpenFuzz/ are written by
+// tests/FF/FF_WAVEPlugInTest.cpp (InputsOpenAsTheyShouldAndReadSafelyAndAreTheFuzzSeeds, with
+// MIRAFILE_WRITE_FUZZ_SEEDS set).
+#include "AudioFileFuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    const std::string path = TempPath();
-    if (FILE* out = std::fopen(path.c_str(), "wb"))
-    {
-        if (size)
-            std::fwrite(data, 1, size, out);
-        std::fclose(out);
-    }
-    else
-        return 0;
-    try
-    {
-        const std::list<EAudioFileType> candidates = {eAudioFileType_WAVE};
-        FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path), 0, &candidates));
-        file->Open(Cmn_Store::eOpenFlag_OpenForRead);
-        if (file->GetPlugIn())
-            ReadEverything(*file);
-        file->Close();
-    }
-    catch (const Cmn_Exception&)
-    {
-    }
-    catch (const std::runtime_error&)
-    {
-    }
-    std::remove(path.c_str());
-    return 0;
+    return OpenAndReadAll(data, size, eAudioFileType_WAVE, ".wav");
 }

@@ -174,9 +174,9 @@ TEST(FF_AudioFile, AnswersForEveryTypeFromTheTableOfFormats)
                              "iAudioFileType < mRecognizedAudioFileTypes.size()"));
     EXPECT_TRUE(Test_Asserts([] { FF_AudioFile::GetTypesSupportedForWrite(nullptr); }, "false"));
     Test_TempDir dir; // only a type whose plug-in creates files can be created
-    FF_AudioFileRef aiff(
-        new FF_AudioFile(T(4), Sys_FileLoc(dir.Path() + "/n.aif"), 1, 16, 44100, 0, 0));
-    EXPECT_TRUE(Test_Asserts([&] { aiff->Open(Cmn_Store::eOpenFlag_OpenCreate); }, "0"));
+    FF_AudioFileRef mp3(
+        new FF_AudioFile(T(8), Sys_FileLoc(dir.Path() + "/n.mp3"), 1, 16, 44100, 0, 0));
+    EXPECT_TRUE(Test_Asserts([&] { mp3->Open(Cmn_Store::eOpenFlag_OpenCreate); }, "0"));
 }
 
 // ---- regions -----------------------------------------------------------------------------

@@ -20,6 +20,13 @@ Bytes Mono16(size_t iFrames, uint32_t iSeed = 7)
     return Pattern(iFrames * 2, iSeed);
 }
 
+Bytes Swap16(Bytes iSamples)
+{
+    for (size_t i = 0; i + 1 < iSamples.size(); i += 2)
+        std::swap(iSamples[i], iSamples[i + 1]);
+    return iSamples;
+}
+
 // A new file: its chunks in order, the first sample aligned, and every property written
 // through the front read back from its chunk.
 TEST(FF_WAVEPlugIn, NewFileHasItsChunksInOrderAndEveryPropertyReadsBack)
@@ -264,31 +271,43 @@ TEST(FF_WAVEPlugIn, FailedWriteDuringMetadataFlushLeavesSamplesReadable)
     EXPECT_GT(failures, 0);
 }
 
+// A WAVE or AIFF file inside a larger one: its own header corrects the length, its samples
+// are read from the range, and it cannot be written.
 TEST(FF_WAVEPlugIn, EmbeddedFileReadsItsRangeAndIsReadOnly)
 {
-    Test_TempDir dir;
-    const std::string inner = dir.Path() + "/inner.wav";
-    const Bytes samples = Mono16(256);
-    MakeWave(inner, 1, 16, samples);
-    Bytes outer = Pattern(1001, 9);
-    const Bytes innerBytes = ReadBytes(inner);
-    outer.insert(outer.end(), innerBytes.begin(), innerBytes.end());
-    const Bytes trailer = Pattern(333, 4);
-    outer.insert(outer.end(), trailer.begin(), trailer.end());
-    const std::string path = dir.Path() + "/outer.bin";
-    WriteBytes(path, outer);
+    for (const EAudioFileType type : {eAudioFileType_WAVE, eAudioFileType_AIFF})
+    {
+        Test_TempDir dir;
+        const std::string inner = dir.Path() + "/inner";
+        const Bytes samples = Mono16(256);
+        FF_AudioFileRef made = NewFile(type, inner, 1, 16);
+        Bytes copy = samples;
+        made->Write(copy.data(), 256);
+        made->Flush();
+        made->Close();
+        Bytes outer = Pattern(1001, 9);
+        const Bytes innerBytes = ReadBytes(inner);
+        outer.insert(outer.end(), innerBytes.begin(), innerBytes.end());
+        const Bytes trailer = Pattern(333, 4);
+        outer.insert(outer.end(), trailer.begin(), trailer.end());
+        const std::string path = dir.Path() + "/outer.bin";
+        WriteBytes(path, outer);
 
-    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path), 1001));
-    file->Open(Cmn_Store::eOpenFlag_OpenForRead);
-    ASSERT_EQ(file->GetAudioFileType(), eAudioFileType_WAVE);
-    EXPECT_EQ(file->GetEmbeddedLength(), int64_t(innerBytes.size()));
-    EXPECT_EQ(file->mOffsetToData.GetOr(0), 1001 + int64_t(FindData(innerBytes).first));
-    EXPECT_TRUE(file->IsReadOnly());
-    EXPECT_FALSE(file->CanDestructiveRecord());
-    Bytes back(samples.size() + 10);
-    EXPECT_EQ(file->Read(back.data(), 300), 256);
-    EXPECT_TRUE(std::equal(samples.begin(), samples.end(), back.begin()));
-    file->Close();
+        FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path), 1001));
+        file->Open(Cmn_Store::eOpenFlag_OpenForRead);
+        ASSERT_EQ(file->GetAudioFileType(), type);
+        EXPECT_EQ(file->GetEmbeddedLength(), int64_t(innerBytes.size()));
+        const int64_t offset = file->mOffsetToData.GetOr(0) - 1001;
+        EXPECT_TRUE(std::equal(innerBytes.begin() + offset, innerBytes.begin() + offset + 512,
+                               type == eAudioFileType_WAVE ? samples.begin()
+                                                           : Swap16(samples).begin()));
+        EXPECT_TRUE(file->IsReadOnly());
+        EXPECT_FALSE(file->CanDestructiveRecord());
+        Bytes back(samples.size() + 10);
+        EXPECT_EQ(file->Read(back.data(), 300), 256);
+        EXPECT_TRUE(std::equal(samples.begin(), samples.end(), back.begin()));
+        file->Close();
+    }
 }
 
 // ---- the chunk list ----------------------------------------------------------------------

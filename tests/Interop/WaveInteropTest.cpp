@@ -18,25 +18,6 @@
 
 namespace
 {
-// All samples through the front, in blocks of an odd size, native order.
-Bytes ReadAll(FF_AudioFile& ioFile, int64_t iBlock = 999)
-{
-    const FF_AudioFile::Properties p = ioFile.GetProperties();
-    const int64_t frame = int64_t(p.mNumChannels) * p.mBytesPerSample;
-    Bytes all(size_t(p.mNumSamples * frame));
-    ioFile.SetPosition(0);
-    int64_t done = 0;
-    while (done < p.mNumSamples)
-    {
-        const int64_t n = ioFile.Read(all.data() + done * frame, iBlock);
-        if (n <= 0)
-            break;
-        done += n;
-    }
-    all.resize(size_t(done * frame));
-    return all;
-}
-
 struct SoxCase
 {
     int mBits;
@@ -106,7 +87,7 @@ TEST_P(SoxWritten, OpensWithItsPropertiesAndSamplesAndKeepsThemThroughAMetadataE
     EXPECT_EQ(p.mByteOrder, eByteOrder_Little);
     EXPECT_EQ(p.mFormatName, "WAV");
 
-    EXPECT_TRUE(ReadAll(*file) == expected) << "samples differ from sox's own decoding";
+    EXPECT_TRUE(Test_ReadAll(*file) == expected) << "samples differ from sox's own decoding";
     // A read from the middle lands on the right frame.
     const int64_t frame = int64_t(c.mChannels) * c.mBits / 8;
     const int64_t middle = c.mFrames / 2 + 1;
@@ -333,7 +314,7 @@ TEST(WaveInterop, BroadcastTextWrittenByLibsndfileIsRead)
     EXPECT_EQ(file->mBroadcastWaveData.GetOr({}).mOriginator, "another program");
     EXPECT_EQ(file->mOriginalTimeStamp.GetOr(0), 96000);
     EXPECT_EQ(file->GetProperties().mNumSamples, 300);
-    EXPECT_TRUE(ReadAll(*file, 64) == samples);
+    EXPECT_TRUE(Test_ReadAll(*file, 64) == samples);
     file->Close();
 }
 

@@ -42,6 +42,58 @@ Bytes Riff(const std::vector<Bytes>& iChunks, int64_t iFormSize)
     return bytes;
 }
 
+void PutBE(Bytes& ioBytes, uint64_t iValue, int iWidth)
+{
+    for (int i = iWidth - 1; i >= 0; --i)
+        ioBytes.push_back(uint8_t(iValue >> (8 * i)));
+}
+
+Bytes AifChunk(const char* iID, const Bytes& iData, int64_t iSize)
+{
+    Bytes bytes(iID, iID + 4);
+    PutBE(bytes, uint64_t(iSize < 0 ? int64_t(iData.size()) : iSize), 4);
+    bytes.insert(bytes.end(), iData.begin(), iData.end());
+    if (iData.size() % 2)
+        bytes.push_back(0);
+    return bytes;
+}
+
+Bytes Form(const char* iForm, const std::vector<Bytes>& iChunks, int64_t iFormSize)
+{
+    Bytes body;
+    for (const Bytes& chunk : iChunks)
+        body.insert(body.end(), chunk.begin(), chunk.end());
+    Bytes bytes = {'F', 'O', 'R', 'M'};
+    PutBE(bytes, uint64_t(iFormSize < 0 ? int64_t(body.size() + 4) : iFormSize), 4);
+    bytes.insert(bytes.end(), iForm, iForm + 4);
+    bytes.insert(bytes.end(), body.begin(), body.end());
+    return bytes;
+}
+
+Bytes CommData(int iChannels, uint32_t iFrames, int iBits, const Bytes& iRate,
+               const char* iCompression, const std::string& iName)
+{
+    Bytes data;
+    PutBE(data, uint64_t(iChannels), 2);
+    PutBE(data, iFrames, 4);
+    PutBE(data, uint64_t(iBits), 2);
+    data.insert(data.end(), iRate.begin(), iRate.end());
+    if (iCompression)
+    {
+        data.insert(data.end(), iCompression, iCompression + 4);
+        data.push_back(uint8_t(iName.size()));
+        data.insert(data.end(), iName.begin(), iName.end());
+        if (iName.size() % 2 == 0)
+            data.push_back(0);
+    }
+    return data;
+}
+
+Bytes Rate44100()
+{
+    return {0x40, 0x0E, 0xAC, 0x44, 0, 0, 0, 0, 0, 0};
+}
+
 uint64_t Hash(const Bytes& iBytes, size_t iFrom, size_t iCount)
 {
     uint64_t h = 1469598103934665603ull;
@@ -50,13 +102,19 @@ uint64_t Hash(const Bytes& iBytes, size_t iFrom, size_t iCount)
     return h;
 }
 
+FF_AudioFileRef NewFile(EAudioFileType iType, const std::string& iPath, int16_t iChannels,
+                        int16_t iBits, int32_t iRate, int64_t iTimeStamp)
+{
+    FF_AudioFileRef file(
+        new FF_AudioFile(iType, Sys_FileLoc(iPath), iChannels, iBits, iRate, iTimeStamp, 0));
+    file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+    return file;
+}
+
 FF_AudioFileRef NewWave(const std::string& iPath, int16_t iChannels, int16_t iBits, int32_t iRate,
                         int64_t iTimeStamp)
 {
-    FF_AudioFileRef file(new FF_AudioFile(eAudioFileType_WAVE, Sys_FileLoc(iPath), iChannels, iBits,
-                                          iRate, iTimeStamp, 0));
-    file->Open(Cmn_Store::eOpenFlag_OpenCreate);
-    return file;
+    return NewFile(eAudioFileType_WAVE, iPath, iChannels, iBits, iRate, iTimeStamp);
 }
 
 FF_AudioFileRef OpenFile(const std::string& iPath, Cmn_Store::EOpenFlag iFlag)
@@ -69,19 +127,13 @@ FF_AudioFileRef OpenFile(const std::string& iPath, Cmn_Store::EOpenFlag iFlag)
 void MakeWave(const std::string& iPath, int16_t iChannels, int16_t iBits, const Bytes& iSamples,
               int32_t iRate)
 {
-    FF_AudioFileRef file = NewWave(iPath, iChannels, iBits, iRate);
-    Bytes copy = iSamples;
-    file->Write(copy.data(), int64_t(copy.size()) / (iChannels * iBits / 8));
-    file->Flush();
-    file->Close();
+    MakeAudioFile(eAudioFileType_WAVE, iPath, iChannels, iBits, iSamples, iRate);
 }
 
 void MakeAudioFile(EAudioFileType iType, const std::string& iPath, int16_t iChannels,
                    int16_t iBits, const Bytes& iSamples, int32_t iRate)
 {
-    FF_AudioFileRef file(
-        new FF_AudioFile(iType, Sys_FileLoc(iPath), iChannels, iBits, iRate, 0, 0));
-    file->Open(Cmn_Store::eOpenFlag_OpenCreate);
+    FF_AudioFileRef file = NewFile(iType, iPath, iChannels, iBits, iRate);
     Bytes copy = iSamples;
     file->Write(copy.data(), int64_t(copy.size()) / (iChannels * iBits / 8));
     file->Flush();
@@ -97,13 +149,14 @@ Bytes BigEndianSamples(const Bytes& iSamples, int16_t iBits)
     return big;
 }
 
-std::vector<ChunkPlace> Chunks(const Bytes& iBytes)
+std::vector<ChunkPlace> Chunks(const Bytes& iBytes, bool iBigEndian)
 {
     std::vector<ChunkPlace> chunks;
     for (size_t p = 12; p + 8 <= iBytes.size();)
     {
-        const uint32_t size = uint32_t(iBytes[p + 4]) | uint32_t(iBytes[p + 5]) << 8 |
-                              uint32_t(iBytes[p + 6]) << 16 | uint32_t(iBytes[p + 7]) << 24;
+        uint32_t size = 0;
+        for (size_t i = 0; i < 4; ++i)
+            size |= uint32_t(iBytes[p + 4 + (iBigEndian ? 3 - i : i)]) << (8 * i);
         chunks.push_back({std::string(reinterpret_cast<const char*>(&iBytes[p]), 4), p + 8, size});
         p += 8 + size + (size % 2);
     }
@@ -118,10 +171,10 @@ std::pair<size_t, size_t> FindData(const Bytes& iBytes)
     return {0, 0};
 }
 
-std::vector<std::string> ChunkIDs(const Bytes& iBytes)
+std::vector<std::string> ChunkIDs(const Bytes& iBytes, bool iBigEndian)
 {
     std::vector<std::string> ids;
-    for (const ChunkPlace& c : Chunks(iBytes))
+    for (const ChunkPlace& c : Chunks(iBytes, iBigEndian))
         ids.push_back(c.mID);
     return ids;
 }

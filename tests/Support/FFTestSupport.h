@@ -29,8 +29,24 @@ Bytes FmtData(int iTag, int iChannels, int iRate, int iBits);
 // "RIFF" form of the chunks; iFormSize replaces the true size when given.
 Bytes Riff(const std::vector<Bytes>& iChunks, int64_t iFormSize = -1);
 
+// The same for AIFF, big-endian: iValue in iWidth bytes, a chunk, a "FORM" of form type
+// iForm ("AIFF" or "AIFC").
+void PutBE(Bytes& ioBytes, uint64_t iValue, int iWidth);
+Bytes AifChunk(const char* iID, const Bytes& iData, int64_t iSize = -1);
+Bytes Form(const char* iForm, const std::vector<Bytes>& iChunks, int64_t iFormSize = -1);
+// The data of a "COMM" chunk with the rate given as its 10 extended bytes; with a
+// compression type (AIFC), also the type and the Pascal name iName.
+Bytes CommData(int iChannels, uint32_t iFrames, int iBits, const Bytes& iRate,
+               const char* iCompression = nullptr, const std::string& iName = "");
+// The rate bytes of 44100 Hz.
+Bytes Rate44100();
+
 // FNV-1a of a byte range.
 uint64_t Hash(const Bytes& iBytes, size_t iFrom, size_t iCount);
+
+// A new file of this type and format, open for writing.
+FF_AudioFileRef NewFile(EAudioFileType iType, const std::string& iPath, int16_t iChannels,
+                        int16_t iBits, int32_t iRate = 48000, int64_t iTimeStamp = 0);
 
 // A new WAVE file of this format, open for writing.
 FF_AudioFileRef NewWave(const std::string& iPath, int16_t iChannels, int16_t iBits,
@@ -56,13 +72,13 @@ struct ChunkPlace
     size_t mStart, mSize; // of the chunk's data
 };
 
-// The chunks of a RIFF image, in file order.
-std::vector<ChunkPlace> Chunks(const Bytes& iBytes);
+// The chunks of a RIFF image (or of an AIFF image, whose sizes are big-endian), in file order.
+std::vector<ChunkPlace> Chunks(const Bytes& iBytes, bool iBigEndian = false);
 
 // Where the "data" chunk's samples start in a RIFF image, and their size (0, 0 if none).
 std::pair<size_t, size_t> FindData(const Bytes& iBytes);
 
-std::vector<std::string> ChunkIDs(const Bytes& iBytes);
+std::vector<std::string> ChunkIDs(const Bytes& iBytes, bool iBigEndian = false);
 
 // Fuzz seeds, written to the folder named by MIRAFILE_WRITE_FUZZ_SEEDS when it is set; each
 // must be small.

@@ -4,11 +4,14 @@
 // it. A file that is missing, a folder, or accepted by no plug-in is reported on standard
 // error as one line naming it; the others are still shown, and the status is then 1. With
 // --json the standard output is one JSON document: an object for one file, a list of
-// objects (of the files that could be read) for several.
+// objects (of the files that could be read) for several. A file with an instrument (root
+// key, fine tune, loops) shows it after the rest; in JSON "instrument" is null without one.
 #include <cstdio>
 #include <iostream>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
+#include <vector>
 
 #include "Cmn_Exception.h"
 #include "FF/Audio/FF_AudioFile.h"
@@ -35,6 +38,7 @@ struct FileInfo
     std::string mOriginator;
     FF_AudioFile::RegionList mRegions;
     bool mHasOverview = false;
+    std::optional<FF_AudioInstrumentAttr> mInstrument; // when the file has one
 };
 
 // The file's information, or an exception whose text says what is wrong with it.
@@ -65,6 +69,9 @@ FileInfo ReadInfo(const std::string& iPath)
     info.mOriginator = file->mBroadcastWaveData.GetOr({}).mOriginator;
     file->GetRegions(&info.mRegions);
     info.mHasOverview = !file->mOverview.GetOr({}).empty();
+    FF_AudioInstrumentAttr instrument;
+    if (file->mInstrumentAttr.Get(&instrument))
+        info.mInstrument = instrument;
     file->Close();
     return info;
 }
@@ -81,6 +88,28 @@ std::string Duration(int64_t iSamples, int32_t iRate)
     char text[64];
     std::snprintf(text, sizeof text, "%.3f s", double(iSamples) / iRate);
     return text;
+}
+
+struct Loop
+{
+    int32_t mType;
+    int64_t mStart, mEnd;
+};
+
+// The loops in use of an instrument, in order.
+std::vector<Loop> LoopsOf(const FF_AudioInstrumentAttr& iAttr)
+{
+    std::vector<Loop> loops;
+    for (const Loop& loop : {Loop{iAttr.mLoop1Type, iAttr.mLoop1Start, iAttr.mLoop1End},
+                             Loop{iAttr.mLoop2Type, iAttr.mLoop2Start, iAttr.mLoop2End}})
+        if (loop.mType != 0)
+            loops.push_back(loop);
+    return loops;
+}
+
+std::string LoopTypeName(int32_t iType)
+{
+    return iType == 1 ? "forward" : iType == 2 ? "ping-pong" : iType == 3 ? "backward" : "?";
 }
 
 void PrintText(std::ostream& out, const FileInfo& iInfo)
@@ -111,6 +140,16 @@ void PrintText(std::ostream& out, const FileInfo& iInfo)
         out << "  " << region.mName << "  " << region.mStartSample << "-" << region.mStopSample
             << (region.mIsWholeFile ? "  (whole file)" : "") << "\n";
     row("overview", iInfo.mHasOverview ? "embedded" : "none");
+    if (iInfo.mInstrument)
+    {
+        row("root key", std::to_string(iInfo.mInstrument->mRootNote));
+        row("fine tune", std::to_string(iInfo.mInstrument->mFineTune) + " cents");
+        const std::vector<Loop> loops = LoopsOf(*iInfo.mInstrument);
+        row("loops", std::to_string(loops.size()));
+        for (const Loop& loop : loops)
+            out << "  " << LoopTypeName(loop.mType) << "  " << loop.mStart << "-" << loop.mEnd
+                << "\n";
+    }
 }
 
 Tool_Json ToJson(const FileInfo& iInfo)
@@ -136,6 +175,17 @@ Tool_Json ToJson(const FileInfo& iInfo)
                                            {"stop", region.mStopSample},
                                            {"whole_file", region.mIsWholeFile}});
     doc["has_overview"] = iInfo.mHasOverview;
+    doc["instrument"] = Tool_Json();
+    if (iInfo.mInstrument)
+    {
+        Tool_Json loops = Tool_Json::array();
+        for (const Loop& loop : LoopsOf(*iInfo.mInstrument))
+            loops.push_back(Tool_Json{
+                {"type", LoopTypeName(loop.mType)}, {"start", loop.mStart}, {"end", loop.mEnd}});
+        doc["instrument"] = Tool_Json{{"root_key", iInfo.mInstrument->mRootNote},
+                                      {"fine_tune", iInfo.mInstrument->mFineTune},
+                                      {"loops", loops}};
+    }
     return doc;
 }
 

@@ -6,6 +6,7 @@
 #include <cctype>
 
 #include "FF/Audio/FF_AudioFile.h"
+#include "FF/Audio/PlugIns/FF_AIFPlugIn.h"
 #include "FF/Audio/PlugIns/FF_QSIIPlugIn.h"
 #include "FF/Audio/PlugIns/FF_QSIPlugIn.h"
 #include "FF/Audio/PlugIns/FF_WAVEPlugIn.h"
@@ -25,8 +26,9 @@ const std::vector<FF_AudioFileFormat>& FF_AudioFileFormat::GetAll()
         {eAudioFileType_WAVE, {"WAVE", ".WAV"}, {"wav"}, 57, "", cLittle, true, 3, cOwn,
             &FF_WAVEPlugIn::Create, &FF_WAVEPlugIn::CreateNew},
         {eAudioFileType_AIFF, {"AIFF", "AIFC"}, {"aif", "aiff"}, 58, "", cBig, true, 2, cOwn,
-            nullptr, nullptr},
-        {eAudioFileType_AIFC, {}, {}, 58, "", cBig, true, 1, eAudioFileType_AIFF, nullptr, nullptr},
+            &FF_AIFPlugIn::Create, &FF_AIFPlugIn::CreateNew},
+        {eAudioFileType_AIFC, {}, {}, 58, "", cBig, true, 1, eAudioFileType_AIFF,
+            &FF_AIFPlugIn::Create, &FF_AIFPlugIn::CreateNew},
         {eAudioFileType_OMF, {"OMFI"}, {"omf"}, 62, "", eOrder_Refused, false, 0, cOwn, nullptr,
             nullptr},
         {eAudioFileType_Real, {"PNRA"}, {"ram"}, 64, "", cLittle, false, 0, cOwn, nullptr, nullptr},

@@ -69,6 +69,19 @@ void FF_WriteExact(Sys_File* iFileP, const void* iBufferP, int64_t iCount)
         throw std::runtime_error(L10N_Utils::GetText(7, 12));
 }
 
+bool FF_HasOMFTrailer(Sys_File* iFileP)
+{
+    static const unsigned char cBentoMagic[8] = {0xA4, 0x43, 0x4D, 0xA5, 0x48, 0x64, 0x72, 0xD7};
+    if (iFileP->GetEOF() < 24)
+        return false;
+    unsigned char tail[24];
+    iFileP->SetPosition(Sys_File::eOffsetFrom_End, 24);
+    if (iFileP->Read(tail, 24) != 24)
+        return false;
+    const auto version = FF_GetNumber<uint16_t>(tail + 12, eByteOrder_Native);
+    return std::memcmp(tail, cBentoMagic, 8) == 0 && (version == 1 || version == 256);
+}
+
 // ---- the instrument record -----------------------------------------------------------------
 
 void FF_InstrumentRecord::Write(const FF_AudioInstrumentAttr& iAttr, EByteOrder iOrder,

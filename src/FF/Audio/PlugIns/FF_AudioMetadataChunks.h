@@ -53,6 +53,11 @@ constexpr uint32_t FF_AudioChunkID(const char (&iID)[5])
 void FF_ReadExact(Sys_File* iFileP, void* oBufferP, int64_t iCount);
 void FF_WriteExact(Sys_File* iFileP, const void* iBufferP, int64_t iCount);
 
+// Whether the file ends in the trailer of an OMF (Bento) container: an OMF file may hide
+// inside a chunk file, which is then read-only. The last 24 bytes hold the Bento magic
+// A4 43 4D A5 48 64 72 D7 at 0 and the 16-bit value 1 or 256 at 12.
+bool FF_HasOMFTrailer(Sys_File* iFileP);
+
 // An integer of sizeof(T) bytes in the given byte order.
 template <class T> T FF_GetNumber(const unsigned char* iP, EByteOrder iOrder)
 {

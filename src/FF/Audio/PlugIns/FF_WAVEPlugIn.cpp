@@ -166,17 +166,8 @@ bool FF_WAVEPlugIn::IsValidFile()
 
 bool FF_WAVEPlugIn::IsOMFI()
 {
-    static const unsigned char cBentoMagic[8] = {0xA4, 0x43, 0x4D, 0xA5, 0x48, 0x64, 0x72, 0xD7};
     EnsureOpen();
-    if (mFile->GetEOF() < 24)
-        return false;
-    unsigned char tail[24];
-    mFile->SetPosition(Sys_File::eOffsetFrom_End, 24);
-    if (mFile->Read(tail, 24) != 24)
-        return false;
-    uint16_t version;
-    std::memcpy(&version, tail + 12, 2);
-    return std::memcmp(tail, cBentoMagic, 8) == 0 && (version == 1 || version == 256);
+    return FF_HasOMFTrailer(mFile.get());
 }
 
 bool FF_WAVEPlugIn::IsDataOffsetBinary()
