@@ -233,34 +233,49 @@ void Sys_AtomicOutput::Commit(const Sys_FileLoc& iFinal)
         replace = found->second.mReplace;
         Registry().erase(found);
     }
-    // A sidecar written beside the temporary file goes to the final name's sidecar right
-    // after the file itself; should that rename fail, the file is taken back when it
-    // replaced nothing, so that a new output never stands without its sidecar.
+    // A sidecar written beside the temporary file goes to the final name's sidecar. For a new
+    // output the sidecar goes first, so that the final name never stands without it (a crash
+    // between the two renames leaves only a sidecar whose file is missing); should the file's
+    // rename then fail, the sidecar is taken back. A replacing output renames the file first.
     const std::string tempSidecar = SidecarPath(temp);
+    const std::string finalSidecar = SidecarPath(iFinal.GetFullPath());
     struct stat info
     {
     };
     const bool sidecar = ::lstat(tempSidecar.c_str(), &info) == 0 && S_ISREG(info.st_mode);
-    bool renamed = false;
+    bool sidecarRenamed = false;
     try
     {
         SyncPath(temp, false, iFinal);
         if (sidecar)
             SyncPath(tempSidecar, false, iFinal);
-        const int error =
-            replace ? (::rename(temp.c_str(), iFinal.GetFullPath().c_str()) == 0 ? 0 : errno)
-                    : RenameNoReplace(temp, iFinal.GetFullPath());
-        if (error)
-            Fail(error, iFinal);
-        renamed = true;
-        if (sidecar &&
-            ::rename(tempSidecar.c_str(), SidecarPath(iFinal.GetFullPath()).c_str()) != 0)
-            Fail(errno, iFinal);
+        if (replace)
+        {
+            if (::rename(temp.c_str(), iFinal.GetFullPath().c_str()) != 0)
+                Fail(errno, iFinal);
+            if (sidecar && ::rename(tempSidecar.c_str(), finalSidecar.c_str()) != 0)
+                Fail(errno, iFinal);
+        }
+        else
+        {
+            if (sidecar)
+            {
+                if (::lstat(iFinal.GetFullPath().c_str(), &info) == 0)
+                    Fail(EEXIST, iFinal);
+                // A sidecar already there belongs to no file (the final name is free): it
+                // is an orphan, such as one left by a crash between these two renames.
+                if (::rename(tempSidecar.c_str(), finalSidecar.c_str()) != 0)
+                    Fail(errno, Sys_FileLoc(finalSidecar));
+                sidecarRenamed = true;
+            }
+            if (const int error = RenameNoReplace(temp, iFinal.GetFullPath()))
+                Fail(error, iFinal);
+        }
     }
     catch (...)
     {
-        if (renamed && !replace)
-            ::unlink(iFinal.GetFullPath().c_str());
+        if (sidecarRenamed)
+            ::unlink(finalSidecar.c_str());
         ::unlink(temp.c_str());
         ::unlink(tempSidecar.c_str());
         throw;

@@ -20,9 +20,10 @@
 //  3. A temporary file whose process is gone is stale: Begin removes every stale one in its
 //     folder (and its sidecar, and nothing else) before it reserves.
 //  4. A reserved file's AppleDouble sidecar ("._" + final name) is redirected to the sidecar
-//     of the temporary file; Commit renames the file, then that sidecar when there is one
-//     (when the sidecar cannot follow, a file that replaced nothing is taken back), and
-//     Discard deletes both.
+//     of the temporary file. Commit of a new output renames that sidecar first (over an
+//     orphan sidecar of the free final name), then the file, and takes the sidecar back
+//     when the file cannot follow, so the final name never stands without its sidecar; a
+//     replacing output renames the file, then the sidecar. Discard deletes both.
 //
 // Any thread may call these; the registry of reservations is guarded by one mutex.
 #pragma once

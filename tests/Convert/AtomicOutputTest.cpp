@@ -133,6 +133,35 @@ TEST(AtomicOutput, ANameReservedByAnotherLiveRunIsTakenAndOnlyStaleTempFilesGo)
     EXPECT_EQ(Sys_AtomicOutput::RemoveStaleTempFiles(Sys_FileLoc(d)), 0);
 }
 
+// A new output with a sidecar: the sidecar goes over an orphan one of the free name, and
+// when the name is taken before Commit, neither the taker's file nor its sidecar is touched.
+TEST(AtomicOutput, ASidecarFollowsItsFileAndNeverReplacesAnotherFilesSidecar)
+{
+    Test_TempDir dir;
+    const std::string& d = dir.Path();
+    const auto begin = [&](const std::string& iName)
+    {
+        const Sys_FileLoc temp = Sys_AtomicOutput::Begin(Sys_FileLoc(d + "/" + iName));
+        WriteBytes(temp.GetFullPath(), std::string_view("fork"));
+        WriteBytes(d + "/._" + temp.GetName(), std::string_view("ours"));
+    };
+    WriteBytes(d + "/._take.qs2", std::string_view("orphan"));
+    begin("take.qs2");
+    Sys_AtomicOutput::Commit(Sys_FileLoc(d + "/take.qs2"));
+    EXPECT_EQ(ReadBytes<std::string>(d + "/._take.qs2"), "ours");
+    EXPECT_EQ(ReadBytes<std::string>(d + "/take.qs2"), "fork");
+
+    begin("late.qs2");
+    WriteBytes(d + "/late.qs2", std::string_view("theirs"));
+    WriteBytes(d + "/._late.qs2", std::string_view("their sidecar"));
+    EXPECT_EQ(ThrownError([&] { Sys_AtomicOutput::Commit(Sys_FileLoc(d + "/late.qs2")); }).first,
+              EEXIST);
+    EXPECT_EQ(ReadBytes<std::string>(d + "/late.qs2"), "theirs");
+    EXPECT_EQ(ReadBytes<std::string>(d + "/._late.qs2"), "their sidecar");
+    EXPECT_EQ(Test_FolderNames(d),
+              (std::set<std::string>{"take.qs2", "._take.qs2", "late.qs2", "._late.qs2"}));
+}
+
 // CompactAudioFile with the Nth write failing, for every N until one gets through: each
 // failure leaves the folder as it was, without the output or a temporary file.
 TEST(AtomicOutput, AFailedWriteLeavesNeitherTheOutputNorATemporaryFile)
