@@ -24,11 +24,10 @@
 #include <string>
 #include <vector>
 
-#include "FF/Audio/FF_BasicAudioPlugIn.h"
 #include "FF/Audio/PlugIns/FF_AudioMetadataChunks.h"
-#include "FF/FF_ChunkyFile.h"
+#include "FF/Audio/PlugIns/FF_ChunkFilePlugIn.h"
 
-class FF_AIFPlugIn : public FF_BasicAudioPlugIn, public FF_ChunkyFile<uint32_t>
+class FF_AIFPlugIn : public FF_ChunkFilePlugIn
 {
 public:
     // A marker of "MARK": the kind is 1 for the name "beg loop", 2 for "end loop", else 0.
@@ -53,33 +52,17 @@ public:
 
     // ---- the plug-in ---------------------------------------------------------------------
     EAudioFileType GetAudioFileType() override;
-    void Flush() override;
     bool Read(FF_AudioProperty::EID iID) const override;
     void Write(FF_AudioProperty::EID iID) override;
-    bool CanWrite(FF_AudioProperty::EID iID) const override;
-    bool IsOMFI() override;
-    bool CanDestructiveRecord() const override { return true; }
     int32_t GetMacOSType() override;
-    void CreateNewFileImpl() override;
     bool IsValidFile() override;
     int64_t GetOffsetToPCMData(FF_AudioFile* iAudioFileP) override;
-    void HandleWriteExtend() override;
-
-    // ---- the chunk engine ----------------------------------------------------------------
-    int32_t GetFileHeaderSize() const override { return 12; }
-    void WriteFileHeader(int64_t iChunksSize) override;
-    bool ReadFileHeader(int64_t* oFormSizeP) override;
-    Sys_File* GetFile() override { return mFile.get(); }
-    void* GetUserData() override { return mAudioFile; }
-    FF_Chunk* ReadNextChunk(int64_t iPosition, int64_t* oDataSizeP) override;
-    int32_t GetAlignment() const override { return 2; }
 
     // Appends an empty, cached chunk that needs writing: "umid", "regn", "INST", "MARK",
     // "ovwf", "minf", "rkti" or "ANNO"; any other id fails the assertion "0".
-    FF_Chunk* CreateChunk(uint32_t iID);
+    FF_Chunk* CreateChunk(uint32_t iID) override;
 
     // ---- the instrument, filled by "INST" and "MARK" -------------------------------------
-    uint32_t GetFormType() const { return mFormType; }
     void SetInstCk(const InstCk& iRecord) { mInstCk = std::make_unique<InstCk>(iRecord); }
     void ClearMarkers() { mMarkers.clear(); }
     void AddMarker(const Marker& iMarker) { mMarkers.push_back(iMarker); }
@@ -89,12 +72,10 @@ public:
     bool CompleteLoopInfo();
 
 private:
-    // A chunk of an id read from the file, or null for an id this file does not know.
-    FF_AudioChunk* CreateKnownChunk(uint32_t iID, int64_t iStoredSize);
-    bool ReadChunkConst(uint32_t iID) const;
-    void EnsureChunk(uint32_t iID);
+    FF_AudioChunk* CreateKnownChunk(uint32_t iID, int64_t iStoredSize) override;
+    // "AIFF" or "AIFC".
+    bool IsFormType(uint32_t iFormType) const override;
 
-    uint32_t mFormType;
     std::vector<Marker> mMarkers;
     std::unique_ptr<InstCk> mInstCk;
 };

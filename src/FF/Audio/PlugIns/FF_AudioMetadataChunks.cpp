@@ -82,6 +82,31 @@ bool FF_HasOMFTrailer(Sys_File* iFileP)
     return std::memcmp(tail, cBentoMagic, 8) == 0 && (version == 1 || version == 256);
 }
 
+bool FF_CanWriteMetadata(FF_AudioProperty::EID iID, FF_AudioFile* iAudioFileP)
+{
+    switch (iID)
+    {
+    case FF_AudioProperty::eID_NumSamples:
+    case FF_AudioProperty::eID_Umid:
+    case FF_AudioProperty::eID_OriginalTimeStamp:
+    case FF_AudioProperty::eID_UserTimeStamp:
+    case FF_AudioProperty::eID_Regions:
+    case FF_AudioProperty::eID_PlugInData:
+    case FF_AudioProperty::eID_InstrumentAttr:
+    case FF_AudioProperty::eID_Description:
+        return true;
+    case FF_AudioProperty::eID_Overview:
+    {
+        iAudioFileP->Open(Cmn_Store::eOpenFlag_OpenForRead);
+        const bool mono = iAudioFileP->mNumChannels.GetOr(0) == 1;
+        iAudioFileP->Close();
+        return mono;
+    }
+    default:
+        return false;
+    }
+}
+
 // ---- the instrument record -----------------------------------------------------------------
 
 void FF_InstrumentRecord::Write(const FF_AudioInstrumentAttr& iAttr, EByteOrder iOrder,

@@ -58,6 +58,11 @@ void FF_WriteExact(Sys_File* iFileP, const void* iBufferP, int64_t iCount);
 // A4 43 4D A5 48 64 72 D7 at 0 and the 16-bit value 1 or 256 at 12.
 bool FF_HasOMFTrailer(Sys_File* iFileP);
 
+// The properties that every plug-in with the library's metadata can write: the sample count,
+// identity, time stamps, regions, plug-in data, instrument, description, and the overview of a
+// mono file (for which the front is opened for reading and closed again).
+bool FF_CanWriteMetadata(FF_AudioProperty::EID iID, FF_AudioFile* iAudioFileP);
+
 // An integer of sizeof(T) bytes in the given byte order.
 template <class T> T FF_GetNumber(const unsigned char* iP, EByteOrder iOrder)
 {

@@ -481,27 +481,7 @@ bool FF_QSIIPlugIn::Read(FF_AudioProperty::EID iID) const
 
 bool FF_QSIIPlugIn::CanWrite(FF_AudioProperty::EID iID) const
 {
-    switch (iID)
-    {
-    case FF_AudioProperty::eID_NumSamples:
-    case FF_AudioProperty::eID_Umid:
-    case FF_AudioProperty::eID_OriginalTimeStamp:
-    case FF_AudioProperty::eID_UserTimeStamp:
-    case FF_AudioProperty::eID_Regions:
-    case FF_AudioProperty::eID_PlugInData:
-    case FF_AudioProperty::eID_InstrumentAttr:
-    case FF_AudioProperty::eID_Description:
-        return true;
-    case FF_AudioProperty::eID_Overview:
-    {
-        mAudioFile->Open(Cmn_Store::eOpenFlag_OpenForRead);
-        const bool mono = mAudioFile->mNumChannels.GetOr(0) == 1;
-        mAudioFile->Close();
-        return mono;
-    }
-    default:
-        return false;
-    }
+    return FF_CanWriteMetadata(iID, mAudioFile);
 }
 
 // ---- writing -------------------------------------------------------------------------------

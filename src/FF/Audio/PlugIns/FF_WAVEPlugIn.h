@@ -14,10 +14,9 @@
 
 #include <cstdint>
 
-#include "FF/Audio/FF_BasicAudioPlugIn.h"
-#include "FF/FF_ChunkyFile.h"
+#include "FF/Audio/PlugIns/FF_ChunkFilePlugIn.h"
 
-class FF_WAVEPlugIn : public FF_BasicAudioPlugIn, public FF_ChunkyFile<uint32_t>
+class FF_WAVEPlugIn : public FF_ChunkFilePlugIn
 {
 public:
     // The plug-in for an existing file, or null when the file is no WAVE file. iOffset and
@@ -30,33 +29,17 @@ public:
 
     // ---- the plug-in ---------------------------------------------------------------------
     EAudioFileType GetAudioFileType() override { return eAudioFileType_WAVE; }
-    void Flush() override;
     bool Read(FF_AudioProperty::EID iID) const override;
     void Write(FF_AudioProperty::EID iID) override;
-    bool CanWrite(FF_AudioProperty::EID iID) const override;
     bool IsDataOffsetBinary() override;
-    bool IsOMFI() override;
-    bool CanDestructiveRecord() const override { return true; }
     int32_t GetMacOSType() override;
-    void CreateNewFileImpl() override;
     bool IsValidFile() override;
     int64_t GetOffsetToPCMData(FF_AudioFile* iAudioFileP) override;
-    void HandleWriteExtend() override;
-
-    // ---- the chunk engine ----------------------------------------------------------------
-    int32_t GetFileHeaderSize() const override { return 12; }
-    void WriteFileHeader(int64_t iChunksSize) override;
-    bool ReadFileHeader(int64_t* oFormSizeP) override;
-    Sys_File* GetFile() override { return mFile.get(); }
-    void* GetUserData() override { return mAudioFile; }
-    FF_Chunk* ReadNextChunk(int64_t iPosition, int64_t* oDataSizeP) override;
-    int32_t GetAlignment() const override { return 2; }
 
     // Appends an empty chunk of that id (see WAVEChunk::CreateChunk).
-    FF_Chunk* CreateChunk(uint32_t iID);
+    FF_Chunk* CreateChunk(uint32_t iID) override;
 
 private:
-    // ReadChunk for a const caller (reading fills caches).
-    bool ReadChunkConst(uint32_t iID) const;
-    void EnsureChunk(uint32_t iID);
+    FF_AudioChunk* CreateKnownChunk(uint32_t iID, int64_t iStoredSize) override;
+    bool IsFormType(uint32_t iFormType) const override;
 };
