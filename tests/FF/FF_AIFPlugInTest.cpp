@@ -375,19 +375,12 @@ TEST(FF_AIFPlugIn, FlushKeepsSamplesAndForeignChunksUnlessTheSamplesGrow)
 
 // ---- bad input ---------------------------------------------------------------------------
 
-struct BadInput
-{
-    const char* mName;
-    Bytes mBytes;
-    bool mOpens; // a plug-in accepts it (reading must then stay safe)
-};
-
-std::vector<BadInput> BadInputs()
+std::vector<AudioInput> BadInputs()
 {
     const Bytes comm = AifChunk("COMM", CommData(2, 16, 16, Rate44100()));
     const Bytes ssnd = Ssnd(Pattern(64));
     const Bytes full = Form("AIFF", {comm, ssnd});
-    std::vector<BadInput> cases;
+    std::vector<AudioInput> cases;
     cases.push_back({"empty file", {}, false});
     cases.push_back({"truncated header", Bytes(full.begin(), full.begin() + 10), false});
     cases.push_back({"RIFF header", Riff({comm, ssnd}), false});
@@ -457,7 +450,7 @@ std::vector<BadInput> BadInputs()
 TEST(FF_AIFPlugIn, InputsOpenAsTheyShouldAndReadSafelyAndAreTheFuzzSeeds)
 {
     Test_TempDir dir;
-    std::vector<BadInput> inputs;
+    std::vector<AudioInput> inputs;
     for (const auto& [name, type, channels, bits, frames] :
          {std::tuple{"mono8.aif", eAudioFileType_AIFF, 1, 8, 41},
           {"stereo16.aifc", eAudioFileType_AIFC, 2, 16, 50},
@@ -476,38 +469,9 @@ TEST(FF_AIFPlugIn, InputsOpenAsTheyShouldAndReadSafelyAndAreTheFuzzSeeds)
         inputs.push_back({name, ReadBytes(path), true});
     }
     const size_t good = inputs.size();
-    for (const BadInput& c : BadInputs())
+    for (const AudioInput& c : BadInputs())
         inputs.push_back(c);
-    std::vector<std::pair<std::string, Bytes>> seeds;
-    for (size_t i = 0; i < inputs.size(); ++i)
-    {
-        const BadInput& c = inputs[i];
-        const std::string path = dir.Path() + "/in.aif";
-        WriteBytes(path, c.mBytes);
-        const std::list<EAudioFileType> candidates = {eAudioFileType_AIFC};
-        FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path), 0, &candidates));
-        file->Open(Cmn_Store::eOpenFlag_OpenForRead);
-        EXPECT_EQ(file->GetPlugIn() != nullptr, c.mOpens) << c.mName;
-        if (file->GetPlugIn())
-        {
-            const FF_AudioFile::Properties p = file->GetProperties();
-            EXPECT_GE(p.mNumSamples, 0) << c.mName;
-            FF_AudioFile::RegionList regions;
-            file->GetRegions(&regions);
-            EXPECT_FALSE(regions.empty()) << c.mName;
-            file->mOverview.GetOr({});
-            file->mInstrumentAttr.GetOr({});
-            file->mUmid.GetOr({});
-            file->mDescription.GetOr("");
-            Bytes buffer(size_t(64 * p.mNumChannels * p.mBytesPerSample) + 4);
-            EXPECT_LE(file->Read(buffer.data(), 64), 64) << c.mName;
-        }
-        file->Close();
-        std::string name = i < good ? c.mName : std::string("bad-") + c.mName + ".aif";
-        std::replace(name.begin(), name.end(), ' ', '-');
-        if (i < good || c.mBytes.size() < 4096) // the writer's must all be small
-            seeds.emplace_back(name, c.mBytes);
-    }
-    WriteFuzzSeeds(seeds);
+    const std::list<EAudioFileType> candidates = {eAudioFileType_AIFC};
+    CheckInputsAndWriteSeeds(inputs, good, dir.Path(), ".aif", &candidates);
 }
 } // namespace

@@ -340,18 +340,11 @@ TEST(FF_ChunkyFile, ParseStopsAfter101ChunksAndReadChunkReadsOnlyOnce)
 
 // ---- bad input ---------------------------------------------------------------------------
 
-struct BadInput
-{
-    const char* mName;
-    Bytes mBytes;
-    bool mOpens; // a plug-in accepts it (reading must then stay safe)
-};
-
-std::vector<BadInput> BadInputs()
+std::vector<AudioInput> BadInputs()
 {
     const Bytes fmt = Chunk("fmt ", FmtData(1, 2, 44100, 16));
     const Bytes data = Chunk("data", Pattern(64));
-    std::vector<BadInput> cases;
+    std::vector<AudioInput> cases;
     cases.push_back({"empty file", {}, false});
     Bytes full = Riff({fmt, data});
     cases.push_back({"truncated header", Bytes(full.begin(), full.begin() + 10), false});
@@ -396,7 +389,7 @@ std::vector<BadInput> BadInputs()
 TEST(FF_WAVEPlugIn, InputsOpenAsTheyShouldAndReadSafelyAndAreTheFuzzSeeds)
 {
     Test_TempDir dir;
-    std::vector<BadInput> inputs;
+    std::vector<AudioInput> inputs;
     for (const auto& [name, channels, bits, frames] :
          {std::tuple{"mono8.wav", 1, 8, 40}, {"stereo16.wav", 2, 16, 50}, {"six24.wav", 6, 24, 10}})
     {
@@ -412,35 +405,8 @@ TEST(FF_WAVEPlugIn, InputsOpenAsTheyShouldAndReadSafelyAndAreTheFuzzSeeds)
         inputs.push_back({name, ReadBytes(path), true});
     }
     const size_t good = inputs.size();
-    for (const BadInput& c : BadInputs())
+    for (const AudioInput& c : BadInputs())
         inputs.push_back(c);
-    std::vector<std::pair<std::string, Bytes>> seeds;
-    for (size_t i = 0; i < inputs.size(); ++i)
-    {
-        const BadInput& c = inputs[i];
-        const std::string path = dir.Path() + "/in.wav";
-        WriteBytes(path, c.mBytes);
-        FF_AudioFileRef file = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);
-        EXPECT_EQ(file->GetPlugIn() != nullptr, c.mOpens) << c.mName;
-        if (file->GetPlugIn())
-        {
-            const FF_AudioFile::Properties p = file->GetProperties();
-            EXPECT_GE(p.mNumSamples, 0) << c.mName;
-            FF_AudioFile::RegionList regions;
-            file->GetRegions(&regions);
-            EXPECT_FALSE(regions.empty()) << c.mName;
-            file->mOverview.GetOr({});
-            file->mInstrumentAttr.GetOr({});
-            file->mUmid.GetOr({});
-            Bytes buffer(size_t(64 * p.mNumChannels * p.mBytesPerSample) + 4);
-            EXPECT_LE(file->Read(buffer.data(), 64), 64) << c.mName;
-        }
-        file->Close();
-        std::string name = i < good ? c.mName : std::string("bad-") + c.mName + ".wav";
-        std::replace(name.begin(), name.end(), ' ', '-');
-        if (i < good || c.mBytes.size() < 4096) // the writer's must all be small
-            seeds.emplace_back(name, c.mBytes);
-    }
-    WriteFuzzSeeds(seeds);
+    CheckInputsAndWriteSeeds(inputs, good, dir.Path(), ".wav");
 }
 } // namespace

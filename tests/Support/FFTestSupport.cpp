@@ -195,3 +195,39 @@ void WriteFuzzSeeds(const std::vector<std::pair<std::string, Bytes>>& iSeeds)
         }
     }
 }
+
+void CheckInputsAndWriteSeeds(const std::vector<AudioInput>& iInputs, size_t iGood,
+                              const std::string& iFolder, const char* iExtension,
+                              const std::list<EAudioFileType>* iCandidatesP)
+{
+    std::vector<std::pair<std::string, Bytes>> seeds;
+    const std::string path = iFolder + "/in" + iExtension;
+    for (size_t i = 0; i < iInputs.size(); ++i)
+    {
+        const AudioInput& c = iInputs[i];
+        WriteBytes(path, c.mBytes);
+        FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path), 0, iCandidatesP));
+        file->Open(Cmn_Store::eOpenFlag_OpenForRead);
+        EXPECT_EQ(file->GetPlugIn() != nullptr, c.mOpens) << c.mName;
+        if (file->GetPlugIn())
+        {
+            const FF_AudioFile::Properties p = file->GetProperties();
+            EXPECT_GE(p.mNumSamples, 0) << c.mName;
+            FF_AudioFile::RegionList regions;
+            file->GetRegions(&regions);
+            EXPECT_FALSE(regions.empty()) << c.mName;
+            file->mOverview.GetOr({});
+            file->mInstrumentAttr.GetOr({});
+            file->mUmid.GetOr({});
+            file->mDescription.GetOr("");
+            Bytes buffer(size_t(64 * p.mNumChannels * p.mBytesPerSample) + 4);
+            EXPECT_LE(file->Read(buffer.data(), 64), 64) << c.mName;
+        }
+        file->Close();
+        std::string name = i < iGood ? c.mName : std::string("bad-") + c.mName + iExtension;
+        std::replace(name.begin(), name.end(), ' ', '-');
+        if (i < iGood || c.mBytes.size() < 4096) // the writer's must all be small
+            seeds.emplace_back(name, c.mBytes);
+    }
+    WriteFuzzSeeds(seeds);
+}

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <list>
 #include <string>
 #include <utility>
 #include <vector>
@@ -83,3 +84,21 @@ std::vector<std::string> ChunkIDs(const Bytes& iBytes, bool iBigEndian = false);
 // Fuzz seeds, written to the folder named by MIRAFILE_WRITE_FUZZ_SEEDS when it is set; each
 // must be small.
 void WriteFuzzSeeds(const std::vector<std::pair<std::string, Bytes>>& iSeeds);
+
+// An input of a plug-in's table of inputs; mOpens: a plug-in takes it (reading must then stay
+// safe).
+struct AudioInput
+{
+    const char* mName;
+    Bytes mBytes;
+    bool mOpens;
+};
+
+// Opens each input (written to iFolder as "in" + iExtension) with the candidate types (null:
+// the default list): a plug-in takes exactly the inputs marked so, and every property, the
+// regions and a block of samples of those read safely. The first iGood inputs are files of
+// our own writer; they and the small others ("bad-" + name + iExtension, spaces as dashes)
+// are the fuzz seeds (WriteFuzzSeeds).
+void CheckInputsAndWriteSeeds(const std::vector<AudioInput>& iInputs, size_t iGood,
+                              const std::string& iFolder, const char* iExtension,
+                              const std::list<EAudioFileType>* iCandidatesP = nullptr);
