@@ -1,5 +1,5 @@
 // What the audio file fuzz targets share: the input written to a temporary file (the front
-// opens files by location), opened as an FF_AudioFile with one candidate type, then every
+// opens files by location), opened as an FF_AudioFile with the candidate types, then every
 // property, the regions and a few blocks of samples read.
 //
 // Expected failures are the library's own: L10N and system exceptions, assertion failures,
@@ -25,18 +25,33 @@ namespace
 {
 volatile uint64_t gSink;
 
-std::string TempPath(const char* iExtension)
+// The folder for temporary files, with a trailing slash.
+inline std::string TempFolder()
+{
+    const char* base = std::getenv("TMPDIR");
+    return std::string(base ? base : "/tmp") + "/";
+}
+
+inline std::string TempPath(const char* iExtension)
 {
     static const std::string sPath = [iExtension]
-    {
-        const char* base = std::getenv("TMPDIR");
-        return std::string(base ? base : "/tmp") + "/mirafile-fuzz-" +
-               std::to_string(::getpid()) + iExtension;
-    }();
+    { return TempFolder() + "mirafile-fuzz-" + std::to_string(::getpid()) + iExtension; }();
     return sPath;
 }
 
-void ReadEverything(FF_AudioFile& file)
+// Writes the bytes to a new file; false when it cannot be created.
+inline bool PutFile(const std::string& iPath, const uint8_t* iData, size_t iSize)
+{
+    FILE* out = std::fopen(iPath.c_str(), "wb");
+    if (!out)
+        return false;
+    if (iSize)
+        std::fwrite(iData, 1, iSize, out);
+    std::fclose(out);
+    return true;
+}
+
+inline void ReadEverything(FF_AudioFile& file)
 {
     const FF_AudioFile::Properties p = file.GetProperties();
     gSink = gSink + uint64_t(p.mNumSamples) + p.mFormatName.size();
@@ -49,6 +64,8 @@ void ReadEverything(FF_AudioFile& file)
     gSink = gSink + uint64_t(file.mModificationCount.GetOr(0));
     gSink = gSink + file.mOverview.GetOr({}).size();
     gSink = gSink + uint64_t(file.mInstrumentAttr.GetOr({}).mLoop1End);
+    gSink = gSink + uint64_t(file.mInstrumentAttr.GetOr({}).mLoop2End);
+    gSink = gSink + file.mPlugInData.GetOr({}).size();
     gSink = gSink + file.mDRktAssetInfo.GetOr({}).mValue;
     gSink = gSink + uint64_t(file.mCreationTime.GetOr(0));
     gSink = gSink + uint64_t(file.mOffsetToData.GetOr(0));
@@ -67,22 +84,14 @@ void ReadEverything(FF_AudioFile& file)
                                            block % 2 ? eByteOrder_Big : eByteOrder_Little));
 }
 
-// Opens the input as a file of iType and reads everything; always returns 0.
-int OpenAndReadAll(const uint8_t* data, size_t size, EAudioFileType iType, const char* iExtension)
+// Opens the file at iPath with the candidate types and reads everything; the library's own
+// failures are expected.
+inline void OpenAndReadAll(const std::string& iPath,
+                           const std::list<EAudioFileType>& iCandidates)
 {
-    const std::string path = TempPath(iExtension);
-    if (FILE* out = std::fopen(path.c_str(), "wb"))
-    {
-        if (size)
-            std::fwrite(data, 1, size, out);
-        std::fclose(out);
-    }
-    else
-        return 0;
     try
     {
-        const std::list<EAudioFileType> candidates = {iType};
-        FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path), 0, &candidates));
+        FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(iPath), 0, &iCandidates));
         file->Open(Cmn_Store::eOpenFlag_OpenForRead);
         if (file->GetPlugIn())
             ReadEverything(*file);
@@ -94,6 +103,16 @@ int OpenAndReadAll(const uint8_t* data, size_t size, EAudioFileType iType, const
     catch (const std::runtime_error&)
     {
     }
+}
+
+// Opens the input as a file of iType and reads everything; always returns 0.
+inline int OpenAndReadAll(const uint8_t* data, size_t size, EAudioFileType iType,
+                          const char* iExtension)
+{
+    const std::string path = TempPath(iExtension);
+    if (!PutFile(path, data, size))
+        return 0;
+    OpenAndReadAll(path, {iType});
     std::remove(path.c_str());
     return 0;
 }
