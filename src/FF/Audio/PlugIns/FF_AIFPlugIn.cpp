@@ -110,9 +110,7 @@ FF_Chunk* FF_AIFPlugIn::CreateChunk(uint32_t iID)
     default:
         CMN_ASSERT(0);
     }
-    chunk->SetCached(true);
-    chunk->SetNeedsSync(true);
-    AppendChunk(chunk);
+    AddNewChunk(chunk, true);
     return chunk;
 }
 

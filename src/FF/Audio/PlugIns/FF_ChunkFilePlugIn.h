@@ -57,7 +57,7 @@ protected:
     // Attaches by the front's open flag; an embedded file then takes the length its own
     // header states where the caller's differs by more than a pad byte or two.
     bool AttachExisting(int64_t iOffset);
-    // CreateNew: appends a chunk that needs writing, cached or not.
+    // Appends a new chunk that needs writing, cached or not.
     void AddNewChunk(FF_AudioChunk* iChunkP, bool iCached);
     // CreateNew, once the chunks are in: opens the file and lays them out.
     void OpenNewFile();
