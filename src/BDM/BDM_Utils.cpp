@@ -1,0 +1,150 @@
+#include "BDM/BDM_Utils.h"
+
+#include <list>
+
+#include "FF/Audio/FF_AudioFile.h"
+#include "L10N_Utils.h"
+#include "Sys_CompatibilityUtils.h"
+#include "Tarn_FileTypes.h"
+
+namespace
+{
+char Fold(char iChar)
+{
+    return (iChar >= 'A' && iChar <= 'Z') ? char(iChar - 'A' + 'a') : iChar;
+}
+
+Sys_FileType AudioType(int32_t iAudioFileType)
+{
+    return FF_AudioFile::FileTypeFromAudioFileType(EAudioFileType(iAudioFileType));
+}
+} // namespace
+
+bool BDM_Utils::IsAssetContainerType(BDM_EAssetType iType)
+{
+    return iType == BDM_eAssetType_Folder || iType == BDM_eAssetType_Group ||
+           iType == BDM_eAssetType_Task || iType == BDM_eAssetType_CatalogRoot ||
+           iType == BDM_eAssetType_VolumeRoot || iType == BDM_eAssetType_Root;
+}
+
+std::vector<Sys_FileType> BDM_Utils::FilterFromFileFormat(BDM_EFileFormat iFormat)
+{
+    Tarn_FileTypes::Initialize();
+    switch (int32_t(iFormat))
+    {
+    case 1002:
+    case 1003:
+    case 1007:
+    case 1008:
+    case 1009:
+    case 1010:
+    case 1017:
+        return {AudioType(int32_t(iFormat) - 1000)};
+    case 1004:
+    case 1005:
+        return {AudioType(eAudioFileType_AIFF)};
+    case 1500:
+    case 2002:
+        return {AudioType(eAudioFileType_OMF)};
+    case 1501:
+        return {Tarn_FileTypes::cAVIFileType};
+    case 2003:
+        return {Tarn_FileTypes::cSession32FileType};
+    case 2004:
+        return {Tarn_FileTypes::cSession4_16BitFileType};
+    case 2005:
+        return {Tarn_FileTypes::cSession4_24BitFileType};
+    case 2006:
+        return {Tarn_FileTypes::cSession50FileType};
+    case 2007:
+        return {Tarn_FileTypes::cSessionFileType};
+    default:
+        return {};
+    }
+}
+
+std::vector<Sys_FileType> BDM_Utils::FilterFromAssetType(BDM_EAssetType iType)
+{
+    Tarn_FileTypes::Initialize();
+    switch (iType)
+    {
+    case BDM_eAssetType_File:
+        return AllFilesFilter();
+    case BDM_eAssetType_Folder:
+        return {Sys_FileType::cFolder};
+    case BDM_eAssetType_Audio:
+    {
+        std::list<EAudioFileType> types;
+        FF_AudioFile::GetTypesSupportedForRead(&types);
+        std::vector<Sys_FileType> filter;
+        for (EAudioFileType type : types)
+            filter.push_back(FF_AudioFile::FileTypeFromAudioFileType(type));
+        return filter;
+    }
+    case BDM_eAssetType_Session:
+        return {Tarn_FileTypes::cSessionFileType, Tarn_FileTypes::cSession50FileType,
+                Tarn_FileTypes::cSession4_16BitFileType, Tarn_FileTypes::cSession4_24BitFileType,
+                Tarn_FileTypes::cSession32FileType};
+    case BDM_eAssetType_Video:
+        return {AudioType(eAudioFileType_OMF), AudioType(eAudioFileType_QuickTime)};
+    case BDM_eAssetType_MediaDocument:
+        return {AudioType(eAudioFileType_OMF)};
+    case BDM_eAssetType_AafDocument:
+        return {Tarn_FileTypes::cAAFFileType};
+    default:
+        return {};
+    }
+}
+
+std::vector<Sys_FileType> BDM_Utils::AllFilesFilter()
+{
+    std::vector<Sys_FileType> filter{Tarn_FileTypes::cTarnBaseFileType, Sys_FileType::cFolder};
+    for (const Sys_FileType& type : FilterFromAssetType(BDM_eAssetType_Audio))
+        filter.push_back(type);
+    for (const Sys_FileType& type : FilterFromAssetType(BDM_eAssetType_Session))
+        filter.push_back(type);
+    return filter;
+}
+
+bool BDM_Utils::NameLess(const std::string& iLhs, const std::string& iRhs)
+{
+    const size_t n = std::min(iLhs.size(), iRhs.size());
+    for (size_t i = 0; i < n; ++i)
+    {
+        const unsigned char a = static_cast<unsigned char>(Fold(iLhs[i]));
+        const unsigned char b = static_cast<unsigned char>(Fold(iRhs[i]));
+        if (a != b)
+            return a < b;
+    }
+    return iLhs.size() < iRhs.size();
+}
+
+bool BDM_Utils::NamesEqual(const std::string& iLhs, const std::string& iRhs)
+{
+    if (iLhs.size() != iRhs.size())
+        return false;
+    for (size_t i = 0; i < iLhs.size(); ++i)
+    {
+        if (Fold(iLhs[i]) != Fold(iRhs[i]))
+            return false;
+    }
+    return true;
+}
+
+bool BDM_Utils::IsValidName(const std::string& iName, std::string* oMessageP)
+{
+    std::string found;
+    if (iName.empty())
+    {
+        if (oMessageP)
+            oMessageP->clear();
+        return false;
+    }
+    if (Sys_CompatibilityUtils::ContainsIllegalChars(iName, &found))
+    {
+        if (oMessageP)
+            *oMessageP = L10N_Utils::ReplaceInserts(L10N_Utils::GetResourceString(1274), {found});
+        return false;
+    }
+    return true;
+}

@@ -1,0 +1,32 @@
+// Helpers of the browser model: asset kinds, file-type filters, and names.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "BDM/BDM_Types.h"
+#include "Sys_FileType.h"
+
+class BDM_Utils
+{
+public:
+    // True for Folder, Group, Task, CatalogRoot, VolumeRoot and Root; false for all else.
+    static bool IsAssetContainerType(BDM_EAssetType iType);
+    // The file types of a file format (a one-element list), or an empty list.
+    static std::vector<Sys_FileType> FilterFromFileFormat(BDM_EFileFormat iFormat);
+    // The file types that make up an asset kind; 0 is the all-files filter.
+    static std::vector<Sys_FileType> FilterFromAssetType(BDM_EAssetType iType);
+    // The catalog type, the folder type, every readable audio type and the session types,
+    // newest first.
+    static std::vector<Sys_FileType> AllFilesFilter();
+
+    // File names as the file system compares them: case-insensitive (ASCII letters; other
+    // bytes as they stand). Equality compares the lengths first.
+    static bool NameLess(const std::string& iLhs, const std::string& iRhs);
+    static bool NamesEqual(const std::string& iLhs, const std::string& iRhs);
+
+    // Whether iName may name an item: not empty, no illegal character. On refusal *oMessageP
+    // (may be null) gets the user's text: "" for an empty name, resource 1274 with the
+    // characters found for an illegal one.
+    static bool IsValidName(const std::string& iName, std::string* oMessageP);
+};
