@@ -47,6 +47,8 @@ public:
     virtual void FlushCache();
     virtual void Commit() {}
     virtual bool IsInUse() const { return mUseCount > 0; }
+    // Told that the library deleted the file at iLoc: a bin over the file system forgets it.
+    virtual void FileDeleted(const Sys_FileLoc&) {}
 
     // The live asset of iKey, made on a miss; null when the store has no such item.
     BDM_AssetHandle GetAsset(const BDM_KeyHandle& iKey);

@@ -1,6 +1,8 @@
 #include "BDM/BDM_Utils.h"
 
 #include <list>
+#include <typeindex>
+#include <map>
 
 #include "FF/Audio/FF_AudioFile.h"
 #include "L10N_Utils.h"
@@ -147,4 +149,131 @@ bool BDM_Utils::IsValidName(const std::string& iName, std::string* oMessageP)
         return false;
     }
     return true;
+}
+
+namespace
+{
+using Ta = BDM_AttributeTags;
+struct TagName
+{
+    const BDM_AttributeTag Ta::*mMember;
+    const char* mName;
+};
+template <class T> TagName Named(const BDM_TypedAttributeTag<T> Ta::*iMember, const char* iName)
+{
+    return {reinterpret_cast<const BDM_AttributeTag Ta::*>(iMember), iName};
+}
+const std::vector<TagName>& TagNames()
+{
+    static const std::vector<TagName> sNames = {
+        Named(&Ta::cAssetName, "AssetName"),
+        Named(&Ta::cAssetType, "AssetType"),
+        Named(&Ta::cAssetID, "AssetID"),
+        Named(&Ta::cAssetComment, "AssetComment"),
+        Named(&Ta::cAssetDurationMicroseconds, "AssetDurationMicroseconds"),
+        Named(&Ta::cAssetTimestamp, "AssetTimestamp"),
+        Named(&Ta::cContainerFlagA, "ContainerFlagA"),
+        Named(&Ta::cContainerFlagB, "ContainerFlagB"),
+        Named(&Ta::cMarkedForDeletion, "MarkedForDeletion"),
+        Named(&Ta::cAssetStatus, "AssetStatus"),
+        Named(&Ta::cLink, "Link"),
+        Named(&Ta::cLinkPath, "LinkPath"),
+        Named(&Ta::cAlias, "Alias"),
+        Named(&Ta::cFileName, "FileName"),
+        Named(&Ta::cFilePathComponents, "FilePathComponents"),
+        Named(&Ta::cFileVolumeID, "FileVolumeID"),
+        Named(&Ta::cFileDataForkSize, "FileDataForkSize"),
+        Named(&Ta::cFileTotalSize, "FileTotalSize"),
+        Named(&Ta::cFileModDate, "FileModDate"),
+        Named(&Ta::cFileCreateDate, "FileCreateDate"),
+        Named(&Ta::cFileEmbeddedComment, "FileEmbeddedComment"),
+        Named(&Ta::cFileLastIndexedDate, "FileLastIndexedDate"),
+        Named(&Ta::cFileFormat, "FileFormat"),
+        Named(&Ta::cSpareStringA, "SpareStringA"),
+        Named(&Ta::cSpareStringB, "SpareStringB"),
+        Named(&Ta::cFolderIndexedExhaustively, "FolderIndexedExhaustively"),
+        Named(&Ta::cVolumeCapacity, "VolumeCapacity"),
+        Named(&Ta::cVolumeFreeSpace, "VolumeFreeSpace"),
+        Named(&Ta::cAudioDesignation, "AudioDesignation"),
+        Named(&Ta::cVideoDesignation, "VideoDesignation"),
+        Named(&Ta::cAudioFileSampleRate, "AudioFileSampleRate"),
+        Named(&Ta::cAudioFileBitDepth, "AudioFileBitDepth"),
+        Named(&Ta::cAudioFileNumSamples, "AudioFileNumSamples"),
+        Named(&Ta::cAudioFileNumChannels, "AudioFileNumChannels"),
+        Named(&Ta::cAudioOverview, "AudioOverview"),
+        Named(&Ta::cAudioFileEmbeddedFileOffset, "AudioFileEmbeddedFileOffset"),
+        Named(&Ta::cAudioFileOriginalTimestamp, "AudioFileOriginalTimestamp"),
+        Named(&Ta::cAudioFileUserTimestamp, "AudioFileUserTimestamp"),
+        Named(&Ta::cSyncPoint, "SyncPoint"),
+        Named(&Ta::cSourceTapeName, "SourceTapeName"),
+        Named(&Ta::cSourceTapeTimecodeFormat, "SourceTapeTimecodeFormat"),
+        Named(&Ta::cTaskPriority, "TaskPriority"),
+        Named(&Ta::cTaskProgress, "TaskProgress"),
+        Named(&Ta::cTaskStatusMessage, "TaskStatusMessage"),
+        Named(&Ta::cTaskProgressUnitsType, "TaskProgressUnitsType"),
+    };
+    return sNames;
+}
+
+bool SameIgnoringCase(const std::string& iLhs, const std::string& iRhs)
+{
+    return iLhs.size() == iRhs.size() &&
+           std::equal(iLhs.begin(), iLhs.end(), iRhs.begin(), [](char a, char b) { return Fold(a) == Fold(b); });
+}
+} // namespace
+
+std::string BDM_Utils::GetTagName(const BDM_AttributeTag& iTag)
+{
+    const BDM_AttributeTags& tags = *BDM_AttributeTags::Instance();
+    for (const TagName& row : TagNames())
+    {
+        if (&(tags.*row.mMember) == &iTag)
+            return row.mName;
+    }
+    return std::string();
+}
+
+const BDM_AttributeTag* BDM_Utils::FindTag(const std::string& iName)
+{
+    const BDM_AttributeTags& tags = *BDM_AttributeTags::Instance();
+    for (const TagName& row : TagNames())
+    {
+        if (SameIgnoringCase(row.mName, iName))
+            return &(tags.*row.mMember);
+    }
+    return nullptr;
+}
+
+std::string BDM_Utils::GetTagTypeName(const BDM_AttributeTag& iTag)
+{
+    static const std::map<std::type_index, const char*> sNames = {
+        {typeid(std::string), "string"},
+        {typeid(BDM_EAssetType), "kind"},
+        {typeid(Sys_Umid), "umid"},
+        {typeid(int64_t), "int64"},
+        {typeid(bool), "bool"},
+        {typeid(BDM_EStatus), "status"},
+        {typeid(BDM_Link), "link"},
+        {typeid(void*), "pointer"},
+        {typeid(BDM_StringList), "strings"},
+        {typeid(int32_t), "int32"},
+        {typeid(int16_t), "int16"},
+        {typeid(BDM_EFileFormat), "format"},
+        {typeid(BDM_EVolumeDesignation), "designation"},
+        {typeid(FF_AudioOverview::LockingRef), "overview"},
+        {typeid(ETimeCodeFormat), "timecode format"},
+        {typeid(BDM_TaskProgress), "progress"},
+        {typeid(BDM_TaskProgress::EUnitsType), "units"},
+    };
+    const auto found = sNames.find(std::type_index(iTag.GetValueType()));
+    return found == sNames.end() ? std::string("?") : std::string(found->second);
+}
+
+std::string BDM_Utils::GetAssetTypeName(BDM_EAssetType iType)
+{
+    static const char* const sNames[] = {"File",        "Folder",     "Audio",      "Session",
+                                         "Group",       "Task",       "CatalogRoot", "VolumeRoot",
+                                         "Root",        "Video",      "Alias",      "MediaDocument",
+                                         "AafDocument"};
+    return iType >= 0 && iType < BDM_cNumAssetTypes ? sNames[iType] : std::to_string(int32_t(iType));
 }

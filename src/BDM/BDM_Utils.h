@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "BDM/BDM_AttributeTag.h"
 #include "BDM/BDM_Types.h"
 #include "Sys_FileType.h"
 
@@ -24,6 +25,15 @@ public:
     // bytes as they stand). Equality compares the lengths first.
     static bool NameLess(const std::string& iLhs, const std::string& iRhs);
     static bool NamesEqual(const std::string& iLhs, const std::string& iRhs);
+
+    // The name of a tag's constant without its leading "c" ("FileName"), and the tag of such
+    // a name (ASCII case ignored; null when there is none).
+    static std::string GetTagName(const BDM_AttributeTag& iTag);
+    static const BDM_AttributeTag* FindTag(const std::string& iName);
+    // The value type of a tag as a short word: "string", "int64", "bool", "kind", ...
+    static std::string GetTagTypeName(const BDM_AttributeTag& iTag);
+    // The name of an asset kind ("Folder", "Audio", ...).
+    static std::string GetAssetTypeName(BDM_EAssetType iType);
 
     // Whether iName may name an item: not empty, no illegal character. On refusal *oMessageP
     // (may be null) gets the user's text: "" for an empty name, resource 1274 with the

@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "BDM/BDM_Globals.h"
+
 const BDM_AttributeTags& BDMTest_Tags()
 {
     static const BDM_AttributeTags* sTagsP = [] {
@@ -16,9 +18,7 @@ const BDM_AttributeTags& BDMTest_Tags()
 
 BDM_LazyObjectQueue& BDMTest_Queue()
 {
-    if (!Sys_LazyObject::GetQueue())
-        Sys_LazyObject::InstallQueue(new BDM_LazyObjectQueue);
-    return *static_cast<BDM_LazyObjectQueue*>(Sys_LazyObject::GetQueue());
+    return BDM_Globals::Instance()->Queue();
 }
 
 void BDMTest_Drain(int32_t iMaxSteps)

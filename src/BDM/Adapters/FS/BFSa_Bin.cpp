@@ -4,6 +4,8 @@
 
 #include <chrono>
 
+#include "BDM/BDM_AudioOverview.h"
+#include "BDM/BDM_Globals.h"
 #include "BDM/BDM_Utils.h"
 #include "Sys_FileUtils.h"
 #include "Sys_Volume.h"
@@ -245,6 +247,23 @@ BDM_Attribute* BFSa_AudioAsset::Fetch(const BDM_AttributeTag& iTag)
 {
     try
     {
+        // The format was read when the asset was made and stays cached: those attributes
+        // need no open.
+        const BDM_AttributeTags& t = Tags();
+        const bool fromFormat = iTag == t.cAssetType || iTag == t.cAssetDurationMicroseconds ||
+                                iTag == t.cAudioFileSampleRate || iTag == t.cAudioFileBitDepth ||
+                                iTag == t.cAudioFileNumSamples || iTag == t.cAudioFileNumChannels ||
+                                iTag == t.cFileName || iTag == t.cFileFormat ||
+                                iTag == t.cFileDataForkSize || iTag == t.cFileTotalSize ||
+                                iTag == t.cAudioFileEmbeddedFileOffset;
+        if (iTag == t.cFileName)
+            return Name(t.cFileName, mLoc.GetName()); // the location's, there or not
+        if (!Sys_FileUtils::Exists(mLoc))
+            return nullptr; // went away: no value, asked again next time
+        if (fromFormat && mFileP->GetAudioFileType() != eAudioFileType_Unknown &&
+            mFileP->mSampleRate.IsCached() && mFileP->mNumSamples.IsCached() &&
+            mFileP->mBitDepth.IsCached() && mFileP->mNumChannels.IsCached())
+            return FetchFromFile(iTag);
         FF_AudioFile::StOpenForRead open(*mFileP);
         if (mFileP->GetAudioFileType() == eAudioFileType_Unknown)
             return BFSa_Asset::Fetch(iTag);
@@ -330,6 +349,8 @@ BDM_Attribute* BFSa_AudioAsset::FetchFromFile(const BDM_AttributeTag& iTag)
     }
     if (iTag == t.cAssetName)
         return mClipName.empty() ? nullptr : Name(t.cAssetName, mClipName);
+    if (iTag == t.cAudioOverview)
+        return new BDM_AudioAssetOverviewAttribute(*this);
     return BFSa_Asset::Fetch(iTag);
 }
 
@@ -362,9 +383,37 @@ BDM_Attribute* BFSa_VideoAsset::Fetch(const BDM_AttributeTag& iTag)
 
 BFSa_Bin::ClientAssetGenerator BFSa_Bin::sClientAssetGenerator = nullptr;
 
+namespace
+{
+BDM_Bin* MakeFileSystemBin(BDM_Globals::EFileSystemFilter iFilter, BDM_Cache* iCacheP)
+{
+    return new BFSa_Bin(BFSa_Bin::EFileSystemFilter(iFilter), iCacheP);
+}
+// The model's file-system bins are this adapter's.
+[[maybe_unused]] const bool sFactoryInstalled =
+    (BDM_Globals::SetFileSystemBinFactory(&MakeFileSystemBin), true);
+} // namespace
+
+void BFSa_Bin::FileDeleted(const Sys_FileLoc& iLoc)
+{
+    if (!GetCache())
+        return;
+    for (bool folder : {false, true})
+    {
+        const BDM_CacheKey key(this, MakeKey(iLoc, folder, 0));
+        if (BDM_AssetHandle asset = GetCache()->Find(key))
+        {
+            GetCache()->Remove(key);
+            asset->SetMarkedForDeletion(true);
+        }
+    }
+}
+
 BFSa_Bin::BFSa_Bin(EFileSystemFilter iFilter, BDM_Cache* iCacheP) : BDM_Bin(iCacheP), mFilter(iFilter)
 {
+    // The file types that listings classify by, before the first entry is looked at.
     Tarn_FileTypes::Initialize();
+    FF_AudioFile::RegisterTypes();
 }
 
 void BFSa_Bin::InstallClientAssetGenerator(ClientAssetGenerator iGenerator)
@@ -419,6 +468,8 @@ BDM_Asset* BFSa_Bin::GenerateAsset(const BDM_KeyHandle& iKey)
         try
         {
             FF_AudioFile::StOpenForRead open(*file);
+            if (file->GetAudioFileType() != eAudioFileType_Unknown)
+                file->GetProperties(); // cached for the asset's attributes
         }
         catch (const Cmn_CancelException&)
         {

@@ -122,6 +122,7 @@ public:
     BDM_LazyObjectHandle MoveAsset(const BDM_KeyHandle& iKey, const BDM_KeyHandle& iParentKey) override;
     BDM_KeyHandle CreateFolder(const BDM_KeyHandle& iParentKey, const std::string& iName) override;
     BDM_KeyHandle GetRoot() override;
+    void FileDeleted(const Sys_FileLoc& iLoc) override;
 
     static BDM_KeyHandle MakeKey(const Sys_FileLoc& iLoc, bool iIsFolder, int64_t iOffset = 0);
     static BDM_KeyHandle MakeKey(const Sys_FileLoc& iLoc);
