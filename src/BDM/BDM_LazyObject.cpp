@@ -247,13 +247,32 @@ void BDM_LazyObject::PauseLoading()
     {
         if (auto loaderP = dynamic_cast<BDM_TaskLoader*>(task.Get()))
         {
+            // The entry stays: its key moves from the loader to the object.
             if (loaderP->GetTaskManagerKey())
                 mTaskManagerKey = loaderP->GetTaskManagerKey();
+            loaderP->SetTaskManagerKey(BDM_KeyHandle());
         }
         task->Abort();
         ReleaseLoadTask();
     }
     RemoveFromProgressStack(this);
+}
+
+void BDM_LazyObject::PriorityChanged()
+{
+    // A new loader replaces the old one; the task entry moves with it.
+    BDM_KeyHandle key;
+    if (auto loaderP = dynamic_cast<BDM_TaskLoader*>(GetLoadTask().Get()))
+    {
+        key = loaderP->GetTaskManagerKey();
+        loaderP->SetTaskManagerKey(BDM_KeyHandle());
+    }
+    Sys_LazyObject::PriorityChanged();
+    if (key)
+    {
+        if (auto loaderP = dynamic_cast<BDM_TaskLoader*>(GetLoadTask().Get()))
+            loaderP->SetTaskManagerKey(key);
+    }
 }
 
 void BDM_LazyObject::ResumeLoading()

@@ -104,7 +104,8 @@ public:
     bool LoadFailed() const { return mLoadFailed; }
     BDM_LazyObject* GetCurrentProgressParent() const { return mCurrentProgressParentP; }
     void SetPriority(int32_t iPriority) { mPriority = iPriority; }
-    void PriorityChanged() override { Sys_LazyObject::PriorityChanged(); }
+    // Requeues at the new priority; a task entry moves to the new loader.
+    void PriorityChanged() override;
 
     // The current load context (StSetLoadContext), or null.
     static BDM_LazyObject* GetLoadContext();

@@ -214,7 +214,7 @@ bool RowLess(const Row& iLhs, const Row& iRhs, const std::vector<const BDM_Attri
         if (rhsP->LessThan(*lhsP))
             return false;
     }
-    return iLhs.mPath < iRhs.mPath;
+    return BDM_Utils::NameLess(iLhs.mPath, iRhs.mPath);
 }
 
 // ---- overviews ---------------------------------------------------------------------------
