@@ -58,6 +58,8 @@ public:
     BDM_AssetHandle GetAssetFromInternalPath(const BDM_Asset::InternalPath& iPath);
 
     BDM_Cache* GetCache() const { return mCacheP; }
+    // For the cache's owner when the cache goes before the bin: the bin forgets it.
+    void DetachCache() { mCacheP = nullptr; }
     void SetReadOnly(bool iReadOnly) { mReadOnly = iReadOnly; }
     bool IsReadOnly() const { return mReadOnly; }
     void IncrementUseCount() { ++mUseCount; }

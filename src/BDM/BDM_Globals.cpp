@@ -75,7 +75,16 @@ BDM_Globals::~BDM_Globals()
         }
     }
     mOverviewCaches.clear();
+    // Assets that clients still hold keep their bins; those bins must not reach the cache
+    // that goes with this object.
+    for (auto& [filter, bin] : mFileSystems)
+    {
+        mCache.ClearEntriesForBin(bin.Get());
+        bin->DetachCache();
+    }
     mFileSystems.clear();
+    mCache.ClearEntriesForBin(mTaskManager.Get());
+    mTaskManager->DetachCache();
     mTaskManager.Reset();
     Sys_LazyObject::UninstallQueue();
 }

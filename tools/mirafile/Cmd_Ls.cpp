@@ -251,7 +251,7 @@ bool ComputeOverviews(const std::vector<Row>& iRows)
             for (auto& [path, task] : tasks)
                 task->CancelLoading();
             bar.Clear();
-            BDM_Globals::Release(); // flushes what was computed
+            globals.FlushOverviewCaches(); // what was computed stays
             throw Cmn_CancelException();
         }
         globals.Queue().ExecuteForSlice();
