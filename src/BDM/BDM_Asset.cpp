@@ -84,9 +84,37 @@ bool BDM_Asset::IsContainer() const
     return key && key->IsContainer();
 }
 
-BDM_LazyObjectHandle BDM_Asset::EnumerateChildren(std::unique_ptr<ChildEnumerator::Client>)
+namespace
 {
-    return NothingToDo();
+// Delivers what GetChildren lists, in one step: for stores that know their children at once.
+class ListingEnumerator : public BDM_Asset::ChildEnumerator
+{
+public:
+    ListingEnumerator(BDM_Asset& iAsset, std::unique_ptr<Client> iClient)
+        : ChildEnumerator(std::move(iClient)), mAsset(&iAsset)
+    {
+    }
+
+protected:
+    bool Load() override
+    {
+        std::list<BDM_KeyHandle> keys;
+        mAsset->GetChildren(&keys);
+        for (const BDM_KeyHandle& key : keys)
+            Deliver(key);
+        return true;
+    }
+
+private:
+    BDM_AssetHandle mAsset;
+};
+} // namespace
+
+BDM_LazyObjectHandle BDM_Asset::EnumerateChildren(std::unique_ptr<ChildEnumerator::Client> iClient)
+{
+    if (!IsContainer())
+        return NothingToDo();
+    return BDM_LazyObjectHandle(new ListingEnumerator(*this, std::move(iClient)));
 }
 
 int32_t BDM_Asset::GetNumChildren()

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "BDM/BDM_Settings.h"
 #include "BDM/BDM_TaskManager.h"
 #include "BDM/BDM_Utils.h"
 #include "FF/Audio/FF_AudioFile.h"
@@ -49,6 +50,7 @@ BDM_Globals::BDM_Globals()
     Sys_LazyObject::InstallQueue(mQueue);
     BDM_AttributeTags::Instance()->InitializeLocalizedAttributeNames();
     Sys_FileUtils::StDeleteFiles::SetDeleteNoficationClient(&mDeleteClient);
+    mSettings = std::make_unique<BDM_Settings>();
 }
 
 BDM_Globals::~BDM_Globals()

@@ -4,8 +4,8 @@
 // (installed as the queue of every Sys_LazyObject), the localized tag titles, and the
 // delete-notification client through which the model hears of files that the library
 // deletes. It owns the asset cache, the task manager, the file-system bins by filter, the
-// filter lists and the per-volume overview caches ("WaveCache"). Release() cancels deferred
-// work, flushes and closes the overview caches and takes it all down.
+// filter lists, the settings and the per-volume overview caches ("WaveCache"). Release()
+// cancels deferred work, flushes and closes the overview caches and takes it all down.
 // Threads: the thread that drives the queue.
 #pragma once
 
@@ -20,6 +20,7 @@
 #include "Sys_FileType.h"
 #include "Sys_FileUtils.h"
 
+class BDM_Settings;
 class BDM_TaskManager;
 class FF_AudioOverviewCache;
 
@@ -43,6 +44,7 @@ public:
     BDM_Cache& Cache() { return mCache; }
     BDM_TaskManager& TaskManager() { return *mTaskManager; }
     BDM_LazyObjectQueue& Queue() { return *mQueue; }
+    BDM_Settings& Settings() { return *mSettings; }
     BDM_Bin& FileSystemWithFilter(EFileSystemFilter iFilter);
     // Built once per filter: the catalog type, the folder type, the readable audio types and
     // the session types, newest first (the audio filter: folders and audio types).
@@ -85,6 +87,7 @@ private:
     BDM_Cache mCache;
     Cmn_AliasedRefCountPtr<BDM_TaskManager, BDM_TaskManager*, BDM_BinRefCountHack> mTaskManager;
     BDM_LazyObjectQueue* mQueue = nullptr;
+    std::unique_ptr<BDM_Settings> mSettings;
     DeleteClient mDeleteClient{*this};
     std::map<EFileSystemFilter, BDM_BinHandle> mFileSystems;
     std::map<EFileSystemFilter, std::vector<Sys_FileType>> mFilters;
