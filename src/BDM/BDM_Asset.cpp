@@ -150,7 +150,8 @@ BDM_Attribute* BDM_Asset::GetAttribute(const BDM_AttributeTag& iTag)
         if (!IsContainer())
             return nullptr; // not stored: asked again next time
         madeP = new BDM_TypedCachedAttribute<bool>(
-            static_cast<const BDM_TypedAttributeTag<bool>&>(iTag), GetType() == BDM_eAssetType_VolumeRoot);
+            static_cast<const BDM_TypedAttributeTag<bool>&>(iTag),
+            GetType() == BDM_eAssetType_VolumeRoot);
     }
     else if (iTag == t.cMarkedForDeletion)
         madeP = new BDM_TypedCachedAttribute<bool>(t.cMarkedForDeletion, false);
@@ -276,7 +277,8 @@ bool BDM_Asset::ResolveFileSystemAlias(Sys_FileLoc*)
 BDM_AssetHandle BDM_Asset::ResolveAlias()
 {
     BDM_Link alias;
-    if (GetAttributeValue(BDM_AttributeTags::Instance()->cAlias, &alias) && alias.mBin && alias.mKey)
+    if (GetAttributeValue(BDM_AttributeTags::Instance()->cAlias, &alias) && alias.mBin &&
+        alias.mKey)
     {
         if (BDM_AssetHandle target = alias.mBin->GetAsset(alias.mKey))
             return target->ResolveAlias();
@@ -305,5 +307,6 @@ void BDM_Asset::SetMarkedForDeletion(bool iMarked)
 void BDM_Asset::SetAlias(BDM_Bin* iBinP, const BDM_KeyHandle& iKey)
 {
     const auto& tag = BDM_AttributeTags::Instance()->cAlias;
-    static_cast<BDM_TypedAttribute<BDM_Link>*>(GetAttribute(tag))->Set(BDM_Link{BDM_BinHandle(iBinP), iKey});
+    static_cast<BDM_TypedAttribute<BDM_Link>*>(GetAttribute(tag))
+        ->Set(BDM_Link{BDM_BinHandle(iBinP), iKey});
 }

@@ -75,7 +75,8 @@ public:
 
     virtual bool IsContainer() const;
     // A lazy object that delivers the children's keys to iClient (which it owns).
-    virtual BDM_LazyObjectHandle EnumerateChildren(std::unique_ptr<ChildEnumerator::Client> iClient);
+    virtual BDM_LazyObjectHandle
+    EnumerateChildren(std::unique_ptr<ChildEnumerator::Client> iClient);
     virtual int32_t GetNumChildren();
     virtual void GetChildren(std::list<BDM_KeyHandle>* oKeysP);
     // The attribute of iTag, or null when the asset has none (see the design note).

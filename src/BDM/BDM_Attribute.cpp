@@ -23,7 +23,8 @@ const void* StoreOf(const FF_AudioOverview::LockingRef& iRef)
 } // namespace
 
 template <>
-bool BDM_ValueLess(const FF_AudioOverview::LockingRef& iLhs, const FF_AudioOverview::LockingRef& iRhs)
+bool BDM_ValueLess(const FF_AudioOverview::LockingRef& iLhs,
+                   const FF_AudioOverview::LockingRef& iRhs)
 {
     return std::less<const void*>()(StoreOf(iLhs), StoreOf(iRhs));
 }

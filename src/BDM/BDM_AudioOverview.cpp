@@ -104,7 +104,8 @@ BDM_CalculateAudioOverview::BDM_CalculateAudioOverview(BDM_Asset& iAsset) : mAss
     iAsset.GetAttributeValue(Tags().cAudioFileNumSamples, &samples);
     mNumSamples = samples;
     UpdateUnitsToComplete(samples);
-    UpdateStatusMessage(L10N_Utils::ReplaceInserts(L10N_Utils::GetResourceString(1245), {iAsset.GetName()}));
+    UpdateStatusMessage(
+        L10N_Utils::ReplaceInserts(L10N_Utils::GetResourceString(1245), {iAsset.GetName()}));
 }
 
 BDM_CalculateAudioOverview::~BDM_CalculateAudioOverview()
@@ -137,7 +138,8 @@ void BDM_CalculateAudioOverview::Setup()
         new FF_AudioProcessReadFiles({mFile}, {Cmn_Interval(0, properties.mNumSamples)}, 0, false,
                                      processBlockSize, readBlockSize)));
     if (channels > 1)
-        mChain->Append(FF_AudioProcess::ProcessHandle(new FF_AudioProcessMixer(int16_t(channels), 1)));
+        mChain->Append(
+            FF_AudioProcess::ProcessHandle(new FF_AudioProcessMixer(int16_t(channels), 1)));
     mChain->Append(FF_AudioProcess::ProcessHandle(new FF_AudioProcessDecimateWaveform(
         FF_AudioOverview::cSamplesPerPoint, {FF_AudioOverview::LockingRef(mOverview)})));
     mBlocker = std::make_unique<Sys_ProcessBlockerImpl>();

@@ -23,7 +23,8 @@
 class FF_AudioProcessChain;
 class Sys_ProcessBlockerImpl;
 
-class BDM_AudioAssetOverviewAttribute : public BDM_TypedCachedAttribute<FF_AudioOverview::LockingRef>
+class BDM_AudioAssetOverviewAttribute
+    : public BDM_TypedCachedAttribute<FF_AudioOverview::LockingRef>
 {
 public:
     explicit BDM_AudioAssetOverviewAttribute(BDM_Asset& iAsset);

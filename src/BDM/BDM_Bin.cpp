@@ -90,7 +90,8 @@ bool BDM_Bin::IsAttributeValueValidVoid(const BDM_KeyHandle&, const BDM_Attribut
         return true;
     if (iValue.IsEmpty() || iValue.GetTag() != &tags.cFileName)
         return false;
-    const std::string& name = static_cast<const BDM_TypedAttributeValue<std::string>&>(iValue).GetValue();
+    const std::string& name =
+        static_cast<const BDM_TypedAttributeValue<std::string>&>(iValue).GetValue();
     return BDM_Utils::IsValidName(name, oMessageP);
 }
 
@@ -148,28 +149,31 @@ void BDM_Bin::CompactSelection(std::list<BDM_KeyHandle>* ioKeysP)
             path.push_back(key);
         paths.push_back(std::move(path));
     }
-    const auto keyLess = [](const BDM_KeyHandle& a, const BDM_KeyHandle& b) {
-        return BDM_Key::LessThan()(a, b);
-    };
-    std::sort(paths.begin(), paths.end(), [&](const auto& a, const auto& b) {
-        return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), keyLess);
-    });
-    const auto same = [&](const BDM_KeyHandle& a, const BDM_KeyHandle& b) {
-        return a->GetType() == b->GetType() && !a->IsLessThan(*b) && !b->IsLessThan(*a);
-    };
+    const auto keyLess = [](const BDM_KeyHandle& a, const BDM_KeyHandle& b)
+    { return BDM_Key::LessThan()(a, b); };
+    std::sort(
+        paths.begin(), paths.end(),
+        [&](const auto& a, const auto& b)
+        { return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), keyLess); });
+    const auto same = [&](const BDM_KeyHandle& a, const BDM_KeyHandle& b)
+    { return a->GetType() == b->GetType() && !a->IsLessThan(*b) && !b->IsLessThan(*a); };
     ioKeysP->clear();
     const std::list<BDM_KeyHandle>* keptP = nullptr;
     for (const auto& path : paths)
     {
         // After sorting, an ancestor's path stands right before its descendants' paths.
-        const bool underKept =
-            keptP && keptP->size() <= path.size() &&
-            std::equal(keptP->begin(), keptP->end(), path.begin(), same);
+        const bool underKept = keptP && keptP->size() <= path.size() &&
+                               std::equal(keptP->begin(), keptP->end(), path.begin(), same);
         if (underKept)
             continue;
         ioKeysP->push_back(path.back());
         keptP = &path;
     }
+}
+
+std::unique_ptr<BDM_QueryResult> BDM_Bin::Query(const BDM_PredicateHandle&, const BDM_KeyHandle&)
+{
+    return nullptr;
 }
 
 void BDM_Bin::FlushCache()

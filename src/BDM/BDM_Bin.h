@@ -8,10 +8,12 @@
 #pragma once
 
 #include <list>
+#include <memory>
 #include <string>
 
 #include "BDM/BDM_Asset.h"
 #include "BDM/BDM_Attribute.h"
+#include "BDM/BDM_Query.h"
 #include "Cmn_Observable.h"
 #include "Cmn_Store.h"
 
@@ -32,7 +34,8 @@ public:
     virtual bool CanAdd(BDM_EAssetType) { return !IsReadOnly(); }
     // Only cFileName has a rule: no empty name, no illegal character (message 1274).
     virtual bool IsAttributeValueValidVoid(const BDM_KeyHandle& iKey, const BDM_AttributeTag& iTag,
-                                           const BDM_AttributeValue& iValue, std::string* oMessageP);
+                                           const BDM_AttributeValue& iValue,
+                                           std::string* oMessageP);
     virtual bool CanModifyAttribute(const BDM_KeyHandle& iKey, const BDM_AttributeTag& iTag);
     virtual bool IsAssetOnline(BDM_Asset& iAsset);
     virtual BDM_KeyHandle CreateFolder(const BDM_KeyHandle& iParentKey, const std::string& iName);
@@ -41,6 +44,11 @@ public:
     virtual void SetSortOrder(const BDM_SortOrder& iOrder);
     // cFileName, ascending.
     virtual BDM_SortOrder GetDefaultSortOrder() const;
+    // The factory of this bin's search terms, and a search below iRoot; a bin that cannot be
+    // searched answers null to both.
+    virtual BDM_PredicateFactory* GetPredicateFactory() { return nullptr; }
+    virtual std::unique_ptr<BDM_QueryResult> Query(const BDM_PredicateHandle& iPredicate,
+                                                   const BDM_KeyHandle& iRoot);
     virtual BDM_KeyHandle GetRoot() = 0;
     // Removes the keys whose ancestors are also in the list.
     virtual void CompactSelection(std::list<BDM_KeyHandle>* ioKeysP);

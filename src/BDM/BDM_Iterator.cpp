@@ -28,7 +28,8 @@ void BDM_Iterator::PrepareForPass(BDM_Iterator* iIteratorP)
         if (!op->IsLoaded())
             AddDependency(op.Get());
     for (const BDM_LazyObjectHandle& iterator : mIterators)
-        static_cast<BDM_Iterator&>(*iterator).PrepareForPass(static_cast<BDM_Iterator*>(iterator.Get()));
+        static_cast<BDM_Iterator&>(*iterator).PrepareForPass(
+            static_cast<BDM_Iterator*>(iterator.Get()));
 }
 
 bool BDM_Iterator::Load()

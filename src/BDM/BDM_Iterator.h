@@ -76,7 +76,8 @@ public:
         virtual std::string GetDescription() const = 0;
     };
 
-    BDM_RecursiveWorker(BDM_Bin& iBin, const BDM_KeyHandle& iRoot, std::shared_ptr<WorkFactory> iFactory);
+    BDM_RecursiveWorker(BDM_Bin& iBin, const BDM_KeyHandle& iRoot,
+                        std::shared_ptr<WorkFactory> iFactory);
     BDM_LazyObjectHandle CreateOperator(const BDM_KeyHandle& iKey, BDM_Asset* iParentP,
                                         bool* oIsIteratorP) override;
     bool ShowInTaskManager() const override { return true; }

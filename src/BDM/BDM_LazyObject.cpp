@@ -180,7 +180,8 @@ void BDM_LazyObject::AddDependency(BDM_LazyObject* iObjectP)
                             mProgressUnitsType == BDM_TaskProgress::eUnitsType_Undefined,
                         "iLazyObject->GetProgressUnitsType() == mProgressUnitsType || "
                         "mProgressUnitsType == BDM_TaskProgress::eUnitsType_Undefined");
-        for (BDM_LazyObject* p = this; p && p->mProgressUnitsType == BDM_TaskProgress::eUnitsType_Undefined;
+        for (BDM_LazyObject* p = this;
+             p && p->mProgressUnitsType == BDM_TaskProgress::eUnitsType_Undefined;
              p = p->mCurrentProgressParentP)
             p->SetProgressUnitsType(type);
     }

@@ -42,7 +42,8 @@ class BDM_TaskEntryHost
 public:
     virtual ~BDM_TaskEntryHost() = default;
     // A new entry for iObject under the entry iParentKey (null: the queued folder).
-    virtual BDM_KeyHandle CreateTaskEntry(const BDM_KeyHandle& iParentKey, BDM_LazyObject& iObject) = 0;
+    virtual BDM_KeyHandle CreateTaskEntry(const BDM_KeyHandle& iParentKey,
+                                          BDM_LazyObject& iObject) = 0;
     virtual void DeleteTaskEntry(const BDM_KeyHandle& iKey) = 0;
 };
 
@@ -77,7 +78,10 @@ public:
     virtual BDM_EStatus GetStatus() const;
     virtual void QueueWithPriority(int32_t iPriority);
     virtual bool ShowInTaskManager() const { return false; }
-    virtual void SetProgressUnitsType(BDM_TaskProgress::EUnitsType iType) { mProgressUnitsType = iType; }
+    virtual void SetProgressUnitsType(BDM_TaskProgress::EUnitsType iType)
+    {
+        mProgressUnitsType = iType;
+    }
     using ErrorHandler = std::function<void(BDM_LazyObject&, const std::string&)>;
     virtual ErrorHandler GetLoadErrorHandler() const { return ErrorHandler(); }
 

@@ -17,31 +17,48 @@ void BDM_Schema::InitializeSchema()
         {&t.cAssetComment, M},      {&t.cFileDataForkSize, R},    {&t.cFileCreateDate, R},
         {&t.cFileModDate, R},       {&t.cFilePathComponents, R},  {&t.cAudioFileSampleRate, R},
         {&t.cAudioFileBitDepth, R}, {&t.cAudioFileNumSamples, R}, {&t.cAudioFileNumChannels, R}};
-    schema[BDM_eAssetType_Audio] = {
-        {&t.cFileName, M},           {&t.cAssetName, M},           {&t.cAssetType, R},
-        {&t.cFileDataForkSize, R},   {&t.cAudioFileSampleRate, M}, {&t.cAudioFileBitDepth, R},
-        {&t.cAudioFileNumSamples, R}, {&t.cAudioFileNumChannels, R}, {&t.cAudioOverview, R},
-        {&t.cFilePathComponents, R}, {&t.cFileCreateDate, R},      {&t.cFileModDate, R},
-        {&t.cFileVolumeID, R},       {&t.cFileFormat, R},          {&t.cAssetID, R},
-        {&t.cSourceTapeName, R},     {&t.cFileEmbeddedComment, M}, {&t.cAssetComment, M},
-        {&t.cFileLastIndexedDate, R}};
+    schema[BDM_eAssetType_Audio] = {{&t.cFileName, M},
+                                    {&t.cAssetName, M},
+                                    {&t.cAssetType, R},
+                                    {&t.cFileDataForkSize, R},
+                                    {&t.cAudioFileSampleRate, M},
+                                    {&t.cAudioFileBitDepth, R},
+                                    {&t.cAudioFileNumSamples, R},
+                                    {&t.cAudioFileNumChannels, R},
+                                    {&t.cAudioOverview, R},
+                                    {&t.cFilePathComponents, R},
+                                    {&t.cFileCreateDate, R},
+                                    {&t.cFileModDate, R},
+                                    {&t.cFileVolumeID, R},
+                                    {&t.cFileFormat, R},
+                                    {&t.cAssetID, R},
+                                    {&t.cSourceTapeName, R},
+                                    {&t.cFileEmbeddedComment, M},
+                                    {&t.cAssetComment, M},
+                                    {&t.cFileLastIndexedDate, R}};
     schema[BDM_eAssetType_Session] = {
         {&t.cFileName, M}, {&t.cFileEmbeddedComment, M}, {&t.cAssetComment, M}};
-    schema[BDM_eAssetType_Task] = {{&t.cAssetStatus, R},
-                                   {&t.cFileName, R},
-                                   {&t.cTaskProgress, R},
-                                   {&t.cTaskStatusMessage, R}};
-    schema[BDM_eAssetType_CatalogRoot] = {
-        {&t.cFileName, M},         {&t.cAudioDesignation, R},    {&t.cVideoDesignation, R},
-        {&t.cFileLastIndexedDate, R}, {&t.cAssetType, R},        {&t.cAssetComment, M},
-        {&t.cFileEmbeddedComment, M}, {&t.cFileDataForkSize, R}, {&t.cFileCreateDate, R},
-        {&t.cFileModDate, R},      {&t.cFileFormat, R},          {&t.cFilePathComponents, R}};
-    schema[BDM_eAssetType_VolumeRoot] = {
-        {&t.cFileName, M},         {&t.cAudioDesignation, M},     {&t.cVideoDesignation, M},
-        {&t.cFileLastIndexedDate, R}, {&t.cVolumeCapacity, R},    {&t.cVolumeFreeSpace, R},
-        {&t.cAssetType, R},        {&t.cAssetComment, M},         {&t.cFileDataForkSize, R},
-        {&t.cFileCreateDate, R},   {&t.cFileModDate, R},          {&t.cFileFormat, R},
-        {&t.cFilePathComponents, R}};
+    schema[BDM_eAssetType_Task] = {
+        {&t.cAssetStatus, R}, {&t.cFileName, R}, {&t.cTaskProgress, R}, {&t.cTaskStatusMessage, R}};
+    schema[BDM_eAssetType_CatalogRoot] = {{&t.cFileName, M},
+                                          {&t.cAudioDesignation, R},
+                                          {&t.cVideoDesignation, R},
+                                          {&t.cFileLastIndexedDate, R},
+                                          {&t.cAssetType, R},
+                                          {&t.cAssetComment, M},
+                                          {&t.cFileEmbeddedComment, M},
+                                          {&t.cFileDataForkSize, R},
+                                          {&t.cFileCreateDate, R},
+                                          {&t.cFileModDate, R},
+                                          {&t.cFileFormat, R},
+                                          {&t.cFilePathComponents, R}};
+    schema[BDM_eAssetType_VolumeRoot] = {{&t.cFileName, M},          {&t.cAudioDesignation, M},
+                                         {&t.cVideoDesignation, M},  {&t.cFileLastIndexedDate, R},
+                                         {&t.cVolumeCapacity, R},    {&t.cVolumeFreeSpace, R},
+                                         {&t.cAssetType, R},         {&t.cAssetComment, M},
+                                         {&t.cFileDataForkSize, R},  {&t.cFileCreateDate, R},
+                                         {&t.cFileModDate, R},       {&t.cFileFormat, R},
+                                         {&t.cFilePathComponents, R}};
     schema[BDM_eAssetType_Video] = {{&t.cFileName, M}};
     schema[BDM_eAssetType_MediaDocument] = {{&t.cFileName, M}, {&t.cAssetComment, M}};
     sSchema = std::move(schema);

@@ -39,12 +39,14 @@ bool BDM_Settings::SetDesignation(Designations& ioMap, const Sys_Volume& iVolume
     return true;
 }
 
-bool BDM_Settings::SetAudioVolumeDesignation(const Sys_Volume& iVolume, BDM_EVolumeDesignation iValue)
+bool BDM_Settings::SetAudioVolumeDesignation(const Sys_Volume& iVolume,
+                                             BDM_EVolumeDesignation iValue)
 {
     return SetDesignation(mAudio, iVolume, iValue);
 }
 
-bool BDM_Settings::SetVideoVolumeDesignation(const Sys_Volume& iVolume, BDM_EVolumeDesignation iValue)
+bool BDM_Settings::SetVideoVolumeDesignation(const Sys_Volume& iVolume,
+                                             BDM_EVolumeDesignation iValue)
 {
     return SetDesignation(mVideo, iVolume, iValue);
 }

@@ -63,7 +63,10 @@ public:
     bool GetUseAdvancedSearch() const { return mUseAdvancedSearch; }
     void SetUseAdvancedSearch(bool iUse);
     bool SuspendNonCriticalTasksDuringPlayback() const { return mSuspendDuringPlayback; }
-    void SetSuspendNonCriticalTasksDuringPlayback(bool iSuspend) { mSuspendDuringPlayback = iSuspend; }
+    void SetSuspendNonCriticalTasksDuringPlayback(bool iSuspend)
+    {
+        mSuspendDuringPlayback = iSuspend;
+    }
     void SetVolumeValidator(BDM_VolumeValidator* iValidatorP) { mValidatorP = iValidatorP; }
 
     void StreamOut(Sys_TypedOutStream& ioStream) const;
@@ -77,7 +80,8 @@ public:
 
 private:
     using Designations = std::map<uint32_t, BDM_EVolumeDesignation>;
-    bool SetDesignation(Designations& ioMap, const Sys_Volume& iVolume, BDM_EVolumeDesignation iValue);
+    bool SetDesignation(Designations& ioMap, const Sys_Volume& iVolume,
+                        BDM_EVolumeDesignation iValue);
     static void ReadDesignations(Sys_TypedInStream& ioStream, int64_t iEnd, Designations* oMapP);
 
     Designations mAudio;

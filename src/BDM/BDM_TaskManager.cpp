@@ -98,7 +98,8 @@ BDM_Attribute* BDM_TaskManagerAsset::Fetch(const BDM_AttributeTag& iTag)
     if (iTag == t.cTaskProgressUnitsType)
         return new BDM_TaskManager_ProgressUnitsTypeAttribute(objectP);
     if (iTag == t.cTaskStatusMessage && objectP)
-        return new BDM_TypedCachedAttribute<std::string>(t.cTaskStatusMessage, objectP->GetStatusMessage());
+        return new BDM_TypedCachedAttribute<std::string>(t.cTaskStatusMessage,
+                                                         objectP->GetStatusMessage());
     if (iTag == t.cTaskPriority && objectP)
         return new BDM_TypedCachedAttribute<int64_t>(t.cTaskPriority, objectP->GetPriority());
     return nullptr;
@@ -170,11 +171,13 @@ std::vector<int32_t> BDM_TaskManager::GetChildIDs(int32_t iParent) const
     return ids;
 }
 
-BDM_KeyHandle BDM_TaskManager::CreateTaskEntry(const BDM_KeyHandle& iParentKey, BDM_LazyObject& iObject)
+BDM_KeyHandle BDM_TaskManager::CreateTaskEntry(const BDM_KeyHandle& iParentKey,
+                                               BDM_LazyObject& iObject)
 {
     const int32_t parent = iParentKey ? IDOf(iParentKey) : cQueuedID;
     const int32_t id = mNextID++;
-    mEntries[id] = Entry{parent, iObject.GetLoadName(), false, true, BDM_LazyObjectHandle(&iObject)};
+    mEntries[id] =
+        Entry{parent, iObject.GetLoadName(), false, true, BDM_LazyObjectHandle(&iObject)};
     return MakeKey(id);
 }
 
@@ -268,7 +271,8 @@ void BDM_TaskManager::CancelTask(const BDM_KeyHandle& iKey)
     }
 }
 
-BDM_LazyObjectHandle BDM_TaskManager::CopyAsset(BDM_Bin&, const BDM_KeyHandle&, const BDM_KeyHandle&)
+BDM_LazyObjectHandle BDM_TaskManager::CopyAsset(BDM_Bin&, const BDM_KeyHandle&,
+                                                const BDM_KeyHandle&)
 {
     CMN_ASSERT(false);
     return BDM_LazyObjectHandle();
@@ -313,8 +317,9 @@ bool BDM_TaskGroup::Load()
             continue;
         all = false;
         const auto& dependencies = GetDependencies();
-        const bool known = std::any_of(dependencies.begin(), dependencies.end(),
-                                       [&](const BDM_LazyObjectHandle& h) { return h.Get() == member.Get(); });
+        const bool known =
+            std::any_of(dependencies.begin(), dependencies.end(),
+                        [&](const BDM_LazyObjectHandle& h) { return h.Get() == member.Get(); });
         if (!known)
             AddDependency(member.Get());
     }

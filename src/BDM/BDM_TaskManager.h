@@ -66,7 +66,8 @@ public:
     size_t GetNumEntries() const { return mEntries.size(); }
 
     // BDM_TaskEntryHost
-    BDM_KeyHandle CreateTaskEntry(const BDM_KeyHandle& iParentKey, BDM_LazyObject& iObject) override;
+    BDM_KeyHandle CreateTaskEntry(const BDM_KeyHandle& iParentKey,
+                                  BDM_LazyObject& iObject) override;
     void DeleteTaskEntry(const BDM_KeyHandle& iKey) override;
     // Objects' messages: anything but a progress report takes the object's entry away.
     void Notify(Sys_LazyObject_Message& ioMessage) override;

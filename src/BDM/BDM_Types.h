@@ -123,7 +123,8 @@ template <> bool BDM_ValueLess(const BDM_Link& iLhs, const BDM_Link& iRhs);
 template <> bool BDM_ValueEqual(const BDM_Link& iLhs, const BDM_Link& iRhs);
 // Overviews order by their store, so that one overview is equal only to itself.
 template <>
-bool BDM_ValueLess(const FF_AudioOverview::LockingRef& iLhs, const FF_AudioOverview::LockingRef& iRhs);
+bool BDM_ValueLess(const FF_AudioOverview::LockingRef& iLhs,
+                   const FF_AudioOverview::LockingRef& iRhs);
 template <>
 bool BDM_ValueEqual(const FF_AudioOverview::LockingRef& iLhs,
                     const FF_AudioOverview::LockingRef& iRhs);

@@ -1,8 +1,9 @@
 #include "BDM/BDM_Utils.h"
 
+#include <cctype>
 #include <list>
-#include <typeindex>
 #include <map>
+#include <typeindex>
 
 #include "FF/Audio/FF_AudioFile.h"
 #include "L10N_Utils.h"
@@ -218,7 +219,8 @@ const std::vector<TagName>& TagNames()
 bool SameIgnoringCase(const std::string& iLhs, const std::string& iRhs)
 {
     return iLhs.size() == iRhs.size() &&
-           std::equal(iLhs.begin(), iLhs.end(), iRhs.begin(), [](char a, char b) { return Fold(a) == Fold(b); });
+           std::equal(iLhs.begin(), iLhs.end(), iRhs.begin(),
+                      [](char a, char b) { return Fold(a) == Fold(b); });
 }
 } // namespace
 
@@ -271,9 +273,35 @@ std::string BDM_Utils::GetTagTypeName(const BDM_AttributeTag& iTag)
 
 std::string BDM_Utils::GetAssetTypeName(BDM_EAssetType iType)
 {
-    static const char* const sNames[] = {"File",        "Folder",     "Audio",      "Session",
-                                         "Group",       "Task",       "CatalogRoot", "VolumeRoot",
-                                         "Root",        "Video",      "Alias",      "MediaDocument",
-                                         "AafDocument"};
-    return iType >= 0 && iType < BDM_cNumAssetTypes ? sNames[iType] : std::to_string(int32_t(iType));
+    static const char* const sNames[] = {"File",  "Folder",        "Audio",      "Session", "Group",
+                                         "Task",  "CatalogRoot",   "VolumeRoot", "Root",    "Video",
+                                         "Alias", "MediaDocument", "AafDocument"};
+    return iType >= 0 && iType < BDM_cNumAssetTypes ? sNames[iType]
+                                                    : std::to_string(int32_t(iType));
+}
+
+void BDM_Utils::ExtractSearchTerms(const std::string& iText, std::list<std::string>* oTermsP)
+{
+    oTermsP->clear();
+    std::string term;
+    bool quoted = false;
+    const auto end = [&]
+    {
+        if (!term.empty())
+            oTermsP->push_back(term);
+        term.clear();
+    };
+    for (const char c : iText)
+    {
+        if (c == '"')
+        {
+            quoted = !quoted;
+            end();
+        }
+        else if (!quoted && std::isspace(static_cast<unsigned char>(c)))
+            end();
+        else
+            term.push_back(c);
+    }
+    end();
 }

@@ -1,6 +1,7 @@
 // Helpers of the browser model: asset kinds, file-type filters, and names.
 #pragma once
 
+#include <list>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,11 @@ public:
     static std::string GetTagTypeName(const BDM_AttributeTag& iTag);
     // The name of an asset kind ("Folder", "Audio", ...).
     static std::string GetAssetTypeName(BDM_EAssetType iType);
+
+    // The terms of a search box's text: white space ends a term outside double quotes; a
+    // quote opens or closes a quoted term (ending the term at hand); empty terms are dropped;
+    // an unclosed quote is no error.
+    static void ExtractSearchTerms(const std::string& iText, std::list<std::string>* oTermsP);
 
     // Whether iName may name an item: not empty, no illegal character. On refusal *oMessageP
     // (may be null) gets the user's text: "" for an empty name, resource 1274 with the

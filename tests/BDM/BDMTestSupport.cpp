@@ -6,7 +6,8 @@
 
 const BDM_AttributeTags& BDMTest_Tags()
 {
-    static const BDM_AttributeTags* sTagsP = [] {
+    static const BDM_AttributeTags* sTagsP = []
+    {
         BDM_AttributeTags* tagsP = BDM_AttributeTags::Instance();
         tagsP->InitializeLocalizedAttributeNames();
         if (!BDM_Schema::IsInitialized())

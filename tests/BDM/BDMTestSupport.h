@@ -79,7 +79,7 @@ public:
     std::vector<std::string>* mLogP;
     int32_t mStepsLeft;
     std::function<void()> mOnLoad; // runs at each Load, before the step counts
-    std::string mThrow;             // thrown by Load when not empty
+    std::string mThrow;            // thrown by Load when not empty
 
 protected:
     bool Load() override;

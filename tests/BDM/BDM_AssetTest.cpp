@@ -11,8 +11,7 @@ struct Fixture
     BDM_Cache mCache;
     Cmn_AliasedRefCountPtr<BDMTest_Bin> mBin;
 
-    explicit Fixture(bool iWithCache = true)
-        : mBin(new BDMTest_Bin(iWithCache ? &mCache : nullptr))
+    explicit Fixture(bool iWithCache = true) : mBin(new BDMTest_Bin(iWithCache ? &mCache : nullptr))
     {
         BDMTest_Tags();
         mBin->mItems[1] = {0, "Drums", true, 0};
@@ -23,7 +22,8 @@ struct Fixture
     ~Fixture() { mCache.ClearEntriesForBin(mBin.Get()); }
     BDM_AssetHandle Asset(int32_t iID)
     {
-        return mBin->GetAsset(BDMTest_MakeKey(iID, mBin->mItems.count(iID) && mBin->mItems[iID].mFolder));
+        return mBin->GetAsset(
+            BDMTest_MakeKey(iID, mBin->mItems.count(iID) && mBin->mItems[iID].mFolder));
     }
 };
 } // namespace
@@ -173,11 +173,11 @@ TEST(BDM_Bin, DefaultsAndRefusals)
         bool mCan;
     };
     const Modify modifies[] = {
-        {2, &t.cFileName, true},          // in the audio row, modifiable, present
+        {2, &t.cFileName, true},           // in the audio row, modifiable, present
         {2, &t.cAudioFileBitDepth, false}, // in the row, not modifiable
-        {2, &t.cAssetComment, false},     // modifiable, but the asset has none
-        {2, &t.cTaskProgress, false},     // not in the row
-        {1, &t.cAssetComment, false},     // folder: in the row, the asset has none
+        {2, &t.cAssetComment, false},      // modifiable, but the asset has none
+        {2, &t.cTaskProgress, false},      // not in the row
+        {1, &t.cAssetComment, false},      // folder: in the row, the asset has none
         {1, &t.cFileName, true},
     };
     for (const Modify& m : modifies)
@@ -191,17 +191,19 @@ TEST(BDM_Bin, DefaultsAndRefusals)
     EXPECT_EQ(f.Asset(2)->ResolveAlias().Get(), f.Asset(2).Get());
 
     std::string message;
-    const auto nameValue = [&](const std::string& iName) {
-        return BDM_TypedAttributeValue<std::string>(&t.cFileName, iName);
-    };
-    EXPECT_TRUE(f.mBin->IsAttributeValueValidVoid(BDMTest_MakeKey(2), t.cFileName, nameValue("ok"), &message));
-    EXPECT_FALSE(f.mBin->IsAttributeValueValidVoid(BDMTest_MakeKey(2), t.cFileName, nameValue(""), &message));
-    EXPECT_FALSE(f.mBin->IsAttributeValueValidVoid(BDMTest_MakeKey(2), t.cFileName, nameValue("a/b"), &message));
+    const auto nameValue = [&](const std::string& iName)
+    { return BDM_TypedAttributeValue<std::string>(&t.cFileName, iName); };
+    EXPECT_TRUE(f.mBin->IsAttributeValueValidVoid(BDMTest_MakeKey(2), t.cFileName, nameValue("ok"),
+                                                  &message));
+    EXPECT_FALSE(f.mBin->IsAttributeValueValidVoid(BDMTest_MakeKey(2), t.cFileName, nameValue(""),
+                                                   &message));
+    EXPECT_FALSE(f.mBin->IsAttributeValueValidVoid(BDMTest_MakeKey(2), t.cFileName,
+                                                   nameValue("a/b"), &message));
     EXPECT_EQ(message, "Name cannot contain the character(s) '/'.");
     // Other tags have no rule.
-    EXPECT_TRUE(f.mBin->IsAttributeValueValidVoid(BDMTest_MakeKey(2), t.cAssetComment,
-                                                  BDM_TypedAttributeValue<std::string>(&t.cAssetComment, ""),
-                                                  &message));
+    EXPECT_TRUE(f.mBin->IsAttributeValueValidVoid(
+        BDMTest_MakeKey(2), t.cAssetComment,
+        BDM_TypedAttributeValue<std::string>(&t.cAssetComment, ""), &message));
 }
 
 TEST(BDM_Bin, PathsInternalPathsAndCompactSelection)
@@ -214,7 +216,8 @@ TEST(BDM_Bin, PathsInternalPathsAndCompactSelection)
     path.mNames.back() = "Missing.wav";
     EXPECT_FALSE(f.mBin->GetAssetFromInternalPath(path));
 
-    const auto ids = [](const std::list<BDM_KeyHandle>& iKeys) {
+    const auto ids = [](const std::list<BDM_KeyHandle>& iKeys)
+    {
         std::vector<int32_t> out;
         for (const BDM_KeyHandle& key : iKeys)
             out.push_back(static_cast<const BDMTest_Key&>(*key).mID);

@@ -7,15 +7,16 @@
 #include "BDM/BDM_Schema.h"
 #include "BDM/BDM_Utils.h"
 #include "FF/Audio/FF_AudioFile.h"
+#include "Support/TestSupport.h"
 #include "Sys_CompatibilityUtils.h"
 #include "Tarn_FileTypes.h"
-#include "Support/TestSupport.h"
 
 namespace
 {
 const BDM_AttributeTags& Tags()
 {
-    static const BDM_AttributeTags* sTagsP = [] {
+    static const BDM_AttributeTags* sTagsP = []
+    {
         BDM_AttributeTags* tagsP = BDM_AttributeTags::Instance();
         tagsP->InitializeLocalizedAttributeNames();
         if (!BDM_Schema::IsInitialized())
@@ -35,8 +36,8 @@ struct TagRow
 };
 
 template <class T>
-TagRow Row(const BDM_TypedAttributeTag<T> BDM_AttributeTags::*iMember, int32_t iIndex, bool iIndexed,
-           const char* iTitle)
+TagRow Row(const BDM_TypedAttributeTag<T> BDM_AttributeTags::*iMember, int32_t iIndex,
+           bool iIndexed, const char* iTitle)
 {
     return {reinterpret_cast<const BDM_AttributeTag BDM_AttributeTags::*>(iMember), iIndex,
             typeid(T), iIndexed, iTitle};
@@ -122,36 +123,71 @@ TEST(BDM_Schema, EveryRowWithItsModifiableAttributes)
     const std::map<int, std::map<const BDM_AttributeTag*, bool>> rows = {
         {0, {{&t.cFileName, true}}},
         {1,
-         {{&t.cFileName, true}, {&t.cFileLastIndexedDate, false}, {&t.cAssetType, false},
-          {&t.cAssetComment, true}, {&t.cFileDataForkSize, false}, {&t.cFileCreateDate, false},
-          {&t.cFileModDate, false}, {&t.cFilePathComponents, false},
-          {&t.cAudioFileSampleRate, false}, {&t.cAudioFileBitDepth, false},
-          {&t.cAudioFileNumSamples, false}, {&t.cAudioFileNumChannels, false}}},
+         {{&t.cFileName, true},
+          {&t.cFileLastIndexedDate, false},
+          {&t.cAssetType, false},
+          {&t.cAssetComment, true},
+          {&t.cFileDataForkSize, false},
+          {&t.cFileCreateDate, false},
+          {&t.cFileModDate, false},
+          {&t.cFilePathComponents, false},
+          {&t.cAudioFileSampleRate, false},
+          {&t.cAudioFileBitDepth, false},
+          {&t.cAudioFileNumSamples, false},
+          {&t.cAudioFileNumChannels, false}}},
         {2,
-         {{&t.cFileName, true}, {&t.cAssetName, true}, {&t.cAssetType, false},
-          {&t.cFileDataForkSize, false}, {&t.cAudioFileSampleRate, true},
-          {&t.cAudioFileBitDepth, false}, {&t.cAudioFileNumSamples, false},
-          {&t.cAudioFileNumChannels, false}, {&t.cAudioOverview, false},
-          {&t.cFilePathComponents, false}, {&t.cFileCreateDate, false}, {&t.cFileModDate, false},
-          {&t.cFileVolumeID, false}, {&t.cFileFormat, false}, {&t.cAssetID, false},
-          {&t.cSourceTapeName, false}, {&t.cFileEmbeddedComment, true}, {&t.cAssetComment, true},
+         {{&t.cFileName, true},
+          {&t.cAssetName, true},
+          {&t.cAssetType, false},
+          {&t.cFileDataForkSize, false},
+          {&t.cAudioFileSampleRate, true},
+          {&t.cAudioFileBitDepth, false},
+          {&t.cAudioFileNumSamples, false},
+          {&t.cAudioFileNumChannels, false},
+          {&t.cAudioOverview, false},
+          {&t.cFilePathComponents, false},
+          {&t.cFileCreateDate, false},
+          {&t.cFileModDate, false},
+          {&t.cFileVolumeID, false},
+          {&t.cFileFormat, false},
+          {&t.cAssetID, false},
+          {&t.cSourceTapeName, false},
+          {&t.cFileEmbeddedComment, true},
+          {&t.cAssetComment, true},
           {&t.cFileLastIndexedDate, false}}},
         {3, {{&t.cFileName, true}, {&t.cFileEmbeddedComment, true}, {&t.cAssetComment, true}}},
         {5,
-         {{&t.cAssetStatus, false}, {&t.cFileName, false}, {&t.cTaskProgress, false},
+         {{&t.cAssetStatus, false},
+          {&t.cFileName, false},
+          {&t.cTaskProgress, false},
           {&t.cTaskStatusMessage, false}}},
         {6,
-         {{&t.cFileName, true}, {&t.cAudioDesignation, false}, {&t.cVideoDesignation, false},
-          {&t.cFileLastIndexedDate, false}, {&t.cAssetType, false}, {&t.cAssetComment, true},
-          {&t.cFileEmbeddedComment, true}, {&t.cFileDataForkSize, false},
-          {&t.cFileCreateDate, false}, {&t.cFileModDate, false}, {&t.cFileFormat, false},
+         {{&t.cFileName, true},
+          {&t.cAudioDesignation, false},
+          {&t.cVideoDesignation, false},
+          {&t.cFileLastIndexedDate, false},
+          {&t.cAssetType, false},
+          {&t.cAssetComment, true},
+          {&t.cFileEmbeddedComment, true},
+          {&t.cFileDataForkSize, false},
+          {&t.cFileCreateDate, false},
+          {&t.cFileModDate, false},
+          {&t.cFileFormat, false},
           {&t.cFilePathComponents, false}}},
         {7,
-         {{&t.cFileName, true}, {&t.cAudioDesignation, true}, {&t.cVideoDesignation, true},
-          {&t.cFileLastIndexedDate, false}, {&t.cVolumeCapacity, false},
-          {&t.cVolumeFreeSpace, false}, {&t.cAssetType, false}, {&t.cAssetComment, true},
-          {&t.cFileDataForkSize, false}, {&t.cFileCreateDate, false}, {&t.cFileModDate, false},
-          {&t.cFileFormat, false}, {&t.cFilePathComponents, false}}},
+         {{&t.cFileName, true},
+          {&t.cAudioDesignation, true},
+          {&t.cVideoDesignation, true},
+          {&t.cFileLastIndexedDate, false},
+          {&t.cVolumeCapacity, false},
+          {&t.cVolumeFreeSpace, false},
+          {&t.cAssetType, false},
+          {&t.cAssetComment, true},
+          {&t.cFileDataForkSize, false},
+          {&t.cFileCreateDate, false},
+          {&t.cFileModDate, false},
+          {&t.cFileFormat, false},
+          {&t.cFilePathComponents, false}}},
         {9, {{&t.cFileName, true}}},
         {11, {{&t.cFileName, true}, {&t.cAssetComment, true}}},
     };
@@ -198,8 +234,12 @@ TEST(BDM_Attribute, UnsetValuesSortFirstAndEqualityDemandsValues)
         bool mLess;
     };
     const Case cases[] = {
-        {std::nullopt, std::nullopt, false}, {std::nullopt, 0, true}, {0, std::nullopt, false},
-        {-5, 3, true},                       {3, -5, false},          {7, 7, false},
+        {std::nullopt, std::nullopt, false},
+        {std::nullopt, 0, true},
+        {0, std::nullopt, false},
+        {-5, 3, true},
+        {3, -5, false},
+        {7, 7, false},
     };
     for (const Case& c : cases)
     {
@@ -226,8 +266,8 @@ TEST(BDM_Attribute, DifferentTagsAreAFaultInEveryComparison)
     BDM_TypedCachedAttribute<int64_t> data(Tags().cFileDataForkSize, 1);
     EXPECT_TRUE(Test_Asserts([&] { total->LessThan(data); }, "&this->GetTag() == &iRhs.GetTag()"));
     EXPECT_TRUE(Test_Asserts([&] { total->EqualTo(data); }, "&this->GetTag() == &iRhs.GetTag()"));
-    EXPECT_TRUE(Test_Asserts([&] { total->Assign(data); },
-                             "&this->GetTag() == &iAttribute.GetTag()"));
+    EXPECT_TRUE(
+        Test_Asserts([&] { total->Assign(data); }, "&this->GetTag() == &iAttribute.GetTag()"));
     int64_t out = 0;
     EXPECT_TRUE(Test_Asserts([&] { BDM_GetAttributeValue(Tags().cFileModDate, total.get(), &out); },
                              "iAttribute->GetTag() == iTag"));
@@ -264,9 +304,12 @@ TEST(BDM_Attribute, NamesCompareAsFileNamesLengthsFirst)
         bool mLess, mEqual;
     };
     const Case cases[] = {
-        {"Kick.wav", "kick.WAV", false, true}, {"abc", "ABD", true, false},
-        {"B", "a", false, false},              {"take", "take 2", true, false},
-        {"Take 2", "take", false, false},      {"", "", false, true},
+        {"Kick.wav", "kick.WAV", false, true},
+        {"abc", "ABD", true, false},
+        {"B", "a", false, false},
+        {"take", "take 2", true, false},
+        {"Take 2", "take", false, false},
+        {"", "", false, true},
         {"x\xc3\xa9", "X\xc3\xa9", false, true},
     };
     for (const Case& c : cases)
@@ -278,7 +321,8 @@ TEST(BDM_Attribute, NamesCompareAsFileNamesLengthsFirst)
         EXPECT_EQ(BDM_Utils::NamesEqual(c.mLhs, c.mRhs), c.mEqual);
     }
     // A plain string attribute compares bytes.
-    BDM_TypedCachedAttribute<std::string> a(Tags().cAssetComment, "a"), b(Tags().cAssetComment, "A");
+    BDM_TypedCachedAttribute<std::string> a(Tags().cAssetComment, "a"),
+        b(Tags().cAssetComment, "A");
     EXPECT_FALSE(a.EqualTo(b));
 }
 
@@ -326,12 +370,23 @@ TEST(BDM_Utils, ContainerKindsFiltersAndNames)
     }
 
     Tarn_FileTypes::Initialize();
-    const auto audio = [](int id) { return FF_AudioFile::FileTypeFromAudioFileType(EAudioFileType(id)); };
+    const auto audio = [](int id)
+    { return FF_AudioFile::FileTypeFromAudioFileType(EAudioFileType(id)); };
     const std::vector<std::pair<int, std::vector<Sys_FileType>>> formats = {
-        {1002, {audio(2)}},  {1003, {audio(3)}},  {1004, {audio(4)}}, {1005, {audio(4)}},
-        {1017, {audio(17)}}, {1500, {audio(6)}},  {2002, {audio(6)}}, {1501, {Tarn_FileTypes::cAVIFileType}},
-        {2003, {Tarn_FileTypes::cSession32FileType}}, {2007, {Tarn_FileTypes::cSessionFileType}},
-        {0, {}},             {1006, {}},          {1999, {}},         {2008, {}},
+        {1002, {audio(2)}},
+        {1003, {audio(3)}},
+        {1004, {audio(4)}},
+        {1005, {audio(4)}},
+        {1017, {audio(17)}},
+        {1500, {audio(6)}},
+        {2002, {audio(6)}},
+        {1501, {Tarn_FileTypes::cAVIFileType}},
+        {2003, {Tarn_FileTypes::cSession32FileType}},
+        {2007, {Tarn_FileTypes::cSessionFileType}},
+        {0, {}},
+        {1006, {}},
+        {1999, {}},
+        {2008, {}},
     };
     for (const auto& [format, expected] : formats)
         EXPECT_EQ(BDM_Utils::FilterFromFileFormat(BDM_EFileFormat(format)), expected) << format;
@@ -359,6 +414,7 @@ TEST(BDM_Utils, ContainerKindsFiltersAndNames)
         std::string message = "unchanged";
         EXPECT_EQ(BDM_Utils::IsValidName(c.mName, &message), c.mValid) << c.mName;
         EXPECT_EQ(message, c.mValid ? "unchanged" : c.mMessage) << c.mName;
-        EXPECT_EQ(Sys_CompatibilityUtils::ContainsIllegalChars(c.mName), !c.mValid && !c.mName.empty());
+        EXPECT_EQ(Sys_CompatibilityUtils::ContainsIllegalChars(c.mName),
+                  !c.mValid && !c.mName.empty());
     }
 }

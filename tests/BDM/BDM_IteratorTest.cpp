@@ -23,7 +23,8 @@ public:
             return BDM_LazyObjectHandle(new BDM_DoNothingObject);
         BDMTest_Work* workP = new BDMTest_Work(std::to_string(id), nullptr, mSteps);
         std::vector<int32_t>* logP = mLogP;
-        workP->mOnLoad = [workP, logP, id] {
+        workP->mOnLoad = [workP, logP, id]
+        {
             if (workP->mStepsLeft == 0)
                 logP->push_back(id);
         };
@@ -63,7 +64,8 @@ TEST(BDM_RecursiveWorker, VisitsEveryItemOnceAndEndsAfterItsLeaves)
     auto factory = std::make_shared<LoggingFactory>(&log);
     factory->mSkip = 3;
     factory->mSteps = 2;
-    BDM_LazyObjectHandle worker(new BDM_RecursiveWorker(*tree.mBin, BDMTest_MakeKey(1, true), factory));
+    BDM_LazyObjectHandle worker(
+        new BDM_RecursiveWorker(*tree.mBin, BDMTest_MakeKey(1, true), factory));
     bool workerDoneBeforeLeaves = false;
     struct Watch : Cmn_Observable<Sys_LazyObject_Message>::Observer
     {
@@ -71,7 +73,8 @@ TEST(BDM_RecursiveWorker, VisitsEveryItemOnceAndEndsAfterItsLeaves)
         bool* mEarlyP;
         void Notify(Sys_LazyObject_Message& ioMessage) override
         {
-            if (ioMessage.GetMessage() == Sys_LazyObject_Message::eMessage_Loaded && mLogP->size() < 4)
+            if (ioMessage.GetMessage() == Sys_LazyObject_Message::eMessage_Loaded &&
+                mLogP->size() < 4)
                 *mEarlyP = true;
         }
     } watch;

@@ -6,7 +6,8 @@
 
 namespace
 {
-BDMTest_WorkHandle Work(const std::string& iName, std::vector<std::string>* ioLogP, int32_t iSteps = 0)
+BDMTest_WorkHandle Work(const std::string& iName, std::vector<std::string>* ioLogP,
+                        int32_t iSteps = 0)
 {
     return BDMTest_WorkHandle(new BDMTest_Work(iName, ioLogP, iSteps));
 }
@@ -45,7 +46,7 @@ TEST_F(BDM_LazyObjectPriority, NowIsLastAskedFirstRun)
         int32_t mExpected;
     };
     const Case cases[] = {
-        {-1, 5000, 5000}, {6000, 5000, 7000}, {4999, 5000, 5000},
+        {-1, 5000, 5000},   {6000, 5000, 7000}, {4999, 5000, 5000},
         {5000, 5000, 6000}, {3000, 2500, 2500}, {-1, 12, 12},
     };
     for (const Case& c : cases)
@@ -71,7 +72,8 @@ TEST_F(BDM_LazyObjectPriority, AForegroundClientLiftsToCritical)
     work->IncrementForegroundClientCount(); // only the first lifts
     work->DecrementForegroundClientCount();
     work->DecrementForegroundClientCount();
-    EXPECT_TRUE(Test_Asserts([&] { work->DecrementForegroundClientCount(); }, "mForegroundClientCount > 0"));
+    EXPECT_TRUE(Test_Asserts([&] { work->DecrementForegroundClientCount(); },
+                             "mForegroundClientCount > 0"));
 }
 
 using BDM_TaskLoader_ = QueueTest;
@@ -231,7 +233,8 @@ TEST_F(BDM_LazyObjectQueueSlice, RunsWhileAWholeMillisecondIsLeft)
         std::vector<std::string> log;
         int32_t steps = 0;
         BDMTest_WorkHandle work = Work("w", &log, 49);
-        work->mOnLoad = [&] {
+        work->mOnLoad = [&]
+        {
             ++steps;
             sFakeNow += c.mStepMicroseconds;
         };

@@ -31,9 +31,11 @@ BDM_Settings Sample(int32_t iVolumes)
     BDM_Settings settings;
     for (int32_t i = 0; i < iVolumes; ++i)
     {
-        settings.SetAudioVolumeDesignation(Sys_Volume(uint32_t(0x1000 + i), "v"), BDM_EVolumeDesignation(i % 4));
+        settings.SetAudioVolumeDesignation(Sys_Volume(uint32_t(0x1000 + i), "v"),
+                                           BDM_EVolumeDesignation(i % 4));
         if (i % 2)
-            settings.SetVideoVolumeDesignation(Sys_Volume(uint32_t(0x2000 + i), "v"), BDM_eVolumeDesignation_Playback);
+            settings.SetVideoVolumeDesignation(Sys_Volume(uint32_t(0x2000 + i), "v"),
+                                               BDM_eVolumeDesignation_Playback);
     }
     settings.SetUseAdvancedSearch(iVolumes % 2 == 1);
     settings.SetSuspendNonCriticalTasksDuringPlayback(iVolumes != 3);
@@ -64,17 +66,38 @@ TEST(BDM_Settings, RoundTripsAndRefusesLyingInputLeavingTheSettingsAsTheyWere)
         std::function<Bytes()> mMake;
         int32_t mID;
     };
-    const auto patched = [&](size_t iAt, std::vector<unsigned char> iBytes) {
+    const auto patched = [&](size_t iAt, std::vector<unsigned char> iBytes)
+    {
         Bytes b = good;
         std::copy(iBytes.begin(), iBytes.end(), b.begin() + long(iAt));
         return b;
     };
     const Bad bads[] = {
-        {"bad-negative-count", [&] { return patched(15, {0xff, 0xff, 0xff, 0xfe}); }, 29},
-        {"bad-huge-count", [&] { return patched(15, {0x10, 0, 0, 0}); }, 29},
-        {"bad-version", [&] { return patched(9, {0, 2}); }, 31},
-        {"bad-size", [&] { return patched(11, {0, 0, 0x10, 0}); }, 29},
-        {"bad-short-size", [&] { return patched(11, {0, 0, 0, 6}); }, 29},
+        {"bad-negative-count",
+         [&] {
+             return patched(15, {0xff, 0xff, 0xff, 0xfe});
+         },
+         29},
+        {"bad-huge-count",
+         [&] {
+             return patched(15, {0x10, 0, 0, 0});
+         },
+         29},
+        {"bad-version",
+         [&] {
+             return patched(9, {0, 2});
+         },
+         31},
+        {"bad-size",
+         [&] {
+             return patched(11, {0, 0, 0x10, 0});
+         },
+         29},
+        {"bad-short-size",
+         [&] {
+             return patched(11, {0, 0, 0, 6});
+         },
+         29},
     };
     for (const Bad& bad : bads)
     {

@@ -123,7 +123,8 @@ TEST(BDM_CalculateAudioOverview, ComputesInSlicesStoresInTheCacheAndTellsTheAttr
     FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path)));
     const FF_AudioOverview direct = FF_AudioOverviewUtils::ComputeOverview(file);
     ASSERT_EQ(found->GetSize(), direct.GetSize());
-    EXPECT_TRUE(std::equal(direct.GetBuffer(), direct.GetBuffer() + direct.GetSize(), found->GetBuffer()));
+    EXPECT_TRUE(
+        std::equal(direct.GetBuffer(), direct.GetBuffer() + direct.GetSize(), found->GetBuffer()));
 
     // A fresh asset finds it in the cache, also after the cache was flushed and reopened.
     globals.SetOverviewCacheFolder(Sys_FileLoc(dir.Path() + "/caches"));

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "BDM/Adapters/FS/BFSa_Bin.h"
+#include "BDM/BDM_Utils.h"
 #include "BDMTestSupport.h"
 #include "Support/FFTestSupport.h"
 #include "Support/TestSupport.h"
@@ -61,11 +62,13 @@ template <class T> std::optional<T> Value(BDM_Asset& iAsset, const BDM_TypedAttr
 TEST(BFSa_Bin, ListsAFolderWithoutHiddenEntries)
 {
     FolderFixture f;
-    EXPECT_EQ(f.ChildNames(""), (std::vector<std::string>{"Kick.wav", "Pad.wav", "Takes", "notes.txt"}));
+    EXPECT_EQ(f.ChildNames(""),
+              (std::vector<std::string>{"Kick.wav", "Pad.wav", "Takes", "notes.txt"}));
     EXPECT_EQ(f.ChildNames("Takes"), std::vector<std::string>{"Take 1.wav"});
     EXPECT_EQ(f.Asset("Takes/Take 1.wav")->GetParent().Get(), f.Asset("Takes").Get());
     // The audio filter keeps folders and audio files.
-    Cmn_AliasedRefCountPtr<BFSa_Bin> audio(new BFSa_Bin(BFSa_Bin::eFileSystemFilter_AudioFiles, nullptr));
+    Cmn_AliasedRefCountPtr<BFSa_Bin> audio(
+        new BFSa_Bin(BFSa_Bin::eFileSystemFilter_AudioFiles, nullptr));
     std::list<BDM_KeyHandle> keys;
     audio->GetAsset(BFSa_Bin::MakeKey(Sys_FileLoc(f.mDir.Path())))->GetChildren(&keys);
     EXPECT_EQ(keys.size(), 3u);
@@ -75,7 +78,8 @@ TEST(BFSa_Bin, AttributesOfFoldersFilesAndAudio)
 {
     FolderFixture f;
     const BDM_AttributeTags& t = BDMTest_Tags();
-    BDM_AssetHandle kick = f.Asset("Kick.wav"), text = f.Asset("notes.txt"), folder = f.Asset("Takes");
+    BDM_AssetHandle kick = f.Asset("Kick.wav"), text = f.Asset("notes.txt"),
+                    folder = f.Asset("Takes");
     struct Case
     {
         BDM_Asset* mAssetP;
@@ -153,13 +157,16 @@ TEST(BFSa_Bin, EmbeddedOffsetMeansAudioAndKeysOrderByLocationThenOffset)
     EXPECT_EQ(embedded->GetType(), BDM_eAssetType_Audio);
     EXPECT_EQ(Value(*embedded, BDMTest_Tags().cAudioFileEmbeddedFileOffset), int64_t(5));
     EXPECT_EQ(Value(*embedded, BDMTest_Tags().cAudioFileSampleRate), 22050);
-    EXPECT_EQ(f.mBin->GetAsset(BFSa_Bin::MakeKey(Sys_FileLoc(f.Path("bundle.txt")), false, 0))->GetType(),
-              BDM_eAssetType_File);
-    const BFSa_Key a(Sys_FileLoc("/a"), false, 9), b(Sys_FileLoc("/a"), false, 10), c(Sys_FileLoc("/b"), false, 0);
+    EXPECT_EQ(
+        f.mBin->GetAsset(BFSa_Bin::MakeKey(Sys_FileLoc(f.Path("bundle.txt")), false, 0))->GetType(),
+        BDM_eAssetType_File);
+    const BFSa_Key a(Sys_FileLoc("/a"), false, 9), b(Sys_FileLoc("/a"), false, 10),
+        c(Sys_FileLoc("/b"), false, 0);
     EXPECT_TRUE(a.IsLessThan(b));
     EXPECT_FALSE(b.IsLessThan(a));
     EXPECT_TRUE(b.IsLessThan(c));
-    EXPECT_TRUE(Test_Asserts([&] { a.IsLessThan(*BDMTest_MakeKey(1)); }, "iKey.GetType() == eType_FS"));
+    EXPECT_TRUE(
+        Test_Asserts([&] { a.IsLessThan(*BDMTest_MakeKey(1)); }, "iKey.GetType() == eType_FS"));
 }
 
 TEST(BFSa_Bin, RenameThroughTheNameAndCopyIntoAFolder)
@@ -179,6 +186,102 @@ TEST(BFSa_Bin, RenameThroughTheNameAndCopyIntoAFolder)
     EXPECT_TRUE(copy->IsLoaded());
     EXPECT_EQ(copy->GetProgress().mUnitsCompleted, 1);
     EXPECT_EQ(f.ChildNames("Takes"), (std::vector<std::string>{"Kick.wav", "Take 1.wav"}));
-    EXPECT_TRUE(Test_Asserts([] { BFSa_AssetCopier(Sys_FileLoc(), Sys_FileLoc("/nonexistent-folder")); },
-                             "mSrcFileLoc || Sys_FileUtils::IsFolder( mDstFileLoc )"));
+    EXPECT_TRUE(
+        Test_Asserts([] { BFSa_AssetCopier(Sys_FileLoc(), Sys_FileLoc("/nonexistent-folder")); },
+                     "mSrcFileLoc || Sys_FileUtils::IsFolder( mDstFileLoc )"));
+}
+
+TEST(BFSa_QueryResult, FindsTheMatchingFilesWithinTheTimeGiven)
+{
+    FolderFixture f;
+    const BDM_AttributeTags& t = BDMTest_Tags();
+    BDM_PredicateFactory& factory = *f.mBin->GetPredicateFactory();
+    using R = BDM_PredicateFactory;
+    const auto term = [&](const auto& iTag, auto iValue, R::ERelation iRelation)
+    {
+        using T = typename std::remove_cvref_t<decltype(iTag)>::ValueType;
+        return factory.MakePredicate(BDM_TypedAttributeValue<T>(&iTag, T(iValue)), iRelation);
+    };
+    struct Case
+    {
+        const char* mWhat;
+        BDM_PredicateHandle mPredicate;
+        std::vector<std::string> mFound;
+    };
+    const Case cases[] = {
+        {"name contains",
+         term(t.cFileName, std::string("KICK"), R::eRelation_Contains),
+         {"Kick.wav"}},
+        {"name equal, case ignored",
+         term(t.cFileName, std::string("pad.WAV"), R::eRelation_Equal),
+         {"Pad.wav"}},
+        {"audio kind",
+         term(t.cAssetType, BDM_eAssetType_Audio, R::eRelation_Equal),
+         {"Kick.wav", "Pad.wav", "Take 1.wav"}},
+        {"rate above",
+         term(t.cAudioFileSampleRate, 44100, R::eRelation_Greater),
+         {"Pad.wav", "Take 1.wav"}},
+        {"and",
+         factory.And(term(t.cAudioFileSampleRate, 48000, R::eRelation_Equal),
+                     term(t.cAudioFileNumSamples, int64_t(100), R::eRelation_Less)),
+         {"Take 1.wav"}},
+        {"or, each once",
+         factory.Or(term(t.cFileName, std::string("notes"), R::eRelation_Contains),
+                    term(t.cAudioFileNumChannels, int16_t(1), R::eRelation_Equal)),
+         {"Pad.wav", "Take 1.wav", "notes.txt"}},
+        {"nothing", term(t.cFileTotalSize, int64_t(1) << 40, R::eRelation_GreaterOrEqual), {}},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.mWhat);
+        std::unique_ptr<BDM_QueryResult> result =
+            f.mBin->Query(c.mPredicate, BFSa_Bin::MakeKey(Sys_FileLoc(f.mDir.Path()), true));
+        ASSERT_TRUE(result);
+        std::vector<std::string> found;
+        BDM_KeyHandle key;
+        BDM_QueryResult::EResult r;
+        while ((r = result->Next(&key, 1000)) == BDM_QueryResult::eResult_Delivered)
+            found.push_back(static_cast<const BFSa_Key&>(*key).GetFileLoc().GetName());
+        EXPECT_EQ(r, BDM_QueryResult::eResult_End);
+        std::sort(found.begin(), found.end());
+        EXPECT_EQ(found, c.mFound);
+    }
+    // No time: timed out at once, and the walk is still there to go on.
+    std::unique_ptr<BDM_QueryResult> result =
+        f.mBin->Query(term(t.cFileName, std::string("Kick.wav"), R::eRelation_Equal),
+                      BFSa_Bin::MakeKey(Sys_FileLoc(f.mDir.Path()), true));
+    BDM_KeyHandle key;
+    EXPECT_EQ(result->Next(&key, 0), BDM_QueryResult::eResult_TimedOut);
+    EXPECT_EQ(result->Next(&key, 1000), BDM_QueryResult::eResult_Delivered);
+    EXPECT_TRUE(Test_Asserts(
+        [&] {
+            f.mBin->Query(term(t.cFileName, std::string("x"), R::eRelation_Equal),
+                          BDMTest_MakeKey(1));
+        },
+        "iRoot && iRoot->GetType() == BDM_Key::eType_FS"));
+    EXPECT_TRUE(Test_Asserts([&] { term(t.cAudioFileSampleRate, 1, R::eRelation_Contains); }, "0"));
+}
+
+TEST(BDM_Utils, SearchTermsSplitAtSpacesOutsideQuotes)
+{
+    struct Case
+    {
+        std::string mText;
+        std::list<std::string> mTerms;
+    };
+    const Case cases[] = {
+        {"", {}},
+        {"   ", {}},
+        {"\"kick drum\" snare", {"kick drum", "snare"}},
+        {"a\"\"b", {"a", "b"}},
+        {"take  2\t3", {"take", "2", "3"}},
+        {"\"open quote rest", {"open quote rest"}},
+        {"x\"y z\"w", {"x", "y z", "w"}},
+    };
+    for (const Case& c : cases)
+    {
+        std::list<std::string> terms{"stale"};
+        BDM_Utils::ExtractSearchTerms(c.mText, &terms);
+        EXPECT_EQ(terms, c.mTerms) << c.mText;
+    }
 }

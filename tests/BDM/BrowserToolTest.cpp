@@ -31,11 +31,13 @@ struct ToolFolder
     {
         ::setenv("MIRAFILE_DATA_DIR", Path("data").c_str(), 1);
         std::string args = iArgs;
-        for (size_t at = args.find("media"); at != std::string::npos; at = args.find("media", at + mDir.Path().size() + 7))
+        for (size_t at = args.find("media"); at != std::string::npos;
+             at = args.find("media", at + mDir.Path().size() + 7))
             args.replace(at, 5, Path("media"));
         Test_ToolResult result = Test_RunTool(args, mDir.Path());
         for (std::string* textP : {&result.mOut, &result.mErr})
-            for (size_t at = textP->find(mDir.Path() + "/"); at != std::string::npos; at = textP->find(mDir.Path() + "/"))
+            for (size_t at = textP->find(mDir.Path() + "/"); at != std::string::npos;
+                 at = textP->find(mDir.Path() + "/"))
                 textP->erase(at, mDir.Path().size() + 1);
         ::unsetenv("MIRAFILE_DATA_DIR");
         return result;
@@ -73,7 +75,9 @@ TEST(BrowserTool, LsListsWithColumnsSortAndJson)
         EXPECT_EQ(paths, c.mPaths);
     }
     const nlohmann::json rows = nlohmann::json::parse(
-        f.Run("ls media/b.wav media/Takes --json --columns AssetType,AudioFileBitDepth,FileFormat,AssetDurationMicroseconds").mOut);
+        f.Run("ls media/b.wav media/Takes --json --columns "
+              "AssetType,AudioFileBitDepth,FileFormat,AssetDurationMicroseconds")
+            .mOut);
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_EQ(rows[0]["AssetType"], "Audio");
     EXPECT_EQ(rows[0]["AudioFileBitDepth"], 24);
@@ -89,7 +93,8 @@ TEST(BrowserTool, LsListsWithColumnsSortAndJson)
     EXPECT_NE(missing.mOut.find("a.wav"), std::string::npos);
     const Test_ToolResult badColumn = f.Run("ls media --columns Loudness");
     EXPECT_EQ(badColumn.mStatus, 1);
-    EXPECT_EQ(badColumn.mErr, "mirafile: --columns names no attribute \"Loudness\" (see mirafile attrs)\n");
+    EXPECT_EQ(badColumn.mErr,
+              "mirafile: --columns names no attribute \"Loudness\" (see mirafile attrs)\n");
 }
 
 TEST(BrowserTool, OverviewsAreComputedOnceAndAttrsListsTheTable)
@@ -97,7 +102,8 @@ TEST(BrowserTool, OverviewsAreComputedOnceAndAttrsListsTheTable)
     if (!Test_ToolPath())
         GTEST_SKIP() << "MIRAFILE_TOOL not set";
     ToolFolder f;
-    const Test_ToolResult first = f.Run("ls media --recursive --overviews --json --columns FileName");
+    const Test_ToolResult first =
+        f.Run("ls media --recursive --overviews --json --columns FileName");
     ASSERT_EQ(first.mStatus, 0) << first.mErr;
     const nlohmann::json rows = nlohmann::json::parse(first.mOut);
     std::map<std::string, nlohmann::json> points;
@@ -108,7 +114,8 @@ TEST(BrowserTool, OverviewsAreComputedOnceAndAttrsListsTheTable)
     EXPECT_EQ(points["media/Takes/t.wav"], 2);
     EXPECT_TRUE(points["media/readme.txt"].is_null());
     // The second run finds them all in the cache: the cache file does not change.
-    const auto cacheFiles = [&] {
+    const auto cacheFiles = [&]
+    {
         std::vector<std::pair<std::string, uintmax_t>> files;
         for (const auto& entry : fs::recursive_directory_iterator(f.Path("data")))
             if (entry.is_regular_file())
@@ -118,7 +125,8 @@ TEST(BrowserTool, OverviewsAreComputedOnceAndAttrsListsTheTable)
     const auto before = cacheFiles();
     ASSERT_EQ(before.size(), 1u);
     const auto modified = fs::last_write_time(before[0].first);
-    const Test_ToolResult second = f.Run("ls media --recursive --overviews --json --columns FileName");
+    const Test_ToolResult second =
+        f.Run("ls media --recursive --overviews --json --columns FileName");
     EXPECT_EQ(second.mOut, first.mOut);
     EXPECT_EQ(cacheFiles(), before);
     EXPECT_EQ(fs::last_write_time(before[0].first), modified);

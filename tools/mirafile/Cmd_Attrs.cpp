@@ -83,6 +83,6 @@ int Run()
     return 0;
 }
 
-Tool_Registrar sRegistrar{{"attrs", cUsage, "list the attributes the media browser knows of each item",
-                           Declare, Run}};
+Tool_Registrar sRegistrar{
+    {"attrs", cUsage, "list the attributes the media browser knows of each item", Declare, Run}};
 } // namespace

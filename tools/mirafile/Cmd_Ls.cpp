@@ -91,7 +91,8 @@ std::vector<const BDM_AttributeTag*> ParseTags(const std::vector<std::string>& i
     return tags;
 }
 
-void Collect(BDM_Asset& iFolder, const std::string& iPrefix, bool iRecursive, std::vector<Row>* ioRowsP)
+void Collect(BDM_Asset& iFolder, const std::string& iPrefix, bool iRecursive,
+             std::vector<Row>* ioRowsP)
 {
     std::list<BDM_KeyHandle> keys;
     iFolder.GetChildren(&keys);
@@ -258,8 +259,9 @@ bool ComputeOverviews(const std::vector<Row>& iRows)
         int64_t done = 0;
         for (auto& [path, task] : tasks)
             done += task->GetProgress().mUnitsCompleted;
-        while (next < tasks.size() && (tasks[next].second->IsLoaded() || tasks[next].second->LoadFailed() ||
-                                       !tasks[next].second->IsQueued()))
+        while (next < tasks.size() &&
+               (tasks[next].second->IsLoaded() || tasks[next].second->LoadFailed() ||
+                !tasks[next].second->IsQueued()))
         {
             BDM_LazyObject& task = *tasks[next].second;
             if (!task.IsLoaded())
@@ -299,15 +301,18 @@ int Run()
     const BDM_AttributeTags& t = *BDM_AttributeTags::Instance();
     std::vector<const BDM_AttributeTag*> columns =
         sOptions.mColumns.empty()
-            ? std::vector<const BDM_AttributeTag*>{&t.cAssetType, &t.cFileTotalSize,
-                                                   &t.cAudioFileSampleRate, &t.cAudioFileBitDepth,
+            ? std::vector<const BDM_AttributeTag*>{&t.cAssetType,
+                                                   &t.cFileTotalSize,
+                                                   &t.cAudioFileSampleRate,
+                                                   &t.cAudioFileBitDepth,
                                                    &t.cAudioFileNumChannels,
                                                    &t.cAssetDurationMicroseconds}
             : ParseTags(sOptions.mColumns, "--columns");
     const std::vector<const BDM_AttributeTag*> sortTags =
         sOptions.mSort.empty() ? std::vector<const BDM_AttributeTag*>{&t.cFileName}
                                : ParseTags(sOptions.mSort, "--sort");
-    if (sOptions.mOverviews && std::find(columns.begin(), columns.end(), &t.cAudioOverview) == columns.end())
+    if (sOptions.mOverviews &&
+        std::find(columns.begin(), columns.end(), &t.cAudioOverview) == columns.end())
         columns.push_back(&t.cAudioOverview);
 
     BDM_Bin& bin = globals.FileSystemWithFilter(BDM_Globals::eFileSystemFilter_AllFiles);
@@ -360,7 +365,8 @@ int Run()
         std::vector<std::vector<std::string>> cells;
         std::vector<std::string> header{"Path"};
         for (const BDM_AttributeTag* tagP : columns)
-            header.push_back(tagP->GetName().empty() ? BDM_Utils::GetTagName(*tagP) : tagP->GetName());
+            header.push_back(tagP->GetName().empty() ? BDM_Utils::GetTagName(*tagP)
+                                                     : tagP->GetName());
         cells.push_back(header);
         for (const Row& row : rows)
         {
@@ -389,7 +395,6 @@ int Run()
     return failed ? 1 : 0;
 }
 
-Tool_Registrar sRegistrar{{"ls", cUsage,
-                           "list folders and files with the media browser's attributes",
-                           Declare, Run}};
+Tool_Registrar sRegistrar{
+    {"ls", cUsage, "list folders and files with the media browser's attributes", Declare, Run}};
 } // namespace

@@ -4,6 +4,7 @@
 
 #include <chrono>
 
+#include "BDM/Adapters/FS/BFSa_Query.h"
 #include "BDM/BDM_AudioOverview.h"
 #include "BDM/BDM_Globals.h"
 #include "BDM/BDM_Utils.h"
@@ -100,7 +101,8 @@ bool BFSa_Key::IsLessThan(const BDM_Key& iKey) const
 
 // ---- BFSa_Asset --------------------------------------------------------------------------
 
-BFSa_Asset::BFSa_Asset(BFSa_Bin* iBinP, const Sys_FileLoc& iLoc, const Sys_FileProperties& iProperties)
+BFSa_Asset::BFSa_Asset(BFSa_Bin* iBinP, const Sys_FileLoc& iLoc,
+                       const Sys_FileProperties& iProperties)
     : BDM_Asset(iBinP), mLoc(iLoc), mFileProperties(iProperties)
 {
 }
@@ -217,11 +219,13 @@ BDM_Attribute* BFSa_Asset::Fetch(const BDM_AttributeTag& iTag)
     if (iTag == t.cFileVolumeID)
         return there ? Cached(t.cFileVolumeID, int32_t(mLoc.GetVolume().GetID())) : nullptr;
     if (iTag == t.cFileDataForkSize)
-        return !folder && there ? Cached(t.cFileDataForkSize, mFileProperties.GetDataForkSize()) : nullptr;
-    if (iTag == t.cFileTotalSize)
-        return !folder && there ? Cached(t.cFileTotalSize, mFileProperties.GetDataForkSize() +
-                                                               mFileProperties.GetResourceForkSize())
+        return !folder && there ? Cached(t.cFileDataForkSize, mFileProperties.GetDataForkSize())
                                 : nullptr;
+    if (iTag == t.cFileTotalSize)
+        return !folder && there
+                   ? Cached(t.cFileTotalSize, mFileProperties.GetDataForkSize() +
+                                                  mFileProperties.GetResourceForkSize())
+                   : nullptr;
     if (iTag == t.cFileModDate)
         return there ? Cached(t.cFileModDate, mFileProperties.GetModifiedUTC()) : nullptr;
     if (iTag == t.cFileCreateDate)
@@ -322,8 +326,9 @@ BDM_Attribute* BFSa_AudioAsset::FetchFromFile(const BDM_AttributeTag& iTag)
                    ? Cached(t.cAudioFileOriginalTimestamp, stamp)
                    : nullptr;
     if (iTag == t.cAudioFileUserTimestamp)
-        return online() && file.mUserTimeStamp.Get(&stamp) ? Cached(t.cAudioFileUserTimestamp, stamp)
-                                                           : nullptr;
+        return online() && file.mUserTimeStamp.Get(&stamp)
+                   ? Cached(t.cAudioFileUserTimestamp, stamp)
+                   : nullptr;
     if (iTag == t.cAssetID)
     {
         Sys_Umid umid;
@@ -370,10 +375,11 @@ BDM_Attribute* BFSa_VideoAsset::Fetch(const BDM_AttributeTag& iTag)
     if (iTag == t.cFileFormat)
     {
         const Sys_FileType type = mFileProperties.GetFileType();
-        const int32_t format = type == Tarn_FileTypes::cAVIFileType ? BDM_eFileFormat_AVI
-                               : type == FF_AudioFile::FileTypeFromAudioFileType(eAudioFileType_QuickTime)
-                                   ? int32_t(BDM_eFileFormat_AudioBase) + int32_t(eAudioFileType_QuickTime)
-                                   : BDM_eFileFormat_Movie;
+        const int32_t format =
+            type == Tarn_FileTypes::cAVIFileType ? BDM_eFileFormat_AVI
+            : type == FF_AudioFile::FileTypeFromAudioFileType(eAudioFileType_QuickTime)
+                ? int32_t(BDM_eFileFormat_AudioBase) + int32_t(eAudioFileType_QuickTime)
+                : BDM_eFileFormat_Movie;
         return Cached(t.cFileFormat, BDM_EFileFormat(format));
     }
     return BFSa_Asset::Fetch(iTag);
@@ -409,7 +415,8 @@ void BFSa_Bin::FileDeleted(const Sys_FileLoc& iLoc)
     }
 }
 
-BFSa_Bin::BFSa_Bin(EFileSystemFilter iFilter, BDM_Cache* iCacheP) : BDM_Bin(iCacheP), mFilter(iFilter)
+BFSa_Bin::BFSa_Bin(EFileSystemFilter iFilter, BDM_Cache* iCacheP)
+    : BDM_Bin(iCacheP), mFilter(iFilter)
 {
     // The file types that listings classify by, before the first entry is looked at.
     Tarn_FileTypes::Initialize();
@@ -437,6 +444,19 @@ BDM_KeyHandle BFSa_Bin::MakeKey(const Sys_FileLoc& iLoc, bool iIsFolder, int64_t
 BDM_KeyHandle BFSa_Bin::MakeKey(const Sys_FileLoc& iLoc)
 {
     return MakeKey(iLoc, Sys_FileUtils::IsFolder(iLoc), 0);
+}
+
+BDM_PredicateFactory* BFSa_Bin::GetPredicateFactory()
+{
+    static BFSa_PredicateFactory sFactory;
+    return &sFactory;
+}
+
+std::unique_ptr<BDM_QueryResult> BFSa_Bin::Query(const BDM_PredicateHandle& iPredicate,
+                                                 const BDM_KeyHandle& iRoot)
+{
+    CMN_ASSERT(iRoot && iRoot->GetType() == BDM_Key::eType_FS);
+    return std::make_unique<BFSa_QueryResult>(*this, iPredicate, iRoot);
 }
 
 BDM_KeyHandle BFSa_Bin::GetRoot()
@@ -479,7 +499,8 @@ BDM_Asset* BFSa_Bin::GenerateAsset(const BDM_KeyHandle& iKey)
         {
             // Unreadable now: an audio asset whose attributes come from the file system.
         }
-        if (file->GetAudioFileType() == eAudioFileType_Unknown && Tarn_FileTypes::IsVideoFileType(type))
+        if (file->GetAudioFileType() == eAudioFileType_Unknown &&
+            Tarn_FileTypes::IsVideoFileType(type))
             return BFSa_VideoAsset::CreateVideoAsset(this, loc, properties);
         return new BFSa_AudioAsset(this, loc, properties, file.Get());
     }
@@ -547,7 +568,8 @@ bool BFSa_AssetCopier::Load()
     {
         if (Sys_FileUtils::IsFolder(mSrcFileLoc))
             Sys_FileUtils::CopyFolderHandleDuplicateNames(
-                mSrcFileLoc, Sys_FileLoc(mDstFileLoc, mSrcFileLoc.GetName()), nullptr, &mCopiedFileLoc);
+                mSrcFileLoc, Sys_FileLoc(mDstFileLoc, mSrcFileLoc.GetName()), nullptr,
+                &mCopiedFileLoc);
         else
             mCopiedFileLoc = Sys_FileUtils::CopyFileHandleDuplicateNames(mSrcFileLoc, mDstFileLoc);
     }

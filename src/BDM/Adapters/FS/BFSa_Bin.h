@@ -53,7 +53,8 @@ public:
     bool IsContainer() const override { return mFileProperties.IsFolder(); }
     BDM_AssetHandle GetParent() override;
     bool IsRoot() override;
-    BDM_LazyObjectHandle EnumerateChildren(std::unique_ptr<ChildEnumerator::Client> iClient) override;
+    BDM_LazyObjectHandle
+    EnumerateChildren(std::unique_ptr<ChildEnumerator::Client> iClient) override;
     void GetChildren(std::list<BDM_KeyHandle>* oKeysP) override;
     BDM_AssetHandle ResolveFileSystemAlias() override;
     bool ResolveFileSystemAlias(Sys_FileLoc* oLocP) override;
@@ -119,10 +120,15 @@ public:
 
     BDM_LazyObjectHandle CopyAsset(BDM_Bin& iSrcBin, const BDM_KeyHandle& iSrcKey,
                                    const BDM_KeyHandle& iParentKey) override;
-    BDM_LazyObjectHandle MoveAsset(const BDM_KeyHandle& iKey, const BDM_KeyHandle& iParentKey) override;
+    BDM_LazyObjectHandle MoveAsset(const BDM_KeyHandle& iKey,
+                                   const BDM_KeyHandle& iParentKey) override;
     BDM_KeyHandle CreateFolder(const BDM_KeyHandle& iParentKey, const std::string& iName) override;
     BDM_KeyHandle GetRoot() override;
     void FileDeleted(const Sys_FileLoc& iLoc) override;
+    BDM_PredicateFactory* GetPredicateFactory() override;
+    // A BFSa_QueryResult; asserts that the root is a file-system key.
+    std::unique_ptr<BDM_QueryResult> Query(const BDM_PredicateHandle& iPredicate,
+                                           const BDM_KeyHandle& iRoot) override;
 
     static BDM_KeyHandle MakeKey(const Sys_FileLoc& iLoc, bool iIsFolder, int64_t iOffset = 0);
     static BDM_KeyHandle MakeKey(const Sys_FileLoc& iLoc);
