@@ -139,3 +139,94 @@ std::string BDM_OverviewRecalculator::GetDescription() const
 {
     return L10N_Utils::GetResourceString(1246);
 }
+
+// ---- BDM_RecursiveAssetDeleter -----------------------------------------------------------
+
+namespace
+{
+// Deletes one item of a bin when it loads.
+class Deleter : public BDM_LazyObject
+{
+public:
+    Deleter(BDM_Bin& iBin, const BDM_KeyHandle& iKey) : mBin(&iBin), mKey(iKey) {}
+
+protected:
+    bool Load() override
+    {
+        mBin->DeleteAsset(mKey);
+        return true;
+    }
+
+private:
+    BDM_BinHandle mBin;
+    BDM_KeyHandle mKey;
+};
+
+bool SameKey(const BDM_KeyHandle& iLhs, const BDM_KeyHandle& iRhs)
+{
+    return iLhs.Get() == iRhs.Get() || (iLhs->GetType() == iRhs->GetType() &&
+                                        !iLhs->IsLessThan(*iRhs) && !iRhs->IsLessThan(*iLhs));
+}
+} // namespace
+
+BDM_RecursiveAssetDeleter::BDM_RecursiveAssetDeleter(BDM_Bin& iBin, const BDM_KeyHandle& iRoot)
+    : BDM_Iterator(iBin, iRoot)
+{
+}
+
+BDM_LazyObjectHandle BDM_RecursiveAssetDeleter::CreateOperator(const BDM_KeyHandle& iKey,
+                                                               BDM_Asset*, bool* oIsIteratorP)
+{
+    *oIsIteratorP = false;
+    if (SameKey(iKey, GetLocalRoot()))
+        return BDM_LazyObjectHandle(new BDM_DoNothingObject);
+    if (!GetBin().CanDeleteAsset(iKey))
+        return BDM_LazyObjectHandle(new BDM_DoNothingObject);
+    if (iKey->IsFolder())
+    {
+        *oIsIteratorP = true;
+        return BDM_LazyObjectHandle(new BDM_RecursiveAssetDeleter(GetBin(), iKey));
+    }
+    return BDM_LazyObjectHandle(new Deleter(GetBin(), iKey));
+}
+
+BDM_LazyObjectHandle BDM_RecursiveAssetDeleter::GetPostProcess()
+{
+    if (!GetBin().CanDeleteAsset(GetLocalRoot()))
+        return BDM_LazyObjectHandle();
+    return BDM_LazyObjectHandle(new Deleter(GetBin(), GetLocalRoot()));
+}
+
+// ---- BDM_RecursiveAssetCopier ------------------------------------------------------------
+
+BDM_RecursiveAssetCopier::BDM_RecursiveAssetCopier(BDM_Bin& iSrcBin, const BDM_KeyHandle& iSrcRoot,
+                                                   BDM_Bin& iDstBin,
+                                                   const BDM_KeyHandle& iDstParent)
+    : BDM_Iterator(iSrcBin, iSrcRoot), mDstBin(&iDstBin), mDstParent(iDstParent)
+{
+}
+
+BDM_LazyObjectHandle BDM_RecursiveAssetCopier::CreateOperator(const BDM_KeyHandle& iKey, BDM_Asset*,
+                                                              bool* oIsIteratorP)
+{
+    *oIsIteratorP = false;
+    if (SameKey(iKey, GetLocalRoot()))
+    {
+        if (!iKey->IsFolder())
+        {
+            // A single file: the copy is the whole work.
+            return mDstBin->CopyAsset(GetBin(), iKey, mDstParent);
+        }
+        BDM_AssetHandle root = GetBin().GetAsset(iKey);
+        CMN_ASSERT(root);
+        mCopiedRoot = mDstBin->CreateFolder(mDstParent, root->GetName());
+        return BDM_LazyObjectHandle(new BDM_DoNothingObject);
+    }
+    if (iKey->IsFolder())
+    {
+        *oIsIteratorP = true;
+        return BDM_LazyObjectHandle(
+            new BDM_RecursiveAssetCopier(GetBin(), iKey, *mDstBin, mCopiedRoot));
+    }
+    return mDstBin->CopyAsset(GetBin(), iKey, mCopiedRoot);
+}

@@ -86,6 +86,38 @@ private:
     std::shared_ptr<WorkFactory> mFactory;
 };
 
+// Deletes a folder's tree: the files, then each folder once everything in it has gone.
+class BDM_RecursiveAssetDeleter : public BDM_Iterator
+{
+public:
+    BDM_RecursiveAssetDeleter(BDM_Bin& iBin, const BDM_KeyHandle& iRoot);
+    BDM_LazyObjectHandle CreateOperator(const BDM_KeyHandle& iKey, BDM_Asset* iParentP,
+                                        bool* oIsIteratorP) override;
+    // The root goes last, after its children.
+    BDM_LazyObjectHandle GetPostProcess() override;
+    bool ShowInTaskManager() const override { return true; }
+};
+
+// Copies a tree into a folder of another (or the same) bin: the root folder is made in the
+// destination first, then each file is copied by the destination bin's CopyAsset, and each
+// sub-folder by a copier of its own into the new folder.
+class BDM_RecursiveAssetCopier : public BDM_Iterator
+{
+public:
+    BDM_RecursiveAssetCopier(BDM_Bin& iSrcBin, const BDM_KeyHandle& iSrcRoot, BDM_Bin& iDstBin,
+                             const BDM_KeyHandle& iDstParent);
+    BDM_LazyObjectHandle CreateOperator(const BDM_KeyHandle& iKey, BDM_Asset* iParentP,
+                                        bool* oIsIteratorP) override;
+    bool ShowInTaskManager() const override { return true; }
+    // The key of the copy of the root (once the walk has begun).
+    const BDM_KeyHandle& GetCopiedAssetKey() const { return mCopiedRoot; }
+
+private:
+    BDM_BinHandle mDstBin;
+    BDM_KeyHandle mDstParent;
+    BDM_KeyHandle mCopiedRoot;
+};
+
 // The factory of "Calculating overviews": every audio file without an overview.
 class BDM_OverviewRecalculator : public BDM_RecursiveWorker::WorkFactory
 {

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "BDM/Adapters/FS/BFSa_Bin.h"
+#include "BDM/BDM_Iterator.h"
 #include "BDM/BDM_Utils.h"
 #include "BDMTestSupport.h"
 #include "Support/FFTestSupport.h"
@@ -284,4 +285,37 @@ TEST(BDM_Utils, SearchTermsSplitAtSpacesOutsideQuotes)
         BDM_Utils::ExtractSearchTerms(c.mText, &terms);
         EXPECT_EQ(terms, c.mTerms) << c.mText;
     }
+}
+
+TEST(BFSa_Bin, RecursiveCopyThenRecursiveDeleteOfATree)
+{
+    FolderFixture f;
+    fs::create_directories(f.Path("Takes/Old"));
+    std::ofstream(f.Path("Takes/Old/x.txt")) << "x";
+    fs::create_directories(f.Path("Backup"));
+    const auto tree = [](const std::string& iRoot)
+    {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::recursive_directory_iterator(iRoot))
+            names.push_back(fs::relative(entry.path(), iRoot).string());
+        std::sort(names.begin(), names.end());
+        return names;
+    };
+    BDM_LazyObjectHandle copier(new BDM_RecursiveAssetCopier(*f.mBin, f.Asset("Takes")->GetKey(),
+                                                             *f.mBin, f.Asset("Backup")->GetKey()));
+    copier->QueueObjectLoader("copy");
+    BDMTest_Drain();
+    ASSERT_TRUE(copier->IsLoaded());
+    EXPECT_EQ(tree(f.Path("Backup/Takes")), tree(f.Path("Takes")));
+    EXPECT_EQ(
+        tree(f.Path("Backup")),
+        (std::vector<std::string>{"Takes", "Takes/Old", "Takes/Old/x.txt", "Takes/Take 1.wav"}));
+
+    BDM_LazyObjectHandle deleter(
+        new BDM_RecursiveAssetDeleter(*f.mBin, f.Asset("Takes")->GetKey()));
+    deleter->QueueObjectLoader("delete");
+    BDMTest_Drain();
+    ASSERT_TRUE(deleter->IsLoaded());
+    EXPECT_FALSE(fs::exists(f.Path("Takes")));
+    EXPECT_TRUE(fs::exists(f.Path("Backup/Takes/Old/x.txt")));
 }
