@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "BDM/Adapters/FS/BFSa_Bin.h"
+#include "BDM/BDM_Globals.h"
 #include "BDM/BDM_Iterator.h"
 #include "BDM/BDM_Utils.h"
 #include "BDMTestSupport.h"
@@ -318,4 +319,34 @@ TEST(BFSa_Bin, RecursiveCopyThenRecursiveDeleteOfATree)
     ASSERT_TRUE(deleter->IsLoaded());
     EXPECT_FALSE(fs::exists(f.Path("Takes")));
     EXPECT_TRUE(fs::exists(f.Path("Backup/Takes/Old/x.txt")));
+}
+
+TEST(BDM_Globals, FilesTheLibraryDeletesLeaveTheCacheMarked)
+{
+    FolderFixture f;
+    BDM_Bin& bin =
+        BDM_Globals::Instance()->FileSystemWithFilter(BDM_Globals::eFileSystemFilter_AllFiles);
+    EXPECT_EQ(&bin, &BDM_Globals::Instance()->FileSystemWithFilter(
+                        BDM_Globals::eFileSystemFilter_AllFiles));
+    const Sys_FileLoc loc(f.Path("notes.txt"));
+    BDM_AssetHandle asset = bin.GetAsset(BFSa_Bin::MakeKey(loc));
+    EXPECT_EQ(bin.GetAsset(BFSa_Bin::MakeKey(loc)).Get(), asset.Get());
+    {
+        Sys_FileUtils::StDeleteFiles deleter(loc);
+        deleter.Delete();
+    }
+    EXPECT_TRUE(asset->IsMarkedForDeletion());
+    EXPECT_FALSE(asset->IsOnline());
+    EXPECT_NE(bin.GetAsset(BFSa_Bin::MakeKey(loc)).Get(), asset.Get());
+    // The queue holds still while a suspension lives.
+    std::vector<std::string> log;
+    BDMTest_WorkHandle work(new BDMTest_Work("w", &log));
+    {
+        BDM_Globals::StSuspendTaskQueue suspend;
+        work->QueueObjectLoader("w");
+        BDMTest_Queue().ExecuteForSlice();
+        EXPECT_TRUE(log.empty());
+    }
+    BDMTest_Queue().ExecuteForSlice();
+    EXPECT_EQ(log, std::vector<std::string>{"w"});
 }
