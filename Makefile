@@ -9,7 +9,7 @@ DEPS  := cmake make g++ clang libclang-rt-14-dev pkg-config libsqlite3-dev libgt
          libbenchmark-dev libpng-dev libcli11-dev nlohmann-json3-dev sox libsndfile1-dev \
          libsamplerate0-dev ffmpeg python3
 # Test folders that run threads, built again under the thread sanitizer.
-TSAN_SUITES := Sys;Threads;Chain;Stages;Overview;Convert;Alloc;Time;FF
+TSAN_SUITES := Sys;Threads;Chain;Stages;Overview;Convert;Alloc;Time;FF;BDM
 
 .PHONY: demo test deps build build-tool build-asan build-tsan build-fuzz fuzz-smoke fuzz bench clean
 

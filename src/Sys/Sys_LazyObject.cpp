@@ -196,6 +196,12 @@ void Sys_LazyObject::LoadSucceeded()
     NotifyObservers(message);
 }
 
+void Sys_LazyObject::ReleaseLoadTask()
+{
+    std::lock_guard<std::mutex> lock(mMutex);
+    mLoadTask.Reset();
+}
+
 void Sys_LazyObject::PriorityChanged()
 {
     if (mLoaded)

@@ -38,7 +38,9 @@ public:
     enum EMessage
     {
         eMessage_Loaded = 0,
-        eMessage_Cancelled = 1
+        eMessage_Cancelled = 1,
+        eMessage_Paused = 2,
+        eMessage_ProgressChanged = 3 // progress moved; the object is still at work
     };
 
     Sys_LazyObject_Message(Sys_LazyObject& iObject, EMessage iMessage)
@@ -145,6 +147,9 @@ protected:
     virtual bool Load() { return true; }
     // For subclasses whose priority changed: requeues a pending loader at the new one.
     virtual void PriorityChanged();
+    // Forgets the load task (after the subclass aborted it), so that the next
+    // QueueObjectLoader makes a new one.
+    void ReleaseLoadTask();
 
 private:
     friend class Loader;

@@ -1,0 +1,400 @@
+// mirafile ls PATH... [--recursive] [--columns TAG,...] [--sort TAG,...] [--desc]
+//                     [--overviews] [--json]: folders and files as the media browser sees them.
+//
+// Each PATH is a folder (its entries are listed; with --recursive those of every folder
+// below, too) or a file (listed itself). Hidden entries (names starting with ".") are not
+// listed. A row is the entry's path (relative to the folder given, or the file as given)
+// and one value per column; the columns are tag names as `mirafile attrs` shows them (ASCII
+// case ignored), by default AssetType, FileTotalSize, AudioFileSampleRate,
+// AudioFileBitDepth, AudioFileNumChannels and AssetDurationMicroseconds. Rows sort by the
+// --sort tags in turn (default FileName), entries without a value first; --desc reverses.
+//
+// --overviews computes the waveform overview of every audio file that has none yet in the
+// overview cache of its volume, as background tasks of the browser's task manager, with a
+// progress bar on a terminal; the column AudioOverview (points) is added. A second run finds
+// them all and computes nothing. Ctrl-C cancels: the overviews computed so far stay in the
+// cache, the status is 130, and a rerun computes the rest.
+//
+// Output: a header and a line per row for a person; with --json one document, a list of
+// objects {"path", then one key per column: a number, a string, a list of strings, true or
+// false, or null where the entry has no such value}. Dates are microseconds since 1970 UTC
+// in JSON and UTC date and time in text; durations microseconds in JSON, seconds in text.
+// A PATH that does not exist is reported on standard error as one line naming it; the
+// others are still listed, and the status is then 1. An overview that cannot be computed is
+// reported the same way.
+#include <algorithm>
+#include <ctime>
+#include <iomanip>
+#include <iostream>
+#include <sstream>
+
+#include "BDM/Adapters/FS/BFSa_Bin.h"
+#include "BDM/BDM_Attribute.h"
+#include "BDM/BDM_AudioOverview.h"
+#include "BDM/BDM_Globals.h"
+#include "BDM/BDM_Schema.h"
+#include "BDM/BDM_TaskManager.h"
+#include "BDM/BDM_Utils.h"
+#include "Cmn_Exception.h"
+#include "FF/Audio/FF_AudioFile.h"
+#include "Sys_FileUtils.h"
+#include "Tool.h"
+#include "Tool_Progress.h"
+
+namespace
+{
+const char* const cUsage =
+    "ls PATH... [--recursive] [--columns TAG,...] [--sort TAG,...] [--desc] [--overviews] [--json]";
+
+struct Options
+{
+    std::vector<std::string> mPaths;
+    bool mRecursive = false;
+    std::vector<std::string> mColumns;
+    std::vector<std::string> mSort;
+    bool mDesc = false;
+    bool mOverviews = false;
+    bool mJson = false;
+} sOptions;
+
+void Declare(CLI::App& ioApp)
+{
+    ioApp.add_option("PATH", sOptions.mPaths, "folders and files");
+    ioApp.add_flag("--recursive", sOptions.mRecursive, "list the folders below, too");
+    ioApp.add_option("--columns", sOptions.mColumns, "tag names, as mirafile attrs shows them")
+        ->delimiter(',');
+    ioApp.add_option("--sort", sOptions.mSort, "tag names to sort by (default FileName)")
+        ->delimiter(',');
+    ioApp.add_flag("--desc", sOptions.mDesc, "reverse the order");
+    ioApp.add_flag("--overviews", sOptions.mOverviews, "compute missing waveform overviews");
+    ioApp.add_flag("--json", sOptions.mJson, "one JSON document: a list of rows");
+}
+
+struct Row
+{
+    std::string mPath;
+    BDM_AssetHandle mAsset;
+};
+
+std::vector<const BDM_AttributeTag*> ParseTags(const std::vector<std::string>& iNames,
+                                               const char* iOption)
+{
+    std::vector<const BDM_AttributeTag*> tags;
+    for (const std::string& name : iNames)
+    {
+        const BDM_AttributeTag* tagP = BDM_Utils::FindTag(name);
+        if (!tagP)
+            throw Tool_UsageError(std::string(iOption) + " names no attribute \"" + name +
+                                  "\" (see mirafile attrs)");
+        tags.push_back(tagP);
+    }
+    return tags;
+}
+
+void Collect(BDM_Asset& iFolder, const std::string& iPrefix, bool iRecursive,
+             std::vector<Row>* ioRowsP)
+{
+    std::list<BDM_KeyHandle> keys;
+    iFolder.GetChildren(&keys);
+    BDM_Bin& bin = *iFolder.GetBin();
+    for (const BDM_KeyHandle& key : keys)
+    {
+        BDM_AssetHandle asset = bin.GetAsset(key);
+        if (!asset)
+            continue; // went away while listed
+        const std::string path = iPrefix + asset->GetName();
+        ioRowsP->push_back({path, asset});
+        if (iRecursive && asset->IsContainer())
+            Collect(*asset, path + "/", true, ioRowsP);
+    }
+}
+
+// ---- values ------------------------------------------------------------------------------
+
+std::string DateText(int64_t iMicroseconds)
+{
+    const std::time_t seconds = std::time_t(iMicroseconds / 1000000);
+    std::tm utc{};
+    gmtime_r(&seconds, &utc);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &utc);
+    return text;
+}
+
+template <class T> const T* ValueOf(const BDM_AttributeValue& iValue)
+{
+    const auto* typedP = dynamic_cast<const BDM_TypedAttributeValue<T>*>(&iValue);
+    return typedP ? &typedP->GetValue() : nullptr;
+}
+
+// The value as text and as JSON; "-" and null when there is none.
+std::pair<std::string, Tool_Json> Show(BDM_Asset& iAsset, const BDM_AttributeTag& iTag)
+{
+    const BDM_AttributeTags& t = *BDM_AttributeTags::Instance();
+    BDM_Attribute* attributeP = iAsset.GetAttribute(iTag);
+    if (!attributeP)
+        return {"-", nullptr};
+    BDM_AttributeValueHandle handle = attributeP->GetValue();
+    const BDM_AttributeValue& value = *handle;
+    if (value.IsEmpty())
+        return {"-", nullptr};
+    if (const auto* p = ValueOf<std::string>(value))
+        return {*p, *p};
+    if (const auto* p = ValueOf<int64_t>(value))
+    {
+        if (iTag == t.cFileModDate || iTag == t.cFileCreateDate || iTag == t.cFileLastIndexedDate)
+            return {DateText(*p), *p};
+        if (iTag == t.cAssetDurationMicroseconds)
+        {
+            std::ostringstream text;
+            text << std::fixed << std::setprecision(3) << double(*p) / 1e6 << " s";
+            return {text.str(), *p};
+        }
+        return {std::to_string(*p), *p};
+    }
+    if (const auto* p = ValueOf<int32_t>(value))
+        return {std::to_string(*p), *p};
+    if (const auto* p = ValueOf<int16_t>(value))
+        return {std::to_string(*p), *p};
+    if (const auto* p = ValueOf<bool>(value))
+        return {*p ? "yes" : "no", *p};
+    if (const auto* p = ValueOf<BDM_EAssetType>(value))
+        return {BDM_Utils::GetAssetTypeName(*p), BDM_Utils::GetAssetTypeName(*p)};
+    if (const auto* p = ValueOf<BDM_EFileFormat>(value))
+    {
+        const int32_t format = int32_t(*p);
+        std::string text = std::to_string(format);
+        if (format > BDM_eFileFormat_AudioBase && format < BDM_eFileFormat_Movie)
+        {
+            const std::string name = FF_AudioFile::GetAudioFileTypeName(
+                EAudioFileType(format - BDM_eFileFormat_AudioBase));
+            if (!name.empty())
+                text = name;
+        }
+        return {text, format};
+    }
+    if (const auto* p = ValueOf<Sys_Umid>(value))
+        return {p->AsString(), p->AsString()};
+    if (const auto* p = ValueOf<BDM_StringList>(value))
+    {
+        std::string text;
+        for (const std::string& part : *p)
+            text += (text.empty() || text.back() == '/' ? "" : "/") + part;
+        return {text, Tool_Json(std::vector<std::string>(p->begin(), p->end()))};
+    }
+    if (const auto* p = ValueOf<FF_AudioOverview::LockingRef>(value))
+    {
+        const int32_t points = *p ? (*p)->GetNumPoints() : 0;
+        return {std::to_string(points) + " points", points};
+    }
+    if (const auto* p = ValueOf<BDM_EStatus>(value))
+        return {std::to_string(int32_t(*p)), int32_t(*p)};
+    if (const auto* p = ValueOf<ETimeCodeFormat>(value))
+        return {std::to_string(int32_t(*p)), int32_t(*p)};
+    if (const auto* p = ValueOf<BDM_TaskProgress>(value))
+        return {std::to_string(p->mUnitsCompleted) + "/" + std::to_string(p->mUnitsToComplete),
+                Tool_Json::array({p->mUnitsCompleted, p->mUnitsToComplete})};
+    return {"set", true};
+}
+
+// Unset values first; then the attribute's own order.
+bool RowLess(const Row& iLhs, const Row& iRhs, const std::vector<const BDM_AttributeTag*>& iTags)
+{
+    for (const BDM_AttributeTag* tagP : iTags)
+    {
+        BDM_Attribute* lhsP = iLhs.mAsset->GetAttribute(*tagP);
+        BDM_Attribute* rhsP = iRhs.mAsset->GetAttribute(*tagP);
+        if (!lhsP || !rhsP)
+        {
+            if (!lhsP != !rhsP)
+                return !lhsP;
+            continue;
+        }
+        if (lhsP->LessThan(*rhsP))
+            return true;
+        if (rhsP->LessThan(*lhsP))
+            return false;
+    }
+    return BDM_Utils::NameLess(iLhs.mPath, iRhs.mPath);
+}
+
+// ---- overviews ---------------------------------------------------------------------------
+
+bool ComputeOverviews(const std::vector<Row>& iRows)
+{
+    const BDM_AttributeTags& t = *BDM_AttributeTags::Instance();
+    BDM_Globals& globals = *BDM_Globals::Instance();
+    std::vector<std::pair<std::string, BDM_LazyObjectHandle>> tasks;
+    int64_t total = 0;
+    for (const Row& row : iRows)
+    {
+        if (row.mAsset->GetType() != BDM_eAssetType_Audio)
+            continue;
+        FF_AudioOverview::LockingRef overview;
+        if (row.mAsset->GetAttributeValue(t.cAudioOverview, &overview))
+            continue;
+        BDM_LazyObjectHandle task(new BDM_CalculateAudioOverview(*row.mAsset));
+        total += task->GetProgress().mUnitsToComplete;
+        tasks.emplace_back(row.mPath, task);
+    }
+    if (tasks.empty())
+        return true;
+    Tool_StInterruptHandler interruptHandler;
+    Tool_ProgressBar bar(std::max<int64_t>(total, 1));
+    for (auto& [path, task] : tasks)
+        globals.TaskManager().ManageTask(task.Get(), task->GetStatusMessage());
+    bool ok = true;
+    size_t next = 0; // the first task not yet ended
+    while (next < tasks.size())
+    {
+        if (Tool_CancelRequested())
+        {
+            for (auto& [path, task] : tasks)
+                task->CancelLoading();
+            bar.Clear();
+            globals.FlushOverviewCaches(); // what was computed stays
+            throw Cmn_CancelException();
+        }
+        globals.Queue().ExecuteForSlice();
+        int64_t done = 0;
+        for (auto& [path, task] : tasks)
+            done += task->GetProgress().mUnitsCompleted;
+        while (next < tasks.size() &&
+               (tasks[next].second->IsLoaded() || tasks[next].second->LoadFailed() ||
+                !tasks[next].second->IsQueued()))
+        {
+            BDM_LazyObject& task = *tasks[next].second;
+            if (!task.IsLoaded())
+            {
+                std::string text = "the overview could not be computed";
+                try
+                {
+                    task.ThrowIfLoadFailed();
+                }
+                catch (const std::exception& e)
+                {
+                    text = e.what();
+                }
+                bar.Clear();
+                std::cerr << "mirafile: " << Tool_OneLine(tasks[next].first + ": " + text) << "\n";
+                ok = false;
+            }
+            ++next;
+        }
+        if (next < tasks.size())
+            bar.Show(done, tasks[next].first);
+    }
+    bar.Clear();
+    globals.FlushOverviewCaches();
+    return ok;
+}
+
+// ---- the command -------------------------------------------------------------------------
+
+int Run()
+{
+    if (sOptions.mPaths.empty())
+        throw Tool_UsageError(std::string("usage: mirafile ") + cUsage);
+    BDM_Globals& globals = *BDM_Globals::Instance();
+    if (!BDM_Schema::IsInitialized())
+        BDM_Schema::InitializeSchema();
+    const BDM_AttributeTags& t = *BDM_AttributeTags::Instance();
+    std::vector<const BDM_AttributeTag*> columns =
+        sOptions.mColumns.empty()
+            ? std::vector<const BDM_AttributeTag*>{&t.cAssetType,
+                                                   &t.cFileTotalSize,
+                                                   &t.cAudioFileSampleRate,
+                                                   &t.cAudioFileBitDepth,
+                                                   &t.cAudioFileNumChannels,
+                                                   &t.cAssetDurationMicroseconds}
+            : ParseTags(sOptions.mColumns, "--columns");
+    const std::vector<const BDM_AttributeTag*> sortTags =
+        sOptions.mSort.empty() ? std::vector<const BDM_AttributeTag*>{&t.cFileName}
+                               : ParseTags(sOptions.mSort, "--sort");
+    if (sOptions.mOverviews &&
+        std::find(columns.begin(), columns.end(), &t.cAudioOverview) == columns.end())
+        columns.push_back(&t.cAudioOverview);
+
+    BDM_Bin& bin = globals.FileSystemWithFilter(BDM_Globals::eFileSystemFilter_AllFiles);
+    bool failed = false;
+    std::vector<Row> rows;
+    for (const std::string& path : sOptions.mPaths)
+    {
+        const Sys_FileLoc loc(path);
+        BDM_AssetHandle asset;
+        if (Sys_FileUtils::Exists(loc))
+            asset = bin.GetAsset(BFSa_Bin::MakeKey(loc));
+        if (!asset)
+        {
+            std::cerr << "mirafile: " << Tool_OneLine(path + ": no such file or folder") << "\n";
+            failed = true;
+            continue;
+        }
+        std::vector<Row> listed;
+        if (asset->IsContainer())
+            Collect(*asset, path == "." ? "" : (path.back() == '/' ? path : path + "/"),
+                    sOptions.mRecursive, &listed);
+        else
+            listed.push_back({path, asset});
+        std::stable_sort(listed.begin(), listed.end(),
+                         [&](const Row& a, const Row& b) { return RowLess(a, b, sortTags); });
+        if (sOptions.mDesc)
+            std::reverse(listed.begin(), listed.end());
+        rows.insert(rows.end(), listed.begin(), listed.end());
+    }
+    if (sOptions.mOverviews && !ComputeOverviews(rows))
+        failed = true;
+
+    std::ostringstream out;
+    if (sOptions.mJson)
+    {
+        Tool_Json list = Tool_Json::array();
+        for (const Row& row : rows)
+        {
+            Tool_Json object;
+            object["path"] = row.mPath;
+            for (const BDM_AttributeTag* tagP : columns)
+                object[BDM_Utils::GetTagName(*tagP)] = Show(*row.mAsset, *tagP).second;
+            list.push_back(std::move(object));
+        }
+        out << Tool_JsonText(list, ",\n ") << "\n";
+    }
+    else
+    {
+        // Columns as wide as their widest cell; the path first.
+        std::vector<std::vector<std::string>> cells;
+        std::vector<std::string> header{"Path"};
+        for (const BDM_AttributeTag* tagP : columns)
+            header.push_back(tagP->GetName().empty() ? BDM_Utils::GetTagName(*tagP)
+                                                     : tagP->GetName());
+        cells.push_back(header);
+        for (const Row& row : rows)
+        {
+            std::vector<std::string> line{row.mPath};
+            for (const BDM_AttributeTag* tagP : columns)
+                line.push_back(Show(*row.mAsset, *tagP).first);
+            cells.push_back(std::move(line));
+        }
+        std::vector<size_t> widths(header.size(), 0);
+        for (const auto& line : cells)
+            for (size_t i = 0; i < line.size(); ++i)
+                widths[i] = std::max(widths[i], line[i].size());
+        for (const auto& line : cells)
+        {
+            std::string text;
+            for (size_t i = 0; i < line.size(); ++i)
+            {
+                text += line[i];
+                if (i + 1 < line.size())
+                    text += std::string(widths[i] - line[i].size() + 2, ' ');
+            }
+            out << text << "\n";
+        }
+    }
+    std::cout << out.str();
+    return failed ? 1 : 0;
+}
+
+Tool_Registrar sRegistrar{
+    {"ls", cUsage, "list folders and files with the media browser's attributes", Declare, Run}};
+} // namespace
