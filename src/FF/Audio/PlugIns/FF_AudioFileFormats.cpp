@@ -25,7 +25,7 @@ const std::vector<FF_AudioFileFormat>& FF_AudioFileFormat::GetAll()
             &FF_QSIIPlugIn::Create, &FF_QSIIPlugIn::CreateNew, &FF_QSIIPlugIn::ExplainRefusal},
         {eAudioFileType_WAVE, {"WAVE", ".WAV"}, {"wav"}, 57, "", cLittle, true, 3, cOwn,
             &FF_WAVEPlugIn::Create, &FF_WAVEPlugIn::CreateNew},
-        {eAudioFileType_AIFF, {"AIFF", "AIFC"}, {"aif", "aiff"}, 58, "", cBig, true, 2, cOwn,
+        {eAudioFileType_AIFF, {"AIFF", "AIFC"}, {"aif", "aiff", "aifc"}, 58, "", cBig, true, 2, cOwn,
             &FF_AIFPlugIn::Create, &FF_AIFPlugIn::CreateNew},
         {eAudioFileType_AIFC, {}, {}, 58, "", cBig, true, 1, eAudioFileType_AIFF,
             &FF_AIFPlugIn::Create, &FF_AIFPlugIn::CreateNew},
