@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <ostream>
 #include <sstream>
 
@@ -149,6 +150,20 @@ Time_BasicTempoMap& Time_BasicTempoMap::operator=(const Time_BasicTempoMap& iOth
     return *this;
 }
 
+namespace
+{
+// An integer that orders as the double does (-0.0 as +0.0; the samples are never NaN):
+// positive doubles order as their bits, negative ones as their bits with the magnitude turned
+// around.
+int64_t SampleOrderKey(double iSample)
+{
+    const double value = iSample + 0.0;
+    int64_t bits = 0;
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits < 0 ? bits ^ INT64_MAX : bits;
+}
+} // namespace
+
 void Time_BasicTempoMap::Clear()
 {
     mSegments.clear();
@@ -177,7 +192,7 @@ void Time_BasicTempoMap::Add(const Time_BasicTempoMapSegment& iSegment)
     mStartTicks.insert(mStartTicks.begin() + static_cast<ptrdiff_t>(at),
                        iSegment.GetStartTick().AsInt64());
     mStartSamples.insert(mStartSamples.begin() + static_cast<ptrdiff_t>(at),
-                         iSegment.GetFractionalStartSample());
+                         SampleOrderKey(iSegment.GetFractionalStartSample()));
     if (sTraceStreamP)
     {
         std::ostringstream qpm;
@@ -231,7 +246,7 @@ size_t Time_BasicTempoMap::FindByTick(Time_Tick iTick) const
 
 size_t Time_BasicTempoMap::FindBySample(double iSample) const
 {
-    return LastNotAbove(mStartSamples, iSample);
+    return LastNotAbove(mStartSamples, SampleOrderKey(iSample));
 }
 
 double Time_BasicTempoMap::TickToFractionalSample(Time_Tick iTick) const

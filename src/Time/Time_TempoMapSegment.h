@@ -105,9 +105,10 @@ private:
 
     std::vector<Time_BasicTempoMapSegment> mSegments;
     // The start ticks and fractional start samples again, packed for the lookups, whose
-    // probes then stay within a few cache lines.
+    // probes then stay within a few cache lines. The samples are held as integers that order
+    // as the doubles do (SampleOrderKey), so both searches compare integers without branches.
     std::vector<int64_t> mStartTicks;
-    std::vector<double> mStartSamples;
+    std::vector<int64_t> mStartSamples;
     double mSampleRate;
     mutable std::atomic<size_t> mCursor{0};
 };
