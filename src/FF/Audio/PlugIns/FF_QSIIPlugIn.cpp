@@ -174,12 +174,7 @@ void FF_QSIIPlugIn::CreateNewFileImpl()
     mFile->SetEOF(0);
     // The format and the empty regions go into the new sidecar at once.
     FF_ResourceFork fork;
-    auto text = [](const std::string& iText)
-    {
-        std::vector<uint8_t> data(1, uint8_t(iText.size()));
-        data.insert(data.end(), iText.begin(), iText.end());
-        return data;
-    };
+    const auto text = FF_ResFileUtils::MakeStringData;
     fork.Put(cSTR, cResID, "sample-size", true, text(std::to_string(bits / 8)));
     fork.Put(cSTR, cResID + 1, "sample-rate", true, text(std::to_string(rate)));
     fork.Put(cSTR, cResID + 2, "channels", true, text(std::to_string(channels)));

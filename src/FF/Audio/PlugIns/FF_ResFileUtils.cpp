@@ -430,10 +430,18 @@ void FF_ResFileUtils::WriteDataAsAResource(uint32_t iType, int16_t iID,
 void FF_ResFileUtils::WriteStringResource(const std::string& iName, const std::string& iText,
                                           int16_t iID)
 {
-    const std::string text = iText.substr(0, 255);
-    std::vector<uint8_t> data(1, uint8_t(text.size()));
-    data.insert(data.end(), text.begin(), text.end());
-    WriteDataAsAResource(MakeType("STR "), iID, data, iName);
+    WriteDataAsAResource(MakeType("STR "), iID, MakeStringData(iText), iName);
+}
+
+std::vector<uint8_t> FF_ResFileUtils::MakeStringData(const std::string& iText)
+{
+    // Sized once and filled: growing a one-byte vector by insert draws a false bounds
+    // warning from the optimiser.
+    const size_t length = std::min<size_t>(iText.size(), 255);
+    std::vector<uint8_t> data(length + 1);
+    data[0] = uint8_t(length);
+    std::copy_n(iText.begin(), length, data.begin() + 1);
+    return data;
 }
 
 FF_ResFileUtils::RefNum FF_ResFileUtils::CurResFile()

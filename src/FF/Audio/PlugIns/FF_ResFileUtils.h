@@ -127,6 +127,8 @@ public:
     // Writes to the current fork (which must be open for writing).
     static void WriteDataAsAResource(uint32_t iType, int16_t iID, const std::vector<uint8_t>& iData,
                                      const std::string& iName = "");
+    // The data of a "STR " resource: a length byte and up to 255 characters of iText.
+    static std::vector<uint8_t> MakeStringData(const std::string& iText);
     // A "STR " resource of that name holding iText (cut to 255 bytes).
     static void WriteStringResource(const std::string& iName, const std::string& iText,
                                     int16_t iID);
