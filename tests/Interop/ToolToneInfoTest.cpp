@@ -13,16 +13,8 @@
 
 namespace
 {
-class ToolToneInfo : public ::testing::Test
+class ToolToneInfo : public Test_ToolTest
 {
-protected:
-    void SetUp() override
-    {
-        if (!Test_ToolPath())
-            GTEST_SKIP() << "MIRAFILE_TOOL is not set";
-    }
-    std::string In(const std::string& iName) const { return mDir.Path() + "/" + iName; }
-    Test_TempDir mDir;
 };
 
 size_t Count(const std::string& iText, const std::string& iPart)

@@ -11,16 +11,8 @@
 
 namespace
 {
-class ToolAiff : public ::testing::Test
+class ToolAiff : public Test_ToolTest
 {
-protected:
-    void SetUp() override
-    {
-        if (!Test_ToolPath())
-            GTEST_SKIP() << "MIRAFILE_TOOL is not set";
-    }
-    std::string In(const std::string& iName) const { return mDir.Path() + "/" + iName; }
-    Test_TempDir mDir;
 };
 
 struct Opened

@@ -9,15 +9,8 @@
 
 namespace
 {
-class ToolFrame : public ::testing::Test
+class ToolFrame : public Test_ToolTest
 {
-protected:
-    void SetUp() override
-    {
-        if (!Test_ToolPath())
-            GTEST_SKIP() << "MIRAFILE_TOOL is not set";
-    }
-    Test_TempDir mDir;
 };
 
 TEST_F(ToolFrame, RunsCommandsWithTheSharedOptionRules)
