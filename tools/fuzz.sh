@@ -13,6 +13,8 @@ seconds=${1:?usage: tools/fuzz.sh SECONDS [--keep]}
 keep=${2:-}
 status=0
 for target in build-fuzz/*Fuzz; do
+    # Only the programs: the corpus and findings folders beside them end in "Fuzz" too.
+    [ -f "$target" ] && [ -x "$target" ] || continue
     name=$(basename "$target")
     seeds=fuzz/seeds/$name corpus=build-fuzz/corpus-$name findings=build-fuzz/findings-$name
     log=build-fuzz/$name.log
