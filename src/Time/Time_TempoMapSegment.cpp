@@ -221,32 +221,41 @@ const Time_BasicTempoMapSegment& Time_BasicTempoMap::At(size_t iIndex) const
 namespace
 {
 // The index of the last key not above iKey (by !(iKey < key), as std::upper_bound), or 0 when
-// every key lies above it: a binary search without branches on the data.
-template <class K> size_t LastNotAbove(const std::vector<K>& iKeys, K iKey)
+// every key lies above it: a binary search without branches on the data down to a window of
+// at most four keys, whose not-above keys are then counted. Before the count, the segments
+// of the window are asked for (iSegments, parallel to the keys), so that the load of the
+// segment found overlaps the last comparisons instead of following them.
+template <class K, class S>
+size_t LastNotAbove(const std::vector<K>& iKeys, K iKey, const std::vector<S>& iSegments)
 {
     size_t n = iKeys.size();
     if (n == 0)
         return 0;
     const K* base = iKeys.data();
-    while (n > 1)
+    while (n > 4)
     {
         const size_t half = n / 2;
         base = !(iKey < base[half]) ? base + half : base;
         n -= half;
     }
-    const size_t upper = static_cast<size_t>(base - iKeys.data()) + !(iKey < *base);
+    const size_t first = static_cast<size_t>(base - iKeys.data());
+    __builtin_prefetch(iSegments.data() + first);
+    __builtin_prefetch(iSegments.data() + first + n - 1);
+    size_t upper = first;
+    for (size_t i = 0; i < n; ++i)
+        upper += !(iKey < base[i]);
     return upper == 0 ? 0 : upper - 1;
 }
 } // namespace
 
 size_t Time_BasicTempoMap::FindByTick(Time_Tick iTick) const
 {
-    return LastNotAbove(mStartTicks, iTick.AsInt64());
+    return LastNotAbove(mStartTicks, iTick.AsInt64(), mSegments);
 }
 
 size_t Time_BasicTempoMap::FindBySample(double iSample) const
 {
-    return LastNotAbove(mStartSamples, SampleOrderKey(iSample));
+    return LastNotAbove(mStartSamples, SampleOrderKey(iSample), mSegments);
 }
 
 double Time_BasicTempoMap::TickToFractionalSample(Time_Tick iTick) const
