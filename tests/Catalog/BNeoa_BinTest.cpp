@@ -445,3 +445,42 @@ TEST(BNeoa_Environment, CacheSizeFollowsPhysicalMemory)
         EXPECT_EQ(BNeoa_Environment::ComputeCacheSize(c.mMemory), c.mCache) << c.mMemory;
 }
 } // namespace
+
+namespace
+{
+// A small catalog (page size 512, rollback journal) opens read-only and answers; it is the
+// seed of the fuzz target CatalogFuzz, written when MIRAFILE_WRITE_FUZZ_SEEDS names a folder.
+TEST_F(CatalogFileTest, SmallCatalogIsReadableAndSeedsTheFuzzTarget)
+{
+    {
+        BDM_BinHandle bin = Create();
+        BNeoa_Bin& neo = Catalog_Neo(bin);
+        const BDM_KeyHandle folder = neo.CreateFolder(neo.GetRoot(), "Drums");
+        const BDM_KeyHandle key = neo.CreateEntry(folder, BDM_eAssetType_Audio, "a%_.wav");
+        Catalog_Set(neo, key, T().cAudioFileSampleRate, 48000);
+        Catalog_Set(neo, key, T().cAssetComment, std::string("kick"));
+        Catalog_Set(neo, key, T().cFilePathComponents, BDM_StringList{"/", "tmp", "a%_.wav"});
+        bin->Commit();
+    }
+    Catalog_Sqlite(Path(), "PRAGMA journal_mode = DELETE; PRAGMA page_size = 512; VACUUM;");
+    ASSERT_LT(Catalog_Bytes(Path()).size(), 65536u);
+    BDM_BinHandle bin = Reopen(Cmn_Store::eOpenFlag_OpenForRead);
+    using F = BDM_PredicateFactory;
+    EXPECT_EQ(Catalog_Find(Catalog_Neo(bin), [](F& f) {
+                  return f.MakePredicate(BDM_TypedAttributeValue<std::string>(&T().cFileName, "%_"),
+                                         F::eRelation_Contains);
+              }),
+              std::vector<std::string>{"a%_.wav"});
+    BDM_StringList path;
+    EXPECT_TRUE(bin->GetAsset(Catalog_Neo(bin).FindChild(Catalog_Neo(bin).FindChild(bin->GetRoot(), "drums"), "A%_.WAV"))
+                    ->GetAttributeValue(T().cFilePathComponents, &path));
+    EXPECT_EQ(path, (BDM_StringList{"/", "tmp", "a%_.wav"}));
+    bin->Close();
+    if (const char* folder = std::getenv("MIRAFILE_WRITE_FUZZ_SEEDS"))
+    {
+        std::filesystem::create_directories(std::string(folder) + "/CatalogFuzz");
+        std::filesystem::copy_file(Path(), std::string(folder) + "/CatalogFuzz/small.mfcatalog",
+                                   std::filesystem::copy_options::overwrite_existing);
+    }
+}
+} // namespace

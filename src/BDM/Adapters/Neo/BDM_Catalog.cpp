@@ -87,7 +87,8 @@ void BDM_Catalog::OpenImpl(EOpenFlag iOpenFlag)
         static_cast<BDM_TypedAttribute<std::string>*>(root->GetAttribute(t.cFileName))->Set(name);
         Commit();
     }
-    CMN_ASSERT_TEXT(this->GetAsset(this->GetRoot())->GetType() == BDM_eAssetType_CatalogRoot,
+    BDM_AssetHandle root = GetAsset(GetRoot());
+    CMN_ASSERT_TEXT(root && root->GetType() == BDM_eAssetType_CatalogRoot,
                     "this->GetAsset( this->GetRoot() )->GetType() == BDM_eAssetType_CatalogRoot");
 }
 
