@@ -16,6 +16,7 @@ COUNT=${2:-10000}
 WORK=${3:-$(mktemp -d /tmp/mirafile-catalogbench-XXXXXX)}
 RUNS=${4:-3}
 [ -x "$TOOL" ] || { echo "no tool at $TOOL" >&2; exit 1; }
+mkdir -p "$WORK"
 trap 'rm -rf "$WORK"' EXIT
 export MIRAFILE_DATA_DIR="$WORK/data" MIRAFILE_CATALOG_DIR="$WORK/catalogs"
 
