@@ -127,6 +127,24 @@ BDM_CatalogAdder::BDM_CatalogAdder(BDM_Catalog& iCatalog, const std::vector<Sys_
     UpdateStatusMessage("Adding to catalog");
 }
 
+BDM_KeyHandle BDM_CatalogAdder::Import(BDM_Asset& iSource, const BDM_KeyHandle& iParent)
+{
+    // An audio file stays open while its attributes are read, instead of once per attribute.
+    std::unique_ptr<FF_AudioFile::StOpenForRead> open;
+    if (auto* audioP = dynamic_cast<BFSa_AudioAsset*>(&iSource))
+    {
+        try
+        {
+            open.reset(new FF_AudioFile::StOpenForRead(audioP->GetFile()));
+        }
+        catch (const std::exception&)
+        {
+            // Unreadable now: each attribute says so on its own.
+        }
+    }
+    return mCatalog.ImportAsset(iSource, iParent);
+}
+
 bool BDM_CatalogAdder::Load()
 {
     using Clock = std::chrono::steady_clock;
@@ -142,7 +160,7 @@ bool BDM_CatalogAdder::Load()
             source = files.GetAsset(BFSa_Bin::MakeKey(work.mLoc));
         if (source)
         {
-            const BDM_KeyHandle key = mCatalog.ImportAsset(*source, work.mParent);
+            const BDM_KeyHandle key = Import(*source, work.mParent);
             if (source->IsContainer())
             {
                 std::list<BDM_KeyHandle> children;

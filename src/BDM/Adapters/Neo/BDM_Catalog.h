@@ -60,6 +60,8 @@ protected:
     bool Load() override;
 
 private:
+    BDM_KeyHandle Import(BDM_Asset& iSource, const BDM_KeyHandle& iParent);
+
     struct Work
     {
         Sys_FileLoc mLoc;
