@@ -5,7 +5,7 @@
 #               build of the suites that run threads
 SHELL := /bin/bash
 JOBS  ?= $(shell nproc)
-DEPS  := cmake make g++ clang libclang-rt-14-dev pkg-config libsqlite3-dev libgtest-dev libgmock-dev \
+DEPS  := cmake make g++ clang libclang-rt-14-dev pkg-config libsqlite3-dev sqlite3 libgtest-dev libgmock-dev \
          libbenchmark-dev libpng-dev libcli11-dev nlohmann-json3-dev sox libsndfile1-dev \
          libsamplerate0-dev ffmpeg python3
 # Test folders that run threads, built again under the thread sanitizer.

@@ -1,0 +1,169 @@
+// mirafile catalog: the commands end to end, and what a kill or a Ctrl-C in the middle of
+// adding leaves behind.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <random>
+#include <thread>
+
+#include "Catalog/CatalogTestSupport.h"
+#include "Support/ToolRunner.h"
+
+namespace
+{
+class CatalogToolTest : public Test_ToolTest
+{
+protected:
+    void SetUp() override
+    {
+        Test_ToolTest::SetUp();
+        mCatalogs = In("catalogs");
+        ::setenv("MIRAFILE_CATALOG_DIR", mCatalogs.c_str(), 1);
+    }
+    void TearDown() override { ::unsetenv("MIRAFILE_CATALOG_DIR"); }
+    Test_ToolResult Run(const std::string& iArgs) { return Test_RunTool("catalog " + iArgs, mDir.Path()); }
+    std::string File(const std::string& iName) const
+    {
+        return mCatalogs + "/" + iName + BDM_Catalog::cFileExtension;
+    }
+    // Every stored row below the root: what two runs must agree on.
+    std::string Rows(const std::string& iName)
+    {
+        return Catalog_Sqlite(File(iName), "SELECT * FROM Asset WHERE ID > 1 ORDER BY ID");
+    }
+    std::string mCatalogs;
+};
+
+TEST_F(CatalogToolTest, CommandsRoundTrip)
+{
+    const std::string files = In("files");
+    Catalog_WriteFiles(files, 5);
+    struct Step
+    {
+        std::string mArgs;
+        int mStatus;
+        std::string mOut; // a part of standard output (or error when the status is not 0)
+    };
+    const Step steps[] = {
+        {"create Lib", 0, "created catalog Lib"},
+        {"create Lib", 1, "Lib: A Catalog with that name already exists."},
+        {"create 'a:b'", 1, "a:b: "},
+        {"list --json", 0, "{\"name\": \"Lib\""},
+        {"add Lib '" + files + "' --json", 0, "{\"name\": \"Lib\", \"added\": 7}"},
+        {"add Lib '" + files + "/missing'", 1, "missing: no such file or folder"},
+        {"show Lib", 0, "files/\nfiles/d00/\nfiles/d00/f0000.txt\n"},
+        {"show Lib files/D00/F0001.TXT --json", 0, "\"FileName\": \"f0001.txt\""},
+        {"set Lib files/d00/f0001.txt --comment 'a note'", 0, ""},
+        {"show Lib files/d00/f0001.txt", 0, "AssetComment:                 a note\n"},
+        {"set Lib files/d00/f0001.txt --name f0002.txt", 1, "already exists in that location"},
+        {"set Lib files/d00/f0001.txt", 1, "needs one of --name TEXT or --comment TEXT"},
+        {"set Lib files/d00/f0001.txt --name renamed.txt", 0, ""},
+        {"rm Lib files/d00/f0002.txt", 0, ""},
+        {"show Lib files/d00/f0002.txt", 1, "files/d00/f0002.txt: no such entry in the catalog"},
+        {"info Lib --json", 0, "\"version\": \"2.0\""},
+        {"info Lib --json", 0, "\"entries\": 6, \"integrity\": \"ok\"}"},
+        // Adding again updates what is there and adds what is not: the renamed and the removed
+        // entry come back under their file names.
+        {"add Lib '" + files + "'", 0, "added 7 entries to Lib"},
+        {"info Lib", 0, "Entries:        8\n"},
+        {"delete Lib", 0, ""},
+        {"list", 0, ""},
+        {"info Lib", 1, "Lib: no such catalog"},
+        {"frobnicate", 1, "unknown action \"frobnicate\""},
+    };
+    for (const Step& step : steps)
+    {
+        const Test_ToolResult result = Run(step.mArgs);
+        EXPECT_EQ(result.mStatus, step.mStatus) << step.mArgs << "\n" << result.mErr;
+        const std::string& text = step.mStatus == 0 ? result.mOut : result.mErr;
+        EXPECT_NE(text.find(step.mOut), std::string::npos) << step.mArgs << "\n" << text;
+    }
+    EXPECT_TRUE(Test_FolderNames(mCatalogs).empty());
+}
+
+TEST_F(CatalogToolTest, RefusedFilesAreNamedAndLeftAlone)
+{
+    std::filesystem::create_directories(mCatalogs);
+    std::ofstream(File("Text")) << "not a catalog\n";
+    for (const char* args : {"info Text", "show Text", "add Text /tmp", "delete Text"})
+    {
+        const Test_ToolResult result = Run(args);
+        EXPECT_EQ(result.mStatus, 1) << args;
+        EXPECT_EQ(result.mErr, "mirafile: Text: Can't find database information\n") << args;
+    }
+    EXPECT_EQ(Catalog_Bytes(File("Text")), "not a catalog\n");
+}
+
+// kill -9 at random moments of adding 2,000 files: the file passes the integrity check and
+// holds a committed state (whole commit intervals); adding again gives what a clean run gives.
+TEST_F(CatalogToolTest, KilledAddLeavesACommittedStateAndARerunCompletesIt)
+{
+    const std::string files = In("files");
+    const int32_t count = 2000;
+    Catalog_WriteFiles(files, count);
+    const int64_t entries = count + count / 50 + 1; // files, their folders, the top folder
+    ASSERT_EQ(Run("create Clean").mStatus, 0);
+    ASSERT_EQ(Run("add Clean '" + files + "'").mStatus, 0);
+    const std::string clean = Rows("Clean");
+
+    std::mt19937 random(20261124);
+    std::uniform_int_distribution<int32_t> moment(5, 400);
+    int32_t killedBeforeTheEnd = 0; // the test means something only if some kill landed
+    for (int32_t round = 0; round < 4; ++round)
+    {
+        const std::string name = "Killed" + std::to_string(round);
+        ASSERT_EQ(Run("create " + name).mStatus, 0);
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0)
+        {
+            ::execl(Test_ToolPath(), Test_ToolPath(), "catalog", "add", name.c_str(), files.c_str(),
+                    static_cast<char*>(nullptr));
+            ::_exit(127);
+        }
+        const int32_t milliseconds = moment(random);
+        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+        ::kill(child, SIGKILL);
+        int status = 0;
+        ::waitpid(child, &status, 0);
+
+        EXPECT_EQ(Catalog_Sqlite(File(name), "PRAGMA integrity_check"), "ok\n") << milliseconds;
+        const int64_t rows =
+            std::stoll(Catalog_Sqlite(File(name), "SELECT count(*) FROM Asset WHERE ParentID IS NOT NULL"));
+        EXPECT_TRUE(rows % BDM_CatalogAdder::cCommitInterval == 0 || rows == entries)
+            << rows << " rows after " << milliseconds << " ms";
+        killedBeforeTheEnd += WIFSIGNALED(status) && rows < entries;
+        ASSERT_EQ(Run("add " + name + " '" + files + "'").mStatus, 0);
+        EXPECT_TRUE(Rows(name) == clean) << "after a kill at " << milliseconds << " ms";
+    }
+    EXPECT_GT(killedBeforeTheEnd, 0);
+}
+
+TEST_F(CatalogToolTest, InterruptKeepsWhatWasCommittedAndExits130)
+{
+    const std::string files = In("files");
+    Catalog_WriteFiles(files, 2000);
+    ASSERT_EQ(Run("create Lib").mStatus, 0);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0)
+    {
+        ::execl(Test_ToolPath(), Test_ToolPath(), "catalog", "add", "Lib", files.c_str(),
+                static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(60));
+    ::kill(child, SIGINT);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status));
+    const int64_t rows = std::stoll(Catalog_Sqlite(File("Lib"), "SELECT count(*) FROM Asset WHERE ParentID IS NOT NULL"));
+    if (WEXITSTATUS(status) == 130)
+        EXPECT_EQ(rows % BDM_CatalogAdder::cCommitInterval, 0) << rows;
+    else
+        EXPECT_EQ(WEXITSTATUS(status), 0); // it had finished already
+    EXPECT_EQ(Catalog_Sqlite(File("Lib"), "PRAGMA integrity_check"), "ok\n");
+}
+} // namespace
