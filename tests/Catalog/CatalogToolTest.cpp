@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 #include <random>
 #include <thread>
 
@@ -154,10 +155,23 @@ TEST_F(CatalogToolTest, InterruptKeepsWhatWasCommittedAndExits130)
                 static_cast<char*>(nullptr));
         ::_exit(127);
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(60));
-    ::kill(child, SIGINT);
+    // Interrupt once the add is writing (its write-ahead log exists), so that the tool has
+    // set up its interrupt handling however slowly it starts (as under the sanitizers).
     int status = 0;
-    ::waitpid(child, &status, 0);
+    bool finished = false;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!std::filesystem::exists(File("Lib") + "-wal") &&
+           std::chrono::steady_clock::now() < deadline)
+    {
+        if ((finished = ::waitpid(child, &status, WNOHANG) == child))
+            break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    if (!finished)
+    {
+        ::kill(child, SIGINT);
+        ::waitpid(child, &status, 0);
+    }
     ASSERT_TRUE(WIFEXITED(status));
     const int64_t rows = std::stoll(Catalog_Sqlite(File("Lib"), "SELECT count(*) FROM Asset WHERE ParentID IS NOT NULL"));
     if (WEXITSTATUS(status) == 130)

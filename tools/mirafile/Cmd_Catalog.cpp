@@ -231,10 +231,11 @@ int Add()
         locations.emplace_back(trimmed);
     }
     BDM_Globals& globals = *BDM_Globals::Instance();
+    // Before the catalog opens: an interrupt from then on stops the add at a commit.
+    Tool_StInterruptHandler interruptHandler;
     BDM_BinHandle bin = OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForWrite);
     BDM_LazyObjectHandle adder(new BDM_CatalogAdder(AsCatalog(bin), locations));
     auto* adderP = static_cast<BDM_CatalogAdder*>(adder.Get());
-    Tool_StInterruptHandler interruptHandler;
     std::unique_ptr<Tool_ProgressBar> bar(new Tool_ProgressBar(1));
     int64_t shownTotal = 1;
     globals.TaskManager().ManageTask(adderP, adderP->GetStatusMessage());
