@@ -114,6 +114,7 @@ public:
 //   A/Sub/take 1.wav  48000 Hz, 1 ch, 16 bit, 10 frames
 //   B/pad 2.wav    96000 Hz, 2 ch, 16 bit, 96000 frames (1 s)
 //   B/readme.txt
+// and hidden files (A/.pad hidden.wav, B/.cache/pad 3.wav) that no search finds.
 struct Folders
 {
     Test_TempDir mDir;
@@ -135,6 +136,10 @@ struct Folders
         MakeWave(Path("A/Sub/take 1.wav"), 1, 16, Bytes(10 * 2, 1), 48000);
         MakeWave(Path("B/pad 2.wav"), 2, 16, Bytes(96000 * 4, 1), 96000);
         std::ofstream(Path("B/readme.txt")) << "readme";
+        // Hidden, and so never found.
+        MakeWave(Path("A/.pad hidden.wav"), 1, 16, Bytes(48000 * 2, 1), 48000);
+        fs::create_directories(Path("B/.cache"));
+        MakeWave(Path("B/.cache/pad 3.wav"), 1, 16, Bytes(48000 * 2, 1), 48000);
     }
     ~Folders() { mCache.ClearEntriesForBin(mBin.Get()); }
     std::string Path(const std::string& iName) const { return mDir.Path() + "/" + iName; }

@@ -383,7 +383,10 @@ std::string ShownPath(const BDM_Link& iLink, BDM_Asset& iAsset,
         if (!root.empty() && root.back() != '/')
             root += '/';
         if (full.compare(0, root.size(), root) == 0)
-            return (text.back() == '/' ? text : text + "/") + full.substr(root.size());
+            return (text == "."          ? ""
+                    : text.back() == '/' ? text
+                                         : text + "/") +
+                   full.substr(root.size());
     }
     return full;
 }
