@@ -93,6 +93,16 @@ BDM_PredicateHandle Term(const BDM_AttributeValue& iValue,
                               typed.GetValue(), iRelation));
 }
 
+// Whether a name on the way from iRoot down to iPath starts with ".".
+bool IsHiddenBelow(const std::string& iPath, const std::string& iRoot)
+{
+    size_t at = iPath.compare(0, iRoot.size(), iRoot) == 0 ? iRoot.size() : 0;
+    for (; at < iPath.size(); ++at)
+        if ((at == 0 || iPath[at - 1] == '/') && iPath[at] == '.')
+            return true;
+    return false;
+}
+
 Cmn_AliasedRefCountPtr<BFSa_PredicateBase> AsFS(const BDM_PredicateHandle& iPredicate)
 {
     auto* fsPredicate = dynamic_cast<BFSa_PredicateBase*>(iPredicate.Get());
@@ -260,6 +270,7 @@ BFSa_QueryResult::BFSa_QueryResult(BFSa_Bin& iBin, const BDM_PredicateHandle& iP
     const bool fsKey = iRoot && iRoot->GetType() == BDM_Key::eType_FS;
     CMN_ASSERT(fsKey);
     const Sys_FileLoc& root = static_cast<const BFSa_Key&>(*iRoot).GetFileLoc();
+    mRootPath = root.GetFullPath();
     std::vector<Cmn_AliasedRefCountPtr<BFSa_PredicateBase>> branches;
     if (auto* orP = dynamic_cast<BFSa_OrPredicate*>(fsPredicate))
         branches = orP->mTerms;
@@ -293,6 +304,8 @@ BDM_QueryResult::EResult BFSa_QueryResult::Next(BDM_KeyHandle* oKeyP, int32_t iM
             continue;
         }
         const Sys_FileLoc& loc = **item.mIterator;
+        if (IsHiddenBelow(loc.GetFullPath(), mRootPath))
+            continue; // as listings do, hidden entries and what lies in them are not found
         BDM_KeyHandle key = BFSa_Bin::MakeKey(loc, Sys_FileUtils::IsFolder(loc), 0);
         BDM_AssetHandle asset = mBinP->GetAsset(key);
         if (!asset || !item.mPredicate->Matches(*asset))

@@ -5,10 +5,13 @@
 // kind of asset or on an audio attribute can be limited to a set of file types, so that the
 // walk looks only at files of those types; other terms look at every file. An Or is taken
 // apart into one work item per branch, each with a walker of its own.
+// Hidden entries (a name below the root that starts with ".") are not found, as listings
+// do not show them.
 // Threads: the browser's thread.
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "BDM/Adapters/FS/BFSa_Bin.h"
@@ -95,4 +98,5 @@ private:
     BFSa_Bin* mBinP;
     std::vector<WorkItem> mItems;
     size_t mCurrent = 0;
+    std::string mRootPath; // below it, names that start with "." are hidden
 };
