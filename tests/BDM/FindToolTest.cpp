@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <stdlib.h>
 #include <nlohmann/json.hpp>
 
 #include "Support/FFTestSupport.h"
@@ -24,6 +25,7 @@ protected:
         Test_ToolTest::SetUp();
         if (IsSkipped())
             return;
+        ::setenv("MIRAFILE_CATALOG_DIR", In("catalogs").c_str(), 1);
         std::filesystem::create_directories(In("M/Sub"));
         std::filesystem::create_directories(In("N"));
         MakeWave(In("M/kick.wav"), 2, 24, Bytes(100 * 6, 1), 44100);
@@ -32,6 +34,7 @@ protected:
         MakeWave(In("M/Sub/take1.wav"), 1, 16, Bytes(10 * 2, 1), 48000);
         MakeWave(In("N/pad2.wav"), 2, 16, Bytes(96000 * 4, 1), 96000);
     }
+    void TearDown() override { ::unsetenv("MIRAFILE_CATALOG_DIR"); }
 };
 } // namespace
 
@@ -101,7 +104,7 @@ TEST_F(FindTool, BadInputGetsOneLineAndStatusOne)
     };
     const std::string m = "'" + In("M") + "'";
     const Case cases[] = {
-        {"@lib --terms x", "no catalog named lib"},
+        {"@lib --terms x", "lib: no such catalog"},
         {"'" + In("nowhere") + "' --terms x", In("nowhere") + ": no such folder"},
         {"'" + In("M/pad.wav") + "' --terms x", In("M/pad.wav") + ": not a folder"},
         {m, "find needs a --where term or --terms text"},

@@ -6,10 +6,14 @@
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <set>
 #include <random>
 #include <thread>
 
 #include "Catalog/CatalogTestSupport.h"
+#include "Support/FFTestSupport.h"
 #include "Support/ToolRunner.h"
 
 namespace
@@ -181,3 +185,46 @@ TEST_F(CatalogToolTest, InterruptKeepsWhatWasCommittedAndExits130)
     EXPECT_EQ(Catalog_Sqlite(File("Lib"), "PRAGMA integrity_check"), "ok\n");
 }
 } // namespace
+
+// find over a catalog answers as find over the folder the catalog indexed (the catalog also
+// holds the added folder itself, which a search below the folder does not return).
+TEST_F(CatalogToolTest, FindInACatalogAgreesWithTheFolder)
+{
+    std::filesystem::create_directories(In("media/sub"));
+    MakeWave(In("media/a.wav"), 1, 16, Bytes(48000 * 2, 1), 48000);
+    MakeWave(In("media/sub/b.wav"), 2, 24, Bytes(4410 * 6, 1), 44100);
+    MakeWave(In("media/c.wav"), 2, 16, Bytes(96000 * 4, 1), 48000);
+    std::ofstream(In("media/notes.txt")) << "notes";
+    ASSERT_EQ(Run("create Lib").mStatus, 0);
+    ASSERT_EQ(Run("add Lib '" + In("media") + "'").mStatus, 0);
+    auto paths = [&](const std::string& iArea, const std::string& iTerms)
+    {
+        const Test_ToolResult result = Test_RunTool("find " + iArea + " " + iTerms + " --json", mDir.Path());
+        EXPECT_EQ(result.mStatus, 0) << iArea << " " << iTerms << ": " << result.mErr;
+        std::set<std::string> found;
+        for (const auto& row : nlohmann::json::parse(result.mOut.empty() ? "[]" : result.mOut))
+        {
+            std::string path = row["path"];
+            for (const std::string& root : {std::string("@Lib/media"), In("media")})
+                if (path.compare(0, root.size(), root) == 0)
+                    path = "media" + path.substr(root.size());
+            if (path != "media")
+                found.insert(path);
+        }
+        return found;
+    };
+    const char* const terms[] = {
+        "--where 'AudioFileSampleRate = 48k'",
+        "--where 'AudioFileSampleRate != 48000'",
+        "--where 'AssetDurationMicroseconds >= 1s' --where 'AudioFileNumChannels = 2'",
+        "--where 'AudioFileNumChannels = 1' --where 'AudioFileBitDepth = 24' --any",
+        "--where 'FileName ~ \"B\"'",
+        "--terms 'sub'",
+    };
+    for (const char* term : terms)
+    {
+        const std::set<std::string> fromFolder = paths("'" + In("media") + "'", term);
+        EXPECT_FALSE(fromFolder.empty()) << term;
+        EXPECT_EQ(paths("@Lib", term), fromFolder) << term;
+    }
+}

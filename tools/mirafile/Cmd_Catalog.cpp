@@ -29,6 +29,7 @@
 #include "Cmn_Exception.h"
 #include "Sys_FileUtils.h"
 #include "Tool.h"
+#include "Tool_Catalogs.h"
 #include "Tool_Progress.h"
 
 namespace
@@ -69,28 +70,6 @@ std::string IsoTime(int64_t iMicroseconds)
     char text[32];
     std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
     return text;
-}
-
-// Opens the catalog of iName (which must exist); a refusal names the catalog.
-BDM_BinHandle OpenCatalog(const std::string& iName, Cmn_Store::EOpenFlag iFlag)
-{
-    const Sys_FileLoc loc = BDM_Catalog::GetLocation(iName);
-    if (!Sys_FileUtils::Exists(loc))
-        throw Tool_UsageError(iName + ": no such catalog");
-    BDM_BinHandle catalog(new BDM_Catalog(loc, nullptr));
-    try
-    {
-        catalog->Open(iFlag);
-    }
-    catch (const Cmn_CancelException&)
-    {
-        throw;
-    }
-    catch (const std::exception& e)
-    {
-        throw Tool_UsageError(iName + ": " + e.what());
-    }
-    return catalog;
 }
 
 BDM_Catalog& AsCatalog(const BDM_BinHandle& iBin)
@@ -186,7 +165,7 @@ int List()
 int Info()
 {
     Expect(2, 2);
-    BDM_BinHandle bin = OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForRead);
+    BDM_BinHandle bin = Tool_OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForRead);
     BDM_Catalog& catalog = AsCatalog(bin);
     const BNeoa_DatabaseInfo& info = catalog.GetInfoObject();
     Tool_Json json;
@@ -233,7 +212,7 @@ int Add()
     BDM_Globals& globals = *BDM_Globals::Instance();
     // Before the catalog opens: an interrupt from then on stops the add at a commit.
     Tool_StInterruptHandler interruptHandler;
-    BDM_BinHandle bin = OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForWrite);
+    BDM_BinHandle bin = Tool_OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForWrite);
     BDM_LazyObjectHandle adder(new BDM_CatalogAdder(AsCatalog(bin), locations));
     auto* adderP = static_cast<BDM_CatalogAdder*>(adder.Get());
     std::unique_ptr<Tool_ProgressBar> bar(new Tool_ProgressBar(1));
@@ -303,7 +282,7 @@ void ListTree(BDM_Catalog& ioCatalog, const BDM_KeyHandle& iKey, const std::stri
 int Show()
 {
     Expect(2, 3);
-    BDM_BinHandle bin = OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForRead);
+    BDM_BinHandle bin = Tool_OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForRead);
     BDM_Catalog& catalog = AsCatalog(bin);
     std::ostringstream out;
     if (sOptions.mArgs.size() == 2)
@@ -337,7 +316,7 @@ int Set()
     const bool byName = sOptions.mNameOption->count() > 0;
     if (byName == (sOptions.mCommentOption->count() > 0))
         throw Tool_UsageError("catalog set needs one of --name TEXT or --comment TEXT");
-    BDM_BinHandle bin = OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForWrite);
+    BDM_BinHandle bin = Tool_OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForWrite);
     BDM_Catalog& catalog = AsCatalog(bin);
     const BDM_KeyHandle key = FindEntry(catalog, sOptions.mArgs[2]);
     if (static_cast<const BNeoa_Key&>(*key).GetID() ==
@@ -365,7 +344,7 @@ int Set()
 int Remove()
 {
     Expect(3, 3);
-    BDM_BinHandle bin = OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForWrite);
+    BDM_BinHandle bin = Tool_OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForWrite);
     BDM_Catalog& catalog = AsCatalog(bin);
     const BDM_KeyHandle key = FindEntry(catalog, sOptions.mArgs[2]);
     if (static_cast<const BNeoa_Key&>(*key).GetID() ==
@@ -383,7 +362,7 @@ int Delete()
     if (!Sys_FileUtils::Exists(loc))
         throw Tool_UsageError(sOptions.mArgs[1] + ": no such catalog");
     // Only a catalog of ours is deleted.
-    OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForRead)->Close();
+    Tool_OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForRead)->Close();
     for (const char* suffix : {"-wal", "-shm", ""})
         std::filesystem::remove(loc.GetFullPath() + suffix);
     return 0;

@@ -42,6 +42,7 @@
 #include "Sys_FileUtils.h"
 #include "Tool.h"
 #include "Tool_AttributeText.h"
+#include "Tool_Catalogs.h"
 #include "Tool_Progress.h"
 
 namespace
@@ -79,7 +80,11 @@ void Declare(CLI::App& ioApp)
 BDM_QueryArea::Entry ResolveArea(const std::string& iArea)
 {
     if (!iArea.empty() && iArea[0] == '@')
-        throw Tool_UsageError("no catalog named " + iArea.substr(1));
+    {
+        BDM_BinHandle catalog = Tool_OpenCatalog(iArea.substr(1), Cmn_Store::eOpenFlag_OpenForRead);
+        BDM_KeyHandle root = catalog->GetRoot();
+        return {catalog, root};
+    }
     const Sys_FileLoc loc(iArea);
     if (iArea.empty() || !Sys_FileUtils::Exists(loc))
         throw Tool_UsageError(iArea + ": no such folder");
@@ -373,7 +378,17 @@ std::string ShownPath(const BDM_Link& iLink, BDM_Asset& iAsset,
                       const std::vector<std::pair<std::string, BDM_QueryArea::Entry>>& iAreas)
 {
     if (iLink.mKey->GetType() != BDM_Key::eType_FS)
-        return iAsset.GetName();
+    {
+        // A catalog's entry: its names below the catalog's root, after the area that named it.
+        std::string path = iAsset.GetName();
+        for (BDM_AssetHandle parent = iAsset.GetParent(); parent && !parent->IsRoot();
+             parent = parent->GetParent())
+            path = parent->GetName() + "/" + path;
+        for (const auto& [text, entry] : iAreas)
+            if (entry.mBin == iLink.mBin)
+                return text + "/" + path;
+        return path;
+    }
     const std::string& full = static_cast<const BFSa_Key&>(*iLink.mKey).GetFileLoc().GetFullPath();
     for (const auto& [text, entry] : iAreas)
     {
