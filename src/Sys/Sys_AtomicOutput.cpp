@@ -13,6 +13,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "Sys_FilePosix.h"
 #include "Sys_OSErrData.h"
 
 namespace
@@ -79,6 +80,8 @@ std::string SidecarPath(const std::string& iPath)
 
 void SyncPath(const std::string& iPath, bool iFolder, const Sys_FileLoc& iLoc)
 {
+    if (const int32_t fault = Sys_FilePosix::TakeFault(Sys_FilePosix::eFault_Sync))
+        Fail(fault, iLoc);
     const int fd = ::open(iPath.c_str(), (iFolder ? O_RDONLY | O_DIRECTORY : O_RDONLY) | O_CLOEXEC);
     if (fd < 0)
         Fail(errno, iLoc);
@@ -92,6 +95,8 @@ void SyncPath(const std::string& iPath, bool iFolder, const Sys_FileLoc& iLoc)
 // Renames without replacing: renameat2 where the file system has it, else link and unlink.
 int RenameNoReplace(const std::string& iFrom, const std::string& iTo)
 {
+    if (const int32_t fault = Sys_FilePosix::TakeFault(Sys_FilePosix::eFault_Rename))
+        return fault;
     if (::renameat2(AT_FDCWD, iFrom.c_str(), AT_FDCWD, iTo.c_str(), RENAME_NOREPLACE) == 0)
         return 0;
     if (errno != EINVAL && errno != ENOSYS && errno != ENOTSUP)
@@ -100,6 +105,14 @@ int RenameNoReplace(const std::string& iFrom, const std::string& iTo)
         return errno;
     ::unlink(iFrom.c_str());
     return 0;
+}
+
+// rename(2), with the fault point of renames.
+int Rename(const std::string& iFrom, const std::string& iTo)
+{
+    if (const int32_t fault = Sys_FilePosix::TakeFault(Sys_FilePosix::eFault_Rename))
+        return fault;
+    return ::rename(iFrom.c_str(), iTo.c_str()) == 0 ? 0 : errno;
 }
 
 int32_t RemoveStaleLocked(const Sys_FileLoc& iFolder)
@@ -251,10 +264,11 @@ void Sys_AtomicOutput::Commit(const Sys_FileLoc& iFinal)
             SyncPath(tempSidecar, false, iFinal);
         if (replace)
         {
-            if (::rename(temp.c_str(), iFinal.GetFullPath().c_str()) != 0)
-                Fail(errno, iFinal);
-            if (sidecar && ::rename(tempSidecar.c_str(), finalSidecar.c_str()) != 0)
-                Fail(errno, iFinal);
+            if (const int error = Rename(temp, iFinal.GetFullPath()))
+                Fail(error, iFinal);
+            if (sidecar)
+                if (const int error = Rename(tempSidecar, finalSidecar))
+                    Fail(error, iFinal);
         }
         else
         {
@@ -264,8 +278,8 @@ void Sys_AtomicOutput::Commit(const Sys_FileLoc& iFinal)
                     Fail(EEXIST, iFinal);
                 // A sidecar already there belongs to no file (the final name is free): it
                 // is an orphan, such as one left by a crash between these two renames.
-                if (::rename(tempSidecar.c_str(), finalSidecar.c_str()) != 0)
-                    Fail(errno, Sys_FileLoc(finalSidecar));
+                if (const int error = Rename(tempSidecar, finalSidecar))
+                    Fail(error, Sys_FileLoc(finalSidecar));
                 sidecarRenamed = true;
             }
             if (const int error = RenameNoReplace(temp, iFinal.GetFullPath()))
@@ -282,6 +296,19 @@ void Sys_AtomicOutput::Commit(const Sys_FileLoc& iFinal)
     }
     const Sys_FileLoc folder = iFinal.GetParentFolder();
     SyncPath(folder.IsEmpty() ? std::string(".") : folder.GetFullPath(), true, iFinal);
+}
+
+void Sys_AtomicOutput::TakeMode(const Sys_FileLoc& iFinal)
+{
+    const Sys_FileLoc temp = Redirect(iFinal);
+    struct stat info
+    {
+    };
+    if (temp.GetFullPath() == iFinal.GetFullPath() ||
+        ::stat(iFinal.GetFullPath().c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+        return;
+    if (::chmod(temp.GetFullPath().c_str(), info.st_mode & 07777) != 0)
+        Fail(errno, iFinal);
 }
 
 bool Sys_AtomicOutput::Discard(const Sys_FileLoc& iFinal)

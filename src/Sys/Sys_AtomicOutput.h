@@ -45,6 +45,9 @@ public:
     // told so) and syncs the folder; the reservation ends. Nothing happens for a location that is
     // not reserved. Failures throw, and the temporary file is gone.
     static void Commit(const Sys_FileLoc& iFinal);
+    // Gives the temporary file of a reserved iFinal the permission bits of the file that
+    // stands at iFinal (the one it is to replace); nothing when there is none.
+    static void TakeMode(const Sys_FileLoc& iFinal);
     // Deletes the temporary file and ends the reservation; false when iFinal is not reserved.
     static bool Discard(const Sys_FileLoc& iFinal);
     // The temporary location of a reserved iFinal, else iLoc itself.
