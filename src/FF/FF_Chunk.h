@@ -39,6 +39,7 @@ public:
     // (true), so that a change of the chunks around it need not move what follows. Other
     // chunks refuse (false).
     virtual bool ResizeFiller(int64_t iTotalSize) { return false; }
+    virtual bool IsFiller() const { return false; }
 
     // Asserts "!mIsCached"; reads the data at mPosition + header size, keeping the file's
     // position, and returns whether the chunk is now cached. Exceptions of ReadImpl go on.

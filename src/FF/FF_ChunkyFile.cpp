@@ -88,8 +88,20 @@ bool FF_ChunkyFileBase::AbsorbMoves(const std::vector<int64_t>& iPlan)
         return false;
     const int64_t delta = iPlan[first] - chunks[first]->GetPosition();
     for (size_t i = first; i-- > 0;)
-        if (chunks[i]->ResizeFiller(iPlan[i + 1] - iPlan[i] - delta))
+    {
+        const int64_t size = iPlan[i + 1] - iPlan[i];
+        if (!chunks[i]->IsFiller() || !chunks[i]->ResizeFiller(size - delta))
+            continue;
+        // Taken only when no chunk but fillers moves.
+        const std::vector<int64_t> plan = PlanLayout();
+        bool onlyFillers = true;
+        for (size_t k = 0; k < chunks.size(); ++k)
+            onlyFillers = onlyFillers && (chunks[k]->IsFiller() || plan[k] == chunks[k]->GetPosition());
+        if (onlyFillers)
             return true;
+        chunks[i]->ResizeFiller(size);
+        return false;
+    }
     return false;
 }
 
@@ -216,6 +228,9 @@ void FF_ChunkyFileBase::FlushChunks()
             if (chunk->NeedsSync(userData))
                 toWrite.push_back(chunk.get());
         }
+        // Fillers first: they lie in room the old layout skips.
+        std::stable_partition(toWrite.begin(), toWrite.end(),
+                              [](const FF_Chunk* iChunkP) { return iChunkP->IsFiller(); });
         if (!toWrite.empty() || mRewriting)
         {
             WriteFileHeader(sum);

@@ -19,7 +19,9 @@
 //     into memory (and is written behind the data at the next flush), the rest is dropped.
 //  6. Before anything moves on disk, a filler chunk in front of the first chunk that would
 //     move takes up the difference (it shrinks for growth, grows for shrinkage), so that the
-//     chunks behind it stay where they are.
+//     chunks behind it stay where they are. Only where nothing but fillers then moves: the
+//     fillers are written first (inside room the old layout skips), so that a failure part
+//     way leaves every chunk header on the walk intact and the samples reachable.
 //  7. Bytes that still have to move are not moved in place when the subclass can rewrite
 //     (BeginRewrite gives the file as it stands and GetFile then answers the new one): every
 //     chunk is written into the new file at its new place, the old file is left as it is,

@@ -1,5 +1,6 @@
 #include "Sys_AtomicOutput.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -13,7 +14,6 @@
 #include <unistd.h>
 #include <vector>
 
-#include "Sys_FilePosix.h"
 #include "Sys_OSErrData.h"
 
 namespace
@@ -28,6 +28,7 @@ struct Reservation
 {
     std::string mTemp;
     bool mReplace = false;
+    bool mExisted = false; // a file stood under the final name at Begin
 };
 
 // Final path -> its reservation, for this process.
@@ -35,6 +36,15 @@ std::map<std::string, Reservation>& Registry()
 {
     static std::map<std::string, Reservation> sRegistry;
     return sRegistry;
+}
+
+std::atomic<Sys_AtomicOutput::FaultHook> sFaultHook{nullptr};
+
+// The injected error of this sync or rename, or 0.
+int32_t TakeFault(bool iRename)
+{
+    const Sys_AtomicOutput::FaultHook hook = sFaultHook.load();
+    return hook ? hook(iRename) : 0;
 }
 
 [[noreturn]] void Fail(int iError, const Sys_FileLoc& iLoc)
@@ -80,7 +90,7 @@ std::string SidecarPath(const std::string& iPath)
 
 void SyncPath(const std::string& iPath, bool iFolder, const Sys_FileLoc& iLoc)
 {
-    if (const int32_t fault = Sys_FilePosix::TakeFault(Sys_FilePosix::eFault_Sync))
+    if (const int32_t fault = TakeFault(false))
         Fail(fault, iLoc);
     const int fd = ::open(iPath.c_str(), (iFolder ? O_RDONLY | O_DIRECTORY : O_RDONLY) | O_CLOEXEC);
     if (fd < 0)
@@ -95,7 +105,7 @@ void SyncPath(const std::string& iPath, bool iFolder, const Sys_FileLoc& iLoc)
 // Renames without replacing: renameat2 where the file system has it, else link and unlink.
 int RenameNoReplace(const std::string& iFrom, const std::string& iTo)
 {
-    if (const int32_t fault = Sys_FilePosix::TakeFault(Sys_FilePosix::eFault_Rename))
+    if (const int32_t fault = TakeFault(true))
         return fault;
     if (::renameat2(AT_FDCWD, iFrom.c_str(), AT_FDCWD, iTo.c_str(), RENAME_NOREPLACE) == 0)
         return 0;
@@ -110,7 +120,7 @@ int RenameNoReplace(const std::string& iFrom, const std::string& iTo)
 // rename(2), with the fault point of renames.
 int Rename(const std::string& iFrom, const std::string& iTo)
 {
-    if (const int32_t fault = Sys_FilePosix::TakeFault(Sys_FilePosix::eFault_Rename))
+    if (const int32_t fault = TakeFault(true))
         return fault;
     return ::rename(iFrom.c_str(), iTo.c_str()) == 0 ? 0 : errno;
 }
@@ -229,7 +239,7 @@ Sys_FileLoc Sys_AtomicOutput::Begin(const Sys_FileLoc& iFinal, bool iReplace)
         ::unlink(temp.GetFullPath().c_str());
         Fail(EEXIST, iFinal);
     }
-    Registry()[iFinal.GetFullPath()] = Reservation{temp.GetFullPath(), iReplace};
+    Registry()[iFinal.GetFullPath()] = Reservation{temp.GetFullPath(), iReplace, exists};
     return temp;
 }
 
@@ -237,6 +247,7 @@ void Sys_AtomicOutput::Commit(const Sys_FileLoc& iFinal)
 {
     std::string temp;
     bool replace = false;
+    bool existed = false;
     {
         std::lock_guard<std::mutex> lock(RegistryMutex());
         const auto found = Registry().find(iFinal.GetFullPath());
@@ -244,6 +255,7 @@ void Sys_AtomicOutput::Commit(const Sys_FileLoc& iFinal)
             return;
         temp = found->second.mTemp;
         replace = found->second.mReplace;
+        existed = found->second.mExisted;
         Registry().erase(found);
     }
     // A sidecar written beside the temporary file goes to the final name's sidecar. For a new
@@ -295,7 +307,27 @@ void Sys_AtomicOutput::Commit(const Sys_FileLoc& iFinal)
         throw;
     }
     const Sys_FileLoc folder = iFinal.GetParentFolder();
-    SyncPath(folder.IsEmpty() ? std::string(".") : folder.GetFullPath(), true, iFinal);
+    try
+    {
+        SyncPath(folder.IsEmpty() ? std::string(".") : folder.GetFullPath(), true, iFinal);
+    }
+    catch (...)
+    {
+        // The new name may not last. A new output goes again, so that a failed commit leaves
+        // none; one that replaced a file stays (the file it replaced is gone), whole.
+        if (!existed)
+        {
+            ::unlink(iFinal.GetFullPath().c_str());
+            if (sidecar)
+                ::unlink(finalSidecar.c_str());
+        }
+        throw;
+    }
+}
+
+void Sys_AtomicOutput::SetFaultHook(FaultHook iHook)
+{
+    sFaultHook = iHook;
 }
 
 void Sys_AtomicOutput::TakeMode(const Sys_FileLoc& iFinal)

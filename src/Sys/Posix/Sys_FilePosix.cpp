@@ -342,6 +342,9 @@ void Sys_FilePosix::SetPlatformDependentMethods()
 void Sys_FilePosix::SetFault(EFault iKind, int32_t iNth, int32_t iError)
 {
     CMN_ASSERT(iKind >= eFault_Read && iKind < eFault_Count);
+    if (iKind == eFault_Sync || iKind == eFault_Rename)
+        Sys_AtomicOutput::SetFaultHook(
+            [](bool iRename) { return TakeFault(iRename ? eFault_Rename : eFault_Sync); });
     sFaults[iKind].mError = iError;
     sFaults[iKind].mCountDown = iNth > 0 ? iNth : 0;
 }

@@ -236,6 +236,7 @@ public:
     int64_t GetCachedSize(FF_AudioFile*) override { return mStoredSize + 8; }
     bool NeedsSyncImpl(FF_AudioFile*) override { return false; }
     bool ResizeFiller(int64_t iTotalSize) override;
+    bool IsFiller() const override { return true; }
 };
 
 // A chunk of a kind this file does not know: kept in place or moved on disk, never read.
