@@ -159,3 +159,29 @@ TEST(MetadataRewrite, EveryFailedOperationLeavesTheOldFileOrTheNewOne)
         }
     }
 }
+
+// A rewrite through a symbolic link replaces the file it names and keeps the link; a file
+// with a second name changes in place, so that both names still show the same file.
+TEST(MetadataRewrite, LinksStayLinks)
+{
+    for (const bool symbolic : {true, false})
+    {
+        SCOPED_TRACE(symbolic ? "symbolic link" : "hard link");
+        Test_TempDir dir;
+        const RewriteCase c = Cases().front();
+        const std::string target = dir.Path() + "/target", name = dir.Path() + "/name";
+        WriteBytes(target, c.mImage);
+        if (symbolic)
+            std::filesystem::create_symlink(target, name);
+        else
+            std::filesystem::create_hard_link(target, name);
+        Annotate(name);
+        EXPECT_EQ(std::filesystem::is_symlink(name), symbolic);
+        EXPECT_EQ(ReadBytes(target), ReadBytes(name));
+        EXPECT_NE(ReadBytes(target), c.mImage);
+        FF_AudioFileRef back = OpenFile(target, Cmn_Store::eOpenFlag_OpenForRead);
+        EXPECT_EQ(back->mDescription.GetOr(""), cDescription);
+        back->Close();
+        EXPECT_EQ(Test_FolderNames(dir.Path()), (std::set<std::string>{"name", "target"}));
+    }
+}

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
 #include <memory>
 #include <stdexcept>
+#include <system_error>
 
 #include "Cmn_Assert.h"
 #include "FF/Audio/FF_AudioFile.h"
@@ -230,7 +232,16 @@ Sys_File* FF_ChunkFilePlugIn::BeginRewrite()
     if (mAudioFile->GetOpenFlag() != Cmn_Store::eOpenFlag_OpenForWrite ||
         mAudioFile->GetEmbeddedOffset() != 0)
         return nullptr;
-    const Sys_FileLoc loc = mFile->GetFileLoc();
+    // A file with other names (hard links) would lose them: it changes in place. A symbolic
+    // link stays, and the file it names is the one rewritten.
+    std::error_code error;
+    const std::string path = mFile->GetFileLoc().GetFullPath();
+    if (std::filesystem::hard_link_count(path, error) != 1 || error)
+        return nullptr;
+    const std::filesystem::path target = std::filesystem::canonical(path, error);
+    if (error)
+        return nullptr;
+    const Sys_FileLoc loc(target.string());
     auto output = std::make_unique<Sys_StAtomicOutput>(loc, true);
     Sys_AtomicOutput::TakeMode(loc);
     // While the name is reserved, the file of that name opens at the temporary location.

@@ -14,8 +14,9 @@
 // there) rewrites the file beside the old one instead: the new file is written under a
 // temporary name in the same folder (Sys_AtomicOutput), synced, and renamed over the old one,
 // whose AppleDouble sidecar stays with the name; then the file is opened again. A failure at
-// any point leaves the old file as it was. A file inside a larger one, and a new file, are
-// changed in place.
+// any point leaves the old file as it was. Through a symbolic link the file it names is
+// rewritten. A file inside a larger one, a file with hard links, and a new file are changed in
+// place.
 #pragma once
 
 #include <cstdint>
