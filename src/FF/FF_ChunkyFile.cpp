@@ -96,7 +96,8 @@ bool FF_ChunkyFileBase::AbsorbMoves(const std::vector<int64_t>& iPlan)
         const std::vector<int64_t> plan = PlanLayout();
         bool onlyFillers = true;
         for (size_t k = 0; k < chunks.size(); ++k)
-            onlyFillers = onlyFillers && (chunks[k]->IsFiller() || plan[k] == chunks[k]->GetPosition());
+            onlyFillers =
+                onlyFillers && (chunks[k]->IsFiller() || plan[k] == chunks[k]->GetPosition());
         if (onlyFillers)
             return true;
         chunks[i]->ResizeFiller(size);

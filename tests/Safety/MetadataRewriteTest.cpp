@@ -151,8 +151,7 @@ TEST(MetadataRewrite, EveryFailedOperationLeavesTheOldFileOrTheNewOne)
             EXPECT_LT(n, 300) << "never went through";
             // Reads open the file and syncs and renames swap it in; a filler changes in place.
             const bool swaps = !c.mInPlace;
-            if (kind == Sys_FilePosix::eFault_Read || kind == Sys_FilePosix::eFault_Write ||
-                swaps)
+            if (kind == Sys_FilePosix::eFault_Read || kind == Sys_FilePosix::eFault_Write || swaps)
             {
                 EXPECT_GT(failures, 0) << c.mName << " " << int(kind);
             }

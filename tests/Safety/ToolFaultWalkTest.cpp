@@ -34,7 +34,9 @@ const std::vector<Job>& Jobs()
         {"convert", "convert '@/src.wav' -o '@/out.aif' --rate 11025 --bits 24", {"out.aif"}, 24},
         {"consolidate", "consolidate '@/src.wav' --range 100:1500 -o '@/part.wav'", {"part.wav"}},
         {"copy", "copy '@/src.wav' '@/copy.wav'", {"copy.wav"}},
-        {"tone", "tone '@/tone.wav' --rate 8000 --bits 16 --channels 1 --seconds 0.2", {"tone.wav"}},
+        {"tone",
+         "tone '@/tone.wav' --rate 8000 --bits 16 --channels 1 --seconds 0.2",
+         {"tone.wav"}},
         {"overview cache", "overview '@/src.wav' --cache '@/cache'", {}, 16, true},
         {"repair", "repair '@/cut.wav' -o '@/fixed.wav'", {"fixed.wav"}},
     };
@@ -61,10 +63,11 @@ bool HasTemporary(const std::map<std::string, Bytes>& iFiles)
     return false;
 }
 
-// N = 1, 2, 3, then a few steps up to iCount, and iCount + 1 (which the run never reaches).
+// N = 1, the middle and the last of iCount, then iCount + 1, which the run never reaches:
+// every tool run costs a process start, so the walk steps rather than counting through.
 std::vector<int64_t> Steps(int64_t iCount)
 {
-    std::set<int64_t> steps{1, 2, 3, iCount / 3, iCount / 2, 2 * iCount / 3, iCount - 1, iCount};
+    const std::set<int64_t> steps{1, (iCount + 1) / 2, iCount};
     std::vector<int64_t> out;
     for (const int64_t n : steps)
         if (n >= 1 && n <= iCount)
@@ -85,8 +88,9 @@ protected:
         mScratch = In("scratch");
         fs::create_directories(mWork);
         fs::create_directories(mScratch);
-        ASSERT_EQ(Test_RunTool("tone '" + mWork + "/src.wav' --rate 8000 --bits 16 --channels 2 "
-                               "--seconds 0.3",
+        ASSERT_EQ(Test_RunTool("tone '" + mWork +
+                                   "/src.wav' --rate 8000 --bits 16 --channels 2 "
+                                   "--seconds 0.3",
                                mScratch)
                       .mStatus,
                   0);
@@ -159,14 +163,15 @@ TEST_F(ToolFaults, EveryFailedOperationLeavesTheSourcesAndNoPartialOutput)
         for (const char* kind : cKinds)
         {
             const int64_t count = counts.count(kind) ? counts.at(kind) : 0;
+            if (count == 0)
+                continue;
             for (const int64_t n : Steps(count))
             {
                 SCOPED_TRACE(std::string(job.mName) + ": " + kind + " " + std::to_string(n) +
                              " of " + std::to_string(count));
                 Reset();
-                const Test_ToolResult r =
-                    Run(job, std::string(kind) + ":" + std::to_string(n) + ":" +
-                                 std::to_string(ENOSPC));
+                const Test_ToolResult r = Run(job, std::string(kind) + ":" + std::to_string(n) +
+                                                       ":" + std::to_string(ENOSPC));
                 const std::map<std::string, Bytes> files = Files(mWork);
                 for (const auto& [name, bytes] : mSources)
                     EXPECT_TRUE(files.count(name) && files.at(name) == bytes) << name;
