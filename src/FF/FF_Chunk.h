@@ -35,6 +35,11 @@ public:
     virtual int32_t GetHeaderSize() const = 0;
     virtual bool NeedsSyncImpl(void* iUserDataP) = 0;
     virtual void SetPositionImpl(void* iUserDataP, int64_t iPosition) {}
+    // A filler chunk holds nothing but room: it takes any total size from its header size up
+    // (true), so that a change of the chunks around it need not move what follows. Other
+    // chunks refuse (false).
+    virtual bool ResizeFiller(int64_t iTotalSize) { return false; }
+    virtual bool IsFiller() const { return false; }
 
     // Asserts "!mIsCached"; reads the data at mPosition + header size, keeping the file's
     // position, and returns whether the chunk is now cached. Exceptions of ReadImpl go on.

@@ -1,11 +1,13 @@
 #include "FF/FF_ChunkyFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <iterator>
 #include <vector>
 
 #include "Sys_File.h"
+#include "Sys_OSErrData.h"
 
 void FF_ChunkyFileBase::ParseChunks()
 {
@@ -34,8 +36,107 @@ void FF_ChunkyFileBase::ParseChunks()
     }
 }
 
+namespace
+{
+// The size a chunk would have at iPosition; the chunk stays where it is.
+int64_t SizeAt(FF_Chunk* iChunkP, void* iUserDataP, Sys_File* iFileP, int64_t iPosition)
+{
+    const int64_t old = iChunkP->GetPosition();
+    iChunkP->SetPosition(iUserDataP, iPosition);
+    const int64_t size = iChunkP->GetSize(iUserDataP, iFileP);
+    iChunkP->SetPosition(iUserDataP, old);
+    return size;
+}
+} // namespace
+
+std::vector<int64_t> FF_ChunkyFileBase::PlanLayout()
+{
+    void* userData = GetUserData();
+    Sys_File* file = GetFile();
+    const int64_t alignment = GetAlignment();
+    std::vector<int64_t> plan;
+    plan.reserve(mChunks.size() + 1);
+    int64_t p = GetFileHeaderSize();
+    for (auto& chunkP : mChunks)
+    {
+        FF_Chunk* chunk = chunkP.get();
+        // A chunk that is to be written from memory must first hold all of its content there:
+        // its size is then that of what will be written, not that of what the file holds. So
+        // must a chunk that moves, where it can.
+        if (!chunk->IsCached() && chunk->CanCache() &&
+            (chunk->NeedsSync(userData) || chunk->GetPosition() != p))
+            chunk->Read(userData, file);
+        plan.push_back(p);
+        p += RoundUp(SizeAt(chunk, userData, file, p), alignment);
+    }
+    plan.push_back(p);
+    return plan;
+}
+
+bool FF_ChunkyFileBase::AbsorbMoves(const std::vector<int64_t>& iPlan)
+{
+    std::vector<FF_Chunk*> chunks;
+    size_t first = mChunks.size();
+    for (auto& chunkP : mChunks)
+    {
+        const size_t i = chunks.size();
+        chunks.push_back(chunkP.get());
+        if (first == mChunks.size() && !chunkP->IsCached() && chunkP->GetPosition() != iPlan[i])
+            first = i;
+    }
+    if (first == mChunks.size())
+        return false;
+    const int64_t delta = iPlan[first] - chunks[first]->GetPosition();
+    for (size_t i = first; i-- > 0;)
+    {
+        const int64_t size = iPlan[i + 1] - iPlan[i];
+        if (!chunks[i]->IsFiller() || !chunks[i]->ResizeFiller(size - delta))
+            continue;
+        // Taken only when no chunk but fillers moves.
+        const std::vector<int64_t> plan = PlanLayout();
+        bool onlyFillers = true;
+        for (size_t k = 0; k < chunks.size(); ++k)
+            onlyFillers =
+                onlyFillers && (chunks[k]->IsFiller() || plan[k] == chunks[k]->GetPosition());
+        if (onlyFillers)
+            return true;
+        chunks[i]->ResizeFiller(size);
+        return false;
+    }
+    return false;
+}
+
+void FF_ChunkyFileBase::CopyBytes(Sys_File* iSourceP, int64_t iFrom, int64_t iTo, int64_t iSize)
+{
+    constexpr int64_t cBlock = 256 * 1024;
+    std::vector<unsigned char> buffer(size_t(std::min(iSize, cBlock)));
+    Sys_File* file = GetFile();
+    for (int64_t done = 0; done < iSize;)
+    {
+        const int64_t count = std::min(iSize - done, cBlock);
+        iSourceP->SetPosition(Sys_File::eOffsetFrom_Start, iFrom + done);
+        if (iSourceP->Read(buffer.data(), count) != count)
+            Sys_ThrowIfOSErr(EIO, iSourceP->GetFileLoc().GetFullPath());
+        file->SetPosition(Sys_File::eOffsetFrom_Start, iTo + done);
+        if (file->Write(buffer.data(), count) != count)
+            Sys_ThrowIfOSErr(EIO, file->GetFileLoc().GetFullPath());
+        done += count;
+    }
+}
+
 int64_t FF_ChunkyFileBase::PositionChunks(EMoveData iMoveData)
 {
+    std::vector<int64_t> plan = PlanLayout();
+    if (iMoveData == eMoveData_Move)
+        for (int32_t round = 0; round < 8 && AbsorbMoves(plan); ++round)
+            plan = PlanLayout();
+
+    void* userData = GetUserData();
+    Sys_File* file = GetFile();
+    const int64_t end = plan.back();
+
+    // What has to move on disk; only what the file holds can move (a size that lies is cut
+    // at the end).
     struct Move
     {
         int64_t mFrom;
@@ -43,80 +144,131 @@ int64_t FF_ChunkyFileBase::PositionChunks(EMoveData iMoveData)
         int64_t mSize;
     };
     std::vector<Move> moves;
-    void* userData = GetUserData();
-    Sys_File* file = GetFile();
-    const int64_t alignment = GetAlignment();
-
-    int64_t p = GetFileHeaderSize();
+    std::vector<int64_t> old;
+    size_t i = 0;
     for (auto& chunkP : mChunks)
     {
         FF_Chunk* chunk = chunkP.get();
-        // A chunk that is to be written from memory must first hold all of its content there:
-        // its size is then that of what will be written, not that of what the file holds.
-        if (!chunk->IsCached() && chunk->CanCache() && chunk->NeedsSync(userData))
-            chunk->Read(userData, file);
-        const int64_t oldPosition = chunk->GetPosition();
-        chunk->SetPosition(userData, p);
-        int64_t size = chunk->GetSize(userData, file);
-        chunk->SetPosition(userData, oldPosition);
-        if (oldPosition != p)
+        const int64_t p = plan[i++];
+        old.push_back(chunk->GetPosition());
+        if (iMoveData == eMoveData_Move && !chunk->IsCached() && chunk->GetPosition() != p)
         {
-            if (!chunk->IsCached() && chunk->CanCache())
-                chunk->Read(userData, file);
-            chunk->SetPosition(userData, p);
-            size = chunk->GetSize(userData, file);
-            if (!chunk->IsCached())
-            {
-                if (iMoveData == eMoveData_Move)
-                {
-                    // Only what the file holds can move: a size that lies is cut at the end.
-                    const int64_t held = std::min(size, file->GetEOF() - oldPosition);
-                    if (held > 0)
-                        moves.push_back({oldPosition, p, held});
-                }
-            }
-            else
-                chunk->SetNeedsSync(true);
+            const int64_t held =
+                std::min(SizeAt(chunk, userData, file, p), file->GetEOF() - chunk->GetPosition());
+            if (held > 0)
+                moves.push_back({chunk->GetPosition(), p, held});
         }
-        p += RoundUp(size, alignment);
     }
 
-    if (p > file->GetEOF())
-        file->SetEOF(p);
+    // Bytes to move: into a new file beside the old one where the subclass can.
+    Sys_File* source = moves.empty() || mRewriting ? nullptr : BeginRewrite();
+    if (source)
+    {
+        mRewriting = true;
+        mOldPositions = old;
+        file = GetFile();
+    }
 
+    i = 0;
+    for (auto& chunkP : mChunks)
+    {
+        FF_Chunk* chunk = chunkP.get();
+        const int64_t p = plan[i];
+        chunk->SetPosition(userData, p);
+        // Every cached chunk of a new file is written at the flush.
+        if (chunk->IsCached() && (old[i] != p || source))
+            chunk->SetNeedsSync(true);
+        ++i;
+    }
+
+    if (end > file->GetEOF())
+        file->SetEOF(end);
+
+    if (source)
+    {
+        i = 0;
+        for (auto& chunkP : mChunks)
+        {
+            FF_Chunk* chunk = chunkP.get();
+            const int64_t from = old[i++];
+            if (chunk->IsCached())
+                continue;
+            const int64_t held =
+                std::min(chunk->GetSize(userData, file), source->GetEOF() - from);
+            if (held > 0)
+                CopyBytes(source, from, chunk->GetPosition(), held);
+        }
+        return end;
+    }
     for (const Move& move : moves)
         if (move.mTo <= move.mFrom)
             file->MoveBlock(move.mFrom, move.mSize, move.mTo - move.mFrom);
     for (auto it = moves.rbegin(); it != moves.rend(); ++it)
         if (it->mTo > it->mFrom)
             file->MoveBlock(it->mFrom, it->mSize, it->mTo - it->mFrom);
-    return p;
+    return end;
 }
 
 void FF_ChunkyFileBase::FlushChunks()
 {
-    const int64_t end = PositionChunks(eMoveData_Move);
-    void* userData = GetUserData();
-    Sys_File* file = GetFile();
-    const int64_t alignment = GetAlignment();
+    bool committing = false;
+    try
+    {
+        const int64_t end = PositionChunks(eMoveData_Move);
+        void* userData = GetUserData();
+        Sys_File* file = GetFile();
+        const int64_t alignment = GetAlignment();
 
-    // Which chunks to write is decided before any is written: chunks share properties, and
-    // the first writer of a property clears its dirty mark.
-    int64_t sum = 0;
-    std::vector<FF_Chunk*> toWrite;
-    for (auto& chunk : mChunks)
-    {
-        sum += RoundUp(chunk->GetSize(userData, file), alignment);
-        if (chunk->NeedsSync(userData))
-            toWrite.push_back(chunk.get());
+        // Which chunks to write is decided before any is written: chunks share properties,
+        // and the first writer of a property clears its dirty mark.
+        int64_t sum = 0;
+        std::vector<FF_Chunk*> toWrite;
+        for (auto& chunk : mChunks)
+        {
+            sum += RoundUp(chunk->GetSize(userData, file), alignment);
+            if (chunk->NeedsSync(userData))
+                toWrite.push_back(chunk.get());
+        }
+        // Fillers first: they lie in room the old layout skips.
+        std::stable_partition(toWrite.begin(), toWrite.end(),
+                              [](const FF_Chunk* iChunkP) { return iChunkP->IsFiller(); });
+        if (!toWrite.empty() || mRewriting)
+        {
+            WriteFileHeader(sum);
+            for (FF_Chunk* chunk : toWrite)
+                chunk->Write(userData, file);
+        }
+        file->SetEOF(end);
+        if (mRewriting)
+        {
+            committing = true;
+            EndRewrite(true);
+            mRewriting = false;
+        }
     }
-    if (!toWrite.empty())
+    catch (...)
     {
-        WriteFileHeader(sum);
-        for (FF_Chunk* chunk : toWrite)
-            chunk->Write(userData, file);
+        if (mRewriting)
+        {
+            // The old file stands: so do the old places.
+            mRewriting = false;
+            size_t i = 0;
+            for (auto& chunk : mChunks)
+                if (i < mOldPositions.size())
+                    chunk->SetPosition(GetUserData(), mOldPositions[i++]);
+            if (!committing)
+            {
+                try
+                {
+                    EndRewrite(false);
+                }
+                catch (...)
+                {
+                }
+            }
+        }
+        throw;
     }
-    file->SetEOF(end);
 }
 
 void FF_ChunkyFileBase::CacheOrDeleteChunksInRange(ChunkList::iterator iFirst,

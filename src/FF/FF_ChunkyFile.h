@@ -17,6 +17,16 @@
 //     needs sync are written, then the file ends where the last chunk ends.
 //  5. CacheOrDeleteChunksInRange clears the way for growing data: what can be cached goes
 //     into memory (and is written behind the data at the next flush), the rest is dropped.
+//  6. Before anything moves on disk, a filler chunk in front of the first chunk that would
+//     move takes up the difference (it shrinks for growth, grows for shrinkage), so that the
+//     chunks behind it stay where they are. Only where nothing but fillers then moves: the
+//     fillers are written first (inside room the old layout skips), so that a failure part
+//     way leaves every chunk header on the walk intact and the samples reachable.
+//  7. Bytes that still have to move are not moved in place when the subclass can rewrite
+//     (BeginRewrite gives the file as it stands and GetFile then answers the new one): every
+//     chunk is written into the new file at its new place, the old file is left as it is,
+//     and EndRewrite swaps the new file in or, on failure, drops it; the chunks then take
+//     their old places again. A failure at any point leaves the old file or the new one.
 //
 // Contract: the file must be open; read operations need only read access, FlushChunks needs
 // write access. Errors of the file go up as exceptions; a chunk whose read fails stays
@@ -26,6 +36,7 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <vector>
 
 #include "FF/FF_Chunk.h"
 
@@ -59,6 +70,14 @@ public:
     // it; null ends the parse. *oDataSizeP gets the size of the data.
     virtual FF_Chunk* ReadNextChunk(int64_t iPosition, int64_t* oDataSizeP) = 0;
     virtual int32_t GetAlignment() const = 0;
+    // The start of a rewrite beside the file: the file as it stands (still open, read from,
+    // never written), or null when this file must be changed in place. From a successful call
+    // until EndRewrite, GetFile answers the new, empty file.
+    virtual Sys_File* BeginRewrite() { return nullptr; }
+    // Ends a rewrite: iCommit swaps the new file in (and GetFile answers it at the old place),
+    // else the new file goes and GetFile answers the old one. Throws when the swap fails;
+    // the file that stands then is the old one or the whole new one.
+    virtual void EndRewrite(bool iCommit) {}
 
     void ParseChunks();
     // Returns where the last chunk ends.
@@ -80,6 +99,19 @@ public:
 
 protected:
     ChunkList mChunks;
+
+private:
+    // The place of every chunk as it would be laid out now, then the end. Chunks that are to
+    // be cached are read on the way.
+    std::vector<int64_t> PlanLayout();
+    // Lets a filler in front of the first chunk to move on disk take up the move; true when
+    // one did.
+    bool AbsorbMoves(const std::vector<int64_t>& iPlan);
+    // Copies iSize bytes at iFrom of iSourceP to iTo of the current file.
+    void CopyBytes(Sys_File* iSourceP, int64_t iFrom, int64_t iTo, int64_t iSize);
+
+    bool mRewriting = false;
+    std::vector<int64_t> mOldPositions; // of the chunks, while rewriting
 };
 
 // A chunk file whose chunks are FF_TypedChunk<K>.

@@ -1,5 +1,6 @@
 #include "Sys_AtomicOutput.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -27,6 +28,7 @@ struct Reservation
 {
     std::string mTemp;
     bool mReplace = false;
+    bool mExisted = false; // a file stood under the final name at Begin
 };
 
 // Final path -> its reservation, for this process.
@@ -34,6 +36,15 @@ std::map<std::string, Reservation>& Registry()
 {
     static std::map<std::string, Reservation> sRegistry;
     return sRegistry;
+}
+
+std::atomic<Sys_AtomicOutput::FaultHook> sFaultHook{nullptr};
+
+// The injected error of this sync or rename, or 0.
+int32_t TakeFault(bool iRename)
+{
+    const Sys_AtomicOutput::FaultHook hook = sFaultHook.load();
+    return hook ? hook(iRename) : 0;
 }
 
 [[noreturn]] void Fail(int iError, const Sys_FileLoc& iLoc)
@@ -79,6 +90,8 @@ std::string SidecarPath(const std::string& iPath)
 
 void SyncPath(const std::string& iPath, bool iFolder, const Sys_FileLoc& iLoc)
 {
+    if (const int32_t fault = TakeFault(false))
+        Fail(fault, iLoc);
     const int fd = ::open(iPath.c_str(), (iFolder ? O_RDONLY | O_DIRECTORY : O_RDONLY) | O_CLOEXEC);
     if (fd < 0)
         Fail(errno, iLoc);
@@ -92,6 +105,8 @@ void SyncPath(const std::string& iPath, bool iFolder, const Sys_FileLoc& iLoc)
 // Renames without replacing: renameat2 where the file system has it, else link and unlink.
 int RenameNoReplace(const std::string& iFrom, const std::string& iTo)
 {
+    if (const int32_t fault = TakeFault(true))
+        return fault;
     if (::renameat2(AT_FDCWD, iFrom.c_str(), AT_FDCWD, iTo.c_str(), RENAME_NOREPLACE) == 0)
         return 0;
     if (errno != EINVAL && errno != ENOSYS && errno != ENOTSUP)
@@ -100,6 +115,14 @@ int RenameNoReplace(const std::string& iFrom, const std::string& iTo)
         return errno;
     ::unlink(iFrom.c_str());
     return 0;
+}
+
+// rename(2), with the fault point of renames.
+int Rename(const std::string& iFrom, const std::string& iTo)
+{
+    if (const int32_t fault = TakeFault(true))
+        return fault;
+    return ::rename(iFrom.c_str(), iTo.c_str()) == 0 ? 0 : errno;
 }
 
 int32_t RemoveStaleLocked(const Sys_FileLoc& iFolder)
@@ -216,7 +239,7 @@ Sys_FileLoc Sys_AtomicOutput::Begin(const Sys_FileLoc& iFinal, bool iReplace)
         ::unlink(temp.GetFullPath().c_str());
         Fail(EEXIST, iFinal);
     }
-    Registry()[iFinal.GetFullPath()] = Reservation{temp.GetFullPath(), iReplace};
+    Registry()[iFinal.GetFullPath()] = Reservation{temp.GetFullPath(), iReplace, exists};
     return temp;
 }
 
@@ -224,6 +247,7 @@ void Sys_AtomicOutput::Commit(const Sys_FileLoc& iFinal)
 {
     std::string temp;
     bool replace = false;
+    bool existed = false;
     {
         std::lock_guard<std::mutex> lock(RegistryMutex());
         const auto found = Registry().find(iFinal.GetFullPath());
@@ -231,6 +255,7 @@ void Sys_AtomicOutput::Commit(const Sys_FileLoc& iFinal)
             return;
         temp = found->second.mTemp;
         replace = found->second.mReplace;
+        existed = found->second.mExisted;
         Registry().erase(found);
     }
     // A sidecar written beside the temporary file goes to the final name's sidecar. For a new
@@ -251,10 +276,11 @@ void Sys_AtomicOutput::Commit(const Sys_FileLoc& iFinal)
             SyncPath(tempSidecar, false, iFinal);
         if (replace)
         {
-            if (::rename(temp.c_str(), iFinal.GetFullPath().c_str()) != 0)
-                Fail(errno, iFinal);
-            if (sidecar && ::rename(tempSidecar.c_str(), finalSidecar.c_str()) != 0)
-                Fail(errno, iFinal);
+            if (const int error = Rename(temp, iFinal.GetFullPath()))
+                Fail(error, iFinal);
+            if (sidecar)
+                if (const int error = Rename(tempSidecar, finalSidecar))
+                    Fail(error, iFinal);
         }
         else
         {
@@ -264,8 +290,8 @@ void Sys_AtomicOutput::Commit(const Sys_FileLoc& iFinal)
                     Fail(EEXIST, iFinal);
                 // A sidecar already there belongs to no file (the final name is free): it
                 // is an orphan, such as one left by a crash between these two renames.
-                if (::rename(tempSidecar.c_str(), finalSidecar.c_str()) != 0)
-                    Fail(errno, Sys_FileLoc(finalSidecar));
+                if (const int error = Rename(tempSidecar, finalSidecar))
+                    Fail(error, Sys_FileLoc(finalSidecar));
                 sidecarRenamed = true;
             }
             if (const int error = RenameNoReplace(temp, iFinal.GetFullPath()))
@@ -281,7 +307,40 @@ void Sys_AtomicOutput::Commit(const Sys_FileLoc& iFinal)
         throw;
     }
     const Sys_FileLoc folder = iFinal.GetParentFolder();
-    SyncPath(folder.IsEmpty() ? std::string(".") : folder.GetFullPath(), true, iFinal);
+    try
+    {
+        SyncPath(folder.IsEmpty() ? std::string(".") : folder.GetFullPath(), true, iFinal);
+    }
+    catch (...)
+    {
+        // The new name may not last. A new output goes again, so that a failed commit leaves
+        // none; one that replaced a file stays (the file it replaced is gone), whole.
+        if (!existed)
+        {
+            ::unlink(iFinal.GetFullPath().c_str());
+            if (sidecar)
+                ::unlink(finalSidecar.c_str());
+        }
+        throw;
+    }
+}
+
+void Sys_AtomicOutput::SetFaultHook(FaultHook iHook)
+{
+    sFaultHook = iHook;
+}
+
+void Sys_AtomicOutput::TakeMode(const Sys_FileLoc& iFinal)
+{
+    const Sys_FileLoc temp = Redirect(iFinal);
+    struct stat info
+    {
+    };
+    if (temp.GetFullPath() == iFinal.GetFullPath() ||
+        ::stat(iFinal.GetFullPath().c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+        return;
+    if (::chmod(temp.GetFullPath().c_str(), info.st_mode & 07777) != 0)
+        Fail(errno, iFinal);
 }
 
 bool Sys_AtomicOutput::Discard(const Sys_FileLoc& iFinal)

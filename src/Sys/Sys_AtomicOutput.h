@@ -43,8 +43,12 @@ public:
     static Sys_FileLoc Begin(const Sys_FileLoc& iFinal, bool iReplace = false);
     // Syncs the temporary file, renames it to iFinal (replacing a file only when Begin was
     // told so) and syncs the folder; the reservation ends. Nothing happens for a location that is
-    // not reserved. Failures throw, and the temporary file is gone.
+    // not reserved. Failures throw, and the temporary file is gone; so is the output when the
+    // folder fails to sync, unless it replaced a file (it then stands, whole).
     static void Commit(const Sys_FileLoc& iFinal);
+    // Gives the temporary file of a reserved iFinal the permission bits of the file that
+    // stands at iFinal (the one it is to replace); nothing when there is none.
+    static void TakeMode(const Sys_FileLoc& iFinal);
     // Deletes the temporary file and ends the reservation; false when iFinal is not reserved.
     static bool Discard(const Sys_FileLoc& iFinal);
     // The temporary location of a reserved iFinal, else iLoc itself.
@@ -53,6 +57,10 @@ public:
     static bool IsReserved(const Sys_FileLoc& iFinal);
     // Deletes the temporary files in iFolder whose process is gone; returns how many.
     static int32_t RemoveStaleTempFiles(const Sys_FileLoc& iFolder);
+    // Fault injection for tests: the hook is asked before every sync (iRename false) and
+    // rename (true) of an output; a result other than 0 fails it with that error.
+    using FaultHook = int32_t (*)(bool iRename);
+    static void SetFaultHook(FaultHook iHook);
     // Splits a temporary name into process id and final name; false for any other name.
     static bool ParseTempName(const std::string& iName, int32_t* oPid, std::string* oFinalName);
 };

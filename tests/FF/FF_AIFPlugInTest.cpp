@@ -130,9 +130,9 @@ TEST(FF_AIFPlugIn, RoundTripOverDepthsChannelsAndForms)
                 ASSERT_GT(image.size(), 12u);
                 EXPECT_EQ(std::string(image.begin() + 8, image.begin() + 12), aifc ? "AIFC" : "AIFF");
                 const std::vector<std::string> ids = ChunkIDs(image, true);
-                EXPECT_EQ(ids, (std::vector<std::string>{"COMM", "minf", "elm1", "SSND", "regn",
-                                                         "ANNO", "ovwf", "umid", "INST", "MARK",
-                                                         "rkti"}));
+                EXPECT_EQ(ids, (std::vector<std::string>{"COMM", "minf", "FLLR", "elm1", "SSND",
+                                                         "regn", "ANNO", "ovwf", "umid", "INST",
+                                                         "MARK", "rkti"}));
                 EXPECT_EQ(image.size() % 2, 0u);
 
                 FF_AudioFileRef back = OpenFile(path, Cmn_Store::eOpenFlag_OpenForRead);

@@ -59,7 +59,7 @@ TEST(FF_WAVEPlugIn, NewFileHasItsChunksInOrderAndEveryPropertyReadsBack)
         EXPECT_EQ(offset % (align4K ? 4096 : 512), 0) << offset;
         const Bytes image = ReadBytes(path);
         EXPECT_EQ(ChunkIDs(image),
-                  (std::vector<std::string>{"bext", "fmt ", "minf", "elm1", "data", "regn", "ovwf",
+                  (std::vector<std::string>{"bext", "fmt ", "minf", "JUNK", "elm1", "data", "regn", "ovwf",
                                             "umid", "smpl", "rkti"}));
         EXPECT_EQ(FindData(image).first, size_t(offset));
         EXPECT_EQ(image.size() % 2, 0u);

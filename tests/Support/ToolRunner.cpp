@@ -10,11 +10,12 @@ const char* Test_ToolPath()
     return std::getenv("MIRAFILE_TOOL");
 }
 
-Test_ToolResult Test_RunTool(const std::string& iArgs, const std::string& iScratchDir)
+Test_ToolResult Test_RunTool(const std::string& iArgs, const std::string& iScratchDir,
+                             const std::string& iEnv)
 {
     Test_ToolResult result;
     const std::string outPath = iScratchDir + "/tool.out", errPath = iScratchDir + "/tool.err";
-    const std::string cmd = std::string("'") + Test_ToolPath() + "' " + iArgs + " >'" + outPath +
+    const std::string cmd = iEnv + (iEnv.empty() ? "" : " ") + "'" + Test_ToolPath() + "' " + iArgs + " >'" + outPath +
                             "' 2>'" + errPath + "' </dev/null";
     const int raw = std::system(cmd.c_str());
     result.mStatus = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;

@@ -21,8 +21,10 @@ struct Test_ToolResult
 
 const char* Test_ToolPath();
 
-// iArgs is pasted into a shell command line: quote arguments as the shell wants them.
-Test_ToolResult Test_RunTool(const std::string& iArgs, const std::string& iScratchDir);
+// iArgs is pasted into a shell command line: quote arguments as the shell wants them. iEnv,
+// assignments such as "A='x' B=y", is set for the tool only.
+Test_ToolResult Test_RunTool(const std::string& iArgs, const std::string& iScratchDir,
+                             const std::string& iEnv = "");
 
 // A fixture for tests of the built tool: skipped when MIRAFILE_TOOL is not set, with a scratch
 // folder and the paths in it.

@@ -34,10 +34,10 @@ struct Fault
     std::atomic<int32_t> mCountDown{0};
     std::atomic<int32_t> mError{0};
 };
-Fault sFaults[3];
+Fault sFaults[Sys_FilePosix::eFault_Count];
+} // namespace
 
-// The injected error for this transfer, or 0.
-int32_t TakeFault(Sys_FilePosix::EFault iKind)
+int32_t Sys_FilePosix::TakeFault(EFault iKind)
 {
     Fault& fault = sFaults[iKind];
     int32_t count = fault.mCountDown.load();
@@ -47,6 +47,13 @@ int32_t TakeFault(Sys_FilePosix::EFault iKind)
             return count == 1 ? fault.mError.load() : 0;
     }
     return 0;
+}
+
+namespace
+{
+int32_t TakeFault(Sys_FilePosix::EFault iKind)
+{
+    return Sys_FilePosix::TakeFault(iKind);
 }
 
 // ---- whole transfers -------------------------------------------------------------------------
@@ -334,7 +341,10 @@ void Sys_FilePosix::SetPlatformDependentMethods()
 
 void Sys_FilePosix::SetFault(EFault iKind, int32_t iNth, int32_t iError)
 {
-    CMN_ASSERT(iKind >= eFault_Read && iKind <= eFault_Grow);
+    CMN_ASSERT(iKind >= eFault_Read && iKind < eFault_Count);
+    if (iKind == eFault_Sync || iKind == eFault_Rename)
+        Sys_AtomicOutput::SetFaultHook(
+            [](bool iRename) { return TakeFault(iRename ? eFault_Rename : eFault_Sync); });
     sFaults[iKind].mError = iError;
     sFaults[iKind].mCountDown = iNth > 0 ? iNth : 0;
 }
@@ -492,10 +502,11 @@ void Sys_FilePosix::SetEOF(int64_t iEOF)
     const int64_t end = GetEOF();
     if (iEOF == end)
         return;
+    // A change of length either way counts as a growth for fault injection.
+    if (const int32_t fault = TakeFault(eFault_Grow))
+        ThrowError(fault);
     if (iEOF > end)
     {
-        if (const int32_t fault = TakeFault(eFault_Grow))
-            ThrowError(fault);
         if (mFileSystemType != Sys_Volume::eFileSystemType_FAT)
         {
             int result;

@@ -60,16 +60,22 @@ public:
     static Sys_FileImpl* Create(const Sys_FileLoc& iLoc);
     static void SetPlatformDependentMethods();
 
-    // Fault injection for tests: the iNth transfer of that kind from now (counted over all
-    // files, each pread, pwrite or growth the system is asked for) fails with iError. iNth 0
-    // switches the fault off.
+    // Fault injection for tests: the iNth operation of that kind from now (counted over all
+    // files, each pread, pwrite, growth, sync or rename the system is asked for) fails with
+    // iError. iNth 0 switches the fault off. Syncs and renames are those of outputs that are
+    // swapped in whole (Sys_AtomicOutput).
     enum EFault
     {
         eFault_Read = 0,
         eFault_Write = 1,
-        eFault_Grow = 2
+        eFault_Grow = 2,
+        eFault_Sync = 3,
+        eFault_Rename = 4,
+        eFault_Count = 5
     };
     static void SetFault(EFault iKind, int32_t iNth, int32_t iError);
+    // Counts one operation of that kind: the injected error when it is the chosen one, else 0.
+    static int32_t TakeFault(EFault iKind);
 
 private:
     struct Shared;

@@ -47,6 +47,9 @@ FF_AudioFilePlugIn* FF_AIFPlugIn::CreateNew(FF_AudioFile* iAudioFileP)
         iAudioFileP, new Sys_File(iAudioFileP->GetFileLoc()), form);
     plugIn->AddNewChunk(new AIFCommChunk(AIFCommChunk::cFieldsSize, form), true);
     plugIn->AddNewChunk(new UAFMinfChunk(16, eByteOrder_Big), true);
+    plugIn->AddNewChunk(
+        new UAFFillerChunk(FF_AudioChunkID("FLLR"), UAFFillerChunk::cNewFileReserve, eByteOrder_Big),
+        true);
     plugIn->AddNewChunk(new UAFElmoChunk(eByteOrder_Big), true);
     plugIn->AddNewChunk(new AIFSsndChunk(8), false);
     plugIn->AddNewChunk(new UAFRegnChunk(4, eByteOrder_Big), true);

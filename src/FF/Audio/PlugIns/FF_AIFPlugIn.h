@@ -2,8 +2,9 @@
 //
 // A file is "FORM", a 32-bit big-endian form size, "AIFF" or "AIFC", then chunks aligned to
 // 2 bytes. Known chunks: "COMM", "SSND", "umid", "regn", "INST", "MARK", "minf", "ovwf",
-// "rkti", "ANNO"; everything else (also our own "elm1" filler) is kept as it stands while
-// the samples do not grow, and dropped when it would stand in the way of growing samples.
+// "rkti", "ANNO", and the fillers "FLLR", "JUNK", "elm1" (which take up the change in size of
+// the chunks in front of the samples); everything else is kept as it stands while the samples
+// do not grow, and dropped when it would stand in the way of growing samples.
 // Samples are big-endian two's complement at every depth (8 bits too). AIFC is taken with
 // the compression types "NONE", "in24" and "in32" only; any other ("sowt", "fl32", ...)
 // refuses the file, so that the next plug-in gets it.
@@ -12,8 +13,8 @@
 // markers of "MARK" that bound them; the two may come in either order.
 //
 // A new file (CreateNew) takes the form of the front's type (AIFC for eAudioFileType_AIFC,
-// else AIFF) and is laid out as "COMM", "minf", "elm1", "SSND", "regn", "ANNO", "ovwf";
-// "elm1" pads so that the "SSND" header ends on a multiple of 512 bytes (4096 with
+// else AIFF) and is laid out as "COMM", "minf", "FLLR", "elm1", "SSND", "regn", "ANNO",
+// "ovwf"; "FLLR" is room for the growth of the chunks in front, "elm1" pads so that the "SSND" header ends on a multiple of 512 bytes (4096 with
 // FF_AudioFile::mAlignFor4K, the volume's sector with mAlignForVolume): the first sample then
 // lies 8 bytes past that multiple, behind the offset and block size fields.
 #pragma once

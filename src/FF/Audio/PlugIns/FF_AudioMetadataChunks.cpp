@@ -21,6 +21,8 @@ constexpr uint32_t cOvwf = FF_AudioChunkID("ovwf");
 constexpr uint32_t cRkti = FF_AudioChunkID("rkti");
 constexpr uint32_t cAnno = FF_AudioChunkID("ANNO");
 constexpr uint32_t cElm1 = FF_AudioChunkID("elm1");
+constexpr uint32_t cJunk = FF_AudioChunkID("JUNK");
+constexpr uint32_t cFllr = FF_AudioChunkID("FLLR");
 
 // A umid as its memory image: the four words in this host's order, whatever the file's.
 Sys_Umid GetUmid(const unsigned char* iP)
@@ -203,6 +205,10 @@ FF_AudioChunk* FF_AudioChunk::CreateMetadataChunk(uint32_t iID, int64_t iStoredS
         return new UAFDRktAssetInfoChunk(iStoredSize, iOrder);
     case cAnno:
         return new UAFAnnoChunk(iStoredSize, iOrder);
+    case cElm1:
+    case cJunk:
+    case cFllr:
+        return new UAFFillerChunk(iID, iStoredSize, iOrder);
     default:
         return nullptr;
     }
@@ -230,6 +236,34 @@ int64_t UAFElmoChunk::GetCachedSize(FF_AudioFile* iAudioFileP)
 {
     const int64_t a = GetAlignment(iAudioFileP);
     return a - ((mPosition + 16) % a) + 8;
+}
+
+// ---- fillers ----------------------------------------------------------------------------
+
+UAFFillerChunk::UAFFillerChunk(uint32_t iID, int64_t iStoredSize, EByteOrder iOrder)
+    : FF_AudioChunk(iID, iStoredSize, iOrder)
+{
+    mIsCached = true;
+}
+
+void UAFFillerChunk::WriteImpl(FF_AudioFile*, Sys_File* iFileP)
+{
+    static const unsigned char cZeros[4096] = {};
+    for (int64_t left = mStoredSize; left > 0;)
+    {
+        const int64_t count = std::min<int64_t>(left, int64_t(sizeof cZeros));
+        FF_WriteExact(iFileP, cZeros, count);
+        left -= count;
+    }
+}
+
+bool UAFFillerChunk::ResizeFiller(int64_t iTotalSize)
+{
+    if (iTotalSize < 8 || iTotalSize - 8 > int64_t(UINT32_MAX))
+        return false;
+    mStoredSize = iTotalSize - 8;
+    mNeedsSync = true;
+    return true;
 }
 
 // ---- "umid" ------------------------------------------------------------------------------

@@ -1,6 +1,6 @@
 // The library's own metadata chunks, shared by the chunk formats: identity "umid", regions
 // "regn", modification info "minf", overview "ovwf", asset info "rkti", annotation "ANNO",
-// the alignment filler "elm1", and the chunk of unknown kind.
+// the alignment filler "elm1", the fillers ("JUNK", "FLLR"), and the chunk of unknown kind.
 //
 // One implementation serves both byte orders: WAVE uses them little-endian, AIFF big-endian.
 // Every chunk carries the byte order of its file (EByteOrder), which applies to its header's
@@ -219,6 +219,24 @@ public:
     bool NeedsSyncImpl(FF_AudioFile*) override { return true; }
     // 512, 4096 with mAlignFor4K, the volume's sector with mAlignForVolume.
     static int64_t GetAlignment(FF_AudioFile* iAudioFileP);
+};
+
+// Room and nothing else: "JUNK" (WAVE), "FLLR" (AIFF), and "elm1" of a file read back. Its
+// content is known without reading (it is written as zeros), so it counts as cached from the
+// start; the chunk engine resizes it so that a chunk in front of the samples can grow or
+// shrink without moving them.
+class UAFFillerChunk : public FF_AudioChunk
+{
+public:
+    // The room that new files reserve for the growth of the chunks in front of the samples.
+    static constexpr int64_t cNewFileReserve = 1016;
+    UAFFillerChunk(uint32_t iID, int64_t iStoredSize, EByteOrder iOrder);
+    bool ReadImpl(FF_AudioFile*, Sys_File*) override { return true; }
+    void WriteImpl(FF_AudioFile*, Sys_File* iFileP) override;
+    int64_t GetCachedSize(FF_AudioFile*) override { return mStoredSize + 8; }
+    bool NeedsSyncImpl(FF_AudioFile*) override { return false; }
+    bool ResizeFiller(int64_t iTotalSize) override;
+    bool IsFiller() const override { return true; }
 };
 
 // A chunk of a kind this file does not know: kept in place or moved on disk, never read.

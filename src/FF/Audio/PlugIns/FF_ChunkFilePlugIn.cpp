@@ -2,14 +2,18 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
+#include <memory>
 #include <stdexcept>
+#include <system_error>
 
 #include "Cmn_Assert.h"
 #include "FF/Audio/FF_AudioFile.h"
 #include "FF/Audio/PlugIns/FF_AudioMetadataChunks.h"
 #include "FF/FF_EmbeddedFile.h"
 #include "L10N_Utils.h"
+#include "Sys_AtomicOutput.h"
 #include "Sys_File.h"
 
 namespace
@@ -28,6 +32,8 @@ FF_ChunkFilePlugIn::FF_ChunkFilePlugIn(FF_AudioFile* iAudioFileP, Sys_File* iFil
       mFormType(iFormType), mSamplesID(iSamplesID)
 {
 }
+
+FF_ChunkFilePlugIn::~FF_ChunkFilePlugIn() = default;
 
 // ---- opening -----------------------------------------------------------------------------
 
@@ -112,8 +118,9 @@ void FF_ChunkFilePlugIn::WriteFileHeader(int64_t iChunksSize)
     FF_PutNumber<uint32_t>(header, mFormTag, eByteOrder_Little);
     FF_PutNumber<uint32_t>(header + 4, uint32_t(iChunksSize + 4), mByteOrder);
     FF_PutNumber<uint32_t>(header + 8, mFormType, eByteOrder_Little);
-    mFile->SetPosition(Sys_File::eOffsetFrom_Start, 0);
-    if (mFile->Write(header, 12) != 12)
+    Sys_File* file = GetFile();
+    file->SetPosition(Sys_File::eOffsetFrom_Start, 0);
+    if (file->Write(header, 12) != 12)
         throw std::runtime_error(L10N_Utils::GetText(7, 12));
 }
 
@@ -218,6 +225,63 @@ void FF_ChunkFilePlugIn::HandleWriteExtend()
     auto samples = FindChunkIterator(mSamplesID);
     CMN_ASSERT_TEXT(samples != mChunks.end(), "chunk");
     CacheOrDeleteChunksInRange(std::next(samples), mChunks.end());
+}
+
+Sys_File* FF_ChunkFilePlugIn::BeginRewrite()
+{
+    if (mAudioFile->GetOpenFlag() != Cmn_Store::eOpenFlag_OpenForWrite ||
+        mAudioFile->GetEmbeddedOffset() != 0)
+        return nullptr;
+    // A file with other names (hard links) would lose them: it changes in place. A symbolic
+    // link stays, and the file it names is the one rewritten.
+    std::error_code error;
+    const std::string path = mFile->GetFileLoc().GetFullPath();
+    if (std::filesystem::hard_link_count(path, error) != 1 || error)
+        return nullptr;
+    const std::filesystem::path target = std::filesystem::canonical(path, error);
+    if (error)
+        return nullptr;
+    const Sys_FileLoc loc(target.string());
+    auto output = std::make_unique<Sys_StAtomicOutput>(loc, true);
+    Sys_AtomicOutput::TakeMode(loc);
+    // While the name is reserved, the file of that name opens at the temporary location.
+    auto file = std::make_unique<Sys_File>(loc);
+    file->Open(cOpenCreate);
+    mRewriteOutput = std::move(output);
+    mRewriteFile = std::move(file);
+    return mFile.get();
+}
+
+void FF_ChunkFilePlugIn::EndRewrite(bool iCommit)
+{
+    const std::unique_ptr<Sys_StAtomicOutput> output = std::move(mRewriteOutput);
+    const std::unique_ptr<Sys_File> file = std::move(mRewriteFile);
+    if (!iCommit)
+    {
+        // The guard deletes the temporary file.
+        try
+        {
+            file->Close();
+        }
+        catch (...)
+        {
+        }
+        return;
+    }
+    file->Close();
+    try
+    {
+        output->Commit();
+    }
+    catch (...)
+    {
+        // Whichever file stands under the name now is whole; it is the one to keep open.
+        mFile->Close();
+        mFile->Open(cOpenForWrite);
+        throw;
+    }
+    mFile->Close();
+    mFile->Open(cOpenForWrite);
 }
 
 void FF_ChunkFilePlugIn::Flush()

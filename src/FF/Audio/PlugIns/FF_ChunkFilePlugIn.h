@@ -9,15 +9,25 @@
 //
 // The samples chunk stands last but for metadata: when the samples grow, what follows it is
 // cached or dropped (HandleWriteExtend).
+//
+// A flush that would move chunks on disk (a chunk in front of the samples outgrew the filler
+// there) rewrites the file beside the old one instead: the new file is written under a
+// temporary name in the same folder (Sys_AtomicOutput), synced, and renamed over the old one,
+// whose AppleDouble sidecar stays with the name; then the file is opened again. A failure at
+// any point leaves the old file as it was. Through a symbolic link the file it names is
+// rewritten. A file inside a larger one, a file with hard links, and a new file are changed in
+// place.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "FF/Audio/FF_AudioTypes.h"
 #include "FF/Audio/FF_BasicAudioPlugIn.h"
 #include "FF/FF_ChunkyFile.h"
 
 class FF_AudioChunk;
+class Sys_StAtomicOutput;
 
 class FF_ChunkFilePlugIn : public FF_BasicAudioPlugIn, public FF_ChunkyFile<uint32_t>
 {
@@ -26,6 +36,7 @@ public:
     // chunk that holds the samples. Numbers of the headers are in iByteOrder.
     FF_ChunkFilePlugIn(FF_AudioFile* iAudioFileP, Sys_File* iFileP, EByteOrder iByteOrder,
                        uint32_t iFormTag, uint32_t iFormType, uint32_t iSamplesID);
+    ~FF_ChunkFilePlugIn() override;
 
     // ---- the plug-in ---------------------------------------------------------------------
     void Flush() override;
@@ -40,7 +51,9 @@ public:
     void WriteFileHeader(int64_t iChunksSize) override;
     // False (and the form type unchanged) unless the tag and a form type of IsFormType match.
     bool ReadFileHeader(int64_t* oFormSizeP) override;
-    Sys_File* GetFile() override { return mFile.get(); }
+    Sys_File* GetFile() override { return mRewriteFile ? mRewriteFile.get() : mFile.get(); }
+    Sys_File* BeginRewrite() override;
+    void EndRewrite(bool iCommit) override;
     void* GetUserData() override { return mAudioFile; }
     FF_Chunk* ReadNextChunk(int64_t iPosition, int64_t* oDataSizeP) override;
     int32_t GetAlignment() const override { return 2; }
@@ -74,6 +87,10 @@ protected:
     bool ReadMetadata(FF_AudioProperty::EID iID, bool* oDoneP) const;
     // Makes sure the chunk of such a property is there; false for any other property.
     bool WriteMetadata(FF_AudioProperty::EID iID);
+
+    // While a flush rewrites the file: the reservation of its name and the new file.
+    std::unique_ptr<Sys_StAtomicOutput> mRewriteOutput;
+    std::unique_ptr<Sys_File> mRewriteFile;
 
     const EByteOrder mByteOrder;
     const uint32_t mFormTag;

@@ -44,6 +44,9 @@ FF_AudioFilePlugIn* FF_WAVEPlugIn::CreateNew(FF_AudioFile* iAudioFileP)
     plugIn->AddNewChunk(WAVEChunk::CreateKnownChunk(cBext, WAVEEBUChunk::cDataSize), true);
     plugIn->AddNewChunk(WAVEChunk::CreateKnownChunk(cFmt, 16), true);
     plugIn->AddNewChunk(WAVEChunk::CreateKnownChunk(cMinf, 16), true);
+    plugIn->AddNewChunk(new UAFFillerChunk(FF_AudioChunkID("JUNK"), UAFFillerChunk::cNewFileReserve,
+                                           eByteOrder_Little),
+                        true);
     plugIn->AddNewChunk(new UAFElmoChunk(eByteOrder_Little), true);
     plugIn->AddNewChunk(WAVEChunk::CreateKnownChunk(cData, 0), false);
     plugIn->AddNewChunk(WAVEChunk::CreateKnownChunk(cRegn, 4), true);

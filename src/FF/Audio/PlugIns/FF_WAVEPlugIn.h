@@ -5,11 +5,14 @@
 // everything else is kept as it stands while the data does not grow, and dropped when it
 // would stand in the way of growing data. Properties are read from the chunks on first need;
 // Flush lays the chunks out again and writes only what changed, so a metadata edit never
-// rewrites the samples (they move on disk only when a chunk before them changes size).
+// rewrites the samples. When a chunk before them changes size, a filler ("JUNK", "elm1") in
+// front takes up the change; failing that the file is rewritten beside the old one and swapped
+// in (FF_ChunkFilePlugIn), the samples are never moved in place.
 //
-// A new file (CreateNew) is laid out as "bext", "fmt ", "minf", "elm1", "data", "regn",
-// "ovwf"; "elm1" pads so that the first sample falls on a multiple of 512 bytes (4096 with
-// FF_AudioFile::mAlignFor4K, the volume's sector with mAlignForVolume).
+// A new file (CreateNew) is laid out as "bext", "fmt ", "minf", "JUNK", "elm1", "data",
+// "regn", "ovwf"; "JUNK" is room for the growth of the chunks in front, "elm1" pads so that
+// the first sample falls on a multiple of 512 bytes (4096 with FF_AudioFile::mAlignFor4K, the
+// volume's sector with mAlignForVolume).
 #pragma once
 
 #include <cstdint>
