@@ -1,4 +1,5 @@
 #include "BDM/BDM_Globals.h"
+#include "BDM/BDM_Volume.h"
 
 #include <cstdio>
 
@@ -133,7 +134,7 @@ FF_AudioOverviewCache& BDM_Globals::OverviewCache(const Sys_FileLoc& iLoc)
     if (!cache)
     {
         const Sys_FileLoc base = mOverviewCacheFolder.IsEmpty()
-                                     ? Sys_FileLoc(Sys_Paths::GetDataFolder() + "/volumes")
+                                     ? BDM_Volume::GetVolumesFolder()
                                      : mOverviewCacheFolder;
         char name[16];
         std::snprintf(name, sizeof name, "%08x", volumeID);
