@@ -76,7 +76,8 @@ BDM_Bin& BDM_Volume::GetFileSystemBin()
 
 void BDM_Volume::OpenImpl(EOpenFlag iFlag)
 {
-    CMN_ASSERT((HasDatabase()) || iFlag == eOpenFlag_OpenCreate);
+    CMN_ASSERT_TEXT(HasDatabase() || iFlag == eOpenFlag_OpenCreate,
+                    "mURL && Sys_File( mURL ).IsOnline() || iOpenFlag == eOpenFlag_OpenCreate");
     if (!mNeoBin)
     {
         if (!sDatabaseFactory)
@@ -87,7 +88,9 @@ void BDM_Volume::OpenImpl(EOpenFlag iFlag)
         CMN_ASSERT(mNeoBin);
     }
     mNeoBin->Open(iFlag);
-    CMN_ASSERT(mNeoBin->GetAsset(mNeoBin->GetRoot())->GetType() == BDM_eAssetType_VolumeRoot);
+    const BDM_AssetHandle root = mNeoBin->GetAsset(mNeoBin->GetRoot());
+    CMN_ASSERT_TEXT(root && root->GetType() == BDM_eAssetType_VolumeRoot,
+                    "mNeoBin->GetAsset( mNeoBin->GetRoot() )->GetType() == BDM_eAssetType_VolumeRoot");
 }
 
 void BDM_Volume::CloseImpl()

@@ -7,6 +7,7 @@
 
 #include "BDM/BDM_AttributeTag.h"
 #include "BDM/BDM_Globals.h"
+#include "BDM/BDM_Settings.h"
 #include "Cmn_Assert.h"
 #include "Cmn_Exception.h"
 #include "L10N_ExceptionData.h"
@@ -20,7 +21,8 @@ namespace
 {
 const BDM_WorkspaceKey& AsWorkspaceKey(const BDM_KeyHandle& iKey)
 {
-    CMN_ASSERT(iKey->GetType() == BDM_Key::eType_Workspace);
+    CMN_ASSERT_TEXT(iKey->GetType() == BDM_Key::eType_Workspace,
+                    "iKey->GetType() == BDM_Key::eType_Workspace");
     return static_cast<const BDM_WorkspaceKey&>(*iKey);
 }
 
@@ -242,7 +244,7 @@ void BDM_Workspace::RemoveCatalog(const BDM_KeyHandle& iKey)
 
 BDM_KeyHandle BDM_Workspace::NewCatalog(const std::string& iName)
 {
-    CMN_ASSERT(!iName.empty());
+    CMN_ASSERT_TEXT(!iName.empty(), "!name.empty()");
     const Sys_FileLoc folder = GetCatalogsFolder();
     const BDM_URL url(Sys_FileLoc(folder, iName));
     for (const auto& entry : mCatalogs)
@@ -272,7 +274,7 @@ BDM_Bin* BDM_Workspace::GetCatalog(const BDM_KeyHandle& iKey) const
 
 BDM_FileBasedBin* BDM_Workspace::GetFileBasedBin(const BDM_URL& iURL) const
 {
-    CMN_ASSERT(Sys_FileUtils::Exists(iURL));
+    CMN_ASSERT_TEXT(Sys_FileUtils::Exists(iURL), "Sys_File( iURL ).IsOnline()");
     for (const auto& entry : mVolumes)
         if (entry.mVolume->GetURL() == iURL)
             return entry.mVolume.Get();
@@ -370,11 +372,95 @@ BDM_WorkspaceAsset::~BDM_WorkspaceAsset()
         attributeP->RemoveObserver(*this);
 }
 
+namespace
+{
+// Free space of a volume, asked at every read.
+class BDM_WorkspaceVolumeFreeSpaceAttribute : public BDM_TypedAttribute<int64_t>
+{
+public:
+    explicit BDM_WorkspaceVolumeFreeSpaceAttribute(const Sys_Volume& iVolume)
+        : BDM_TypedAttribute<int64_t>(BDM_AttributeTags::Instance()->cVolumeFreeSpace),
+          mVolume(iVolume)
+    {
+    }
+    bool IsSet() const override { return mVolume.IsMounted(); }
+    using BDM_TypedAttribute<int64_t>::GetValue;
+    bool GetValue(int64_t* oValueP) const override
+    {
+        Sys_VolumeAttr attr;
+        if (!mVolume.GetAttr(&attr))
+            return false;
+        *oValueP = attr.GetFreeSpace();
+        return true;
+    }
+    void Set(const int64_t&) override {} // read-only
+
+private:
+    Sys_Volume mVolume;
+};
+
+// A volume's designation for one medium, kept in the settings.
+class DesignationAttribute : public BDM_TypedAttribute<BDM_EVolumeDesignation>
+{
+public:
+    DesignationAttribute(const BDM_TypedAttributeTag<BDM_EVolumeDesignation>& iTag,
+                         const Sys_Volume& iVolume, bool iAudio)
+        : BDM_TypedAttribute<BDM_EVolumeDesignation>(iTag), mVolume(iVolume), mAudio(iAudio)
+    {
+    }
+    bool IsSet() const override { return true; }
+    using BDM_TypedAttribute<BDM_EVolumeDesignation>::GetValue;
+    bool GetValue(BDM_EVolumeDesignation* oValueP) const override
+    {
+        BDM_Settings& settings = BDM_Globals::Instance()->Settings();
+        *oValueP = mAudio ? settings.GetAudioVolumeDesignation(mVolume)
+                          : settings.GetVideoVolumeDesignation(mVolume);
+        return true;
+    }
+    void Set(const BDM_EVolumeDesignation& iValue) override
+    {
+        BDM_Settings& settings = BDM_Globals::Instance()->Settings();
+        const bool taken = mAudio ? settings.SetAudioVolumeDesignation(mVolume, iValue)
+                                  : settings.SetVideoVolumeDesignation(mVolume, iValue);
+        if (taken)
+            NotifyChanged();
+    }
+
+private:
+    Sys_Volume mVolume;
+    bool mAudio;
+};
+} // namespace
+
+BDM_Attribute* BDM_WorkspaceAsset::Fetch(const BDM_AttributeTag& iTag)
+{
+    const BDM_AttributeTags& t = *BDM_AttributeTags::Instance();
+    BDM_Volume* volumeP = static_cast<BDM_Workspace*>(GetBin())->GetVolume(mKey);
+    if (!volumeP)
+        return nullptr;
+    const Sys_Volume& volume = volumeP->GetVolume();
+    if (iTag == t.cVolumeCapacity)
+    {
+        Sys_VolumeAttr attr;
+        return volume.GetAttr(&attr) ? new BDM_TypedCachedAttribute<int64_t>(t.cVolumeCapacity,
+                                                                              attr.GetSize())
+                                     : nullptr;
+    }
+    if (iTag == t.cVolumeFreeSpace)
+        return new BDM_WorkspaceVolumeFreeSpaceAttribute(volume);
+    if (iTag == t.cAudioDesignation)
+        return new DesignationAttribute(t.cAudioDesignation, volume, true);
+    if (iTag == t.cVideoDesignation)
+        return new DesignationAttribute(t.cVideoDesignation, volume, false);
+    return nullptr;
+}
+
 BDM_Attribute* BDM_WorkspaceAsset::GetAttribute(const BDM_AttributeTag& iTag)
 {
     const BDM_AttributeTags& t = *BDM_AttributeTags::Instance();
     if (iTag == t.cAssetStatus || iTag == t.cContainerFlagA || iTag == t.cContainerFlagB ||
-        iTag == t.cAlias)
+        iTag == t.cAlias || iTag == t.cVolumeCapacity || iTag == t.cVolumeFreeSpace ||
+        iTag == t.cAudioDesignation || iTag == t.cVideoDesignation)
         return BDM_Asset::GetAttribute(iTag);
     BDM_Attribute* attributeP = mInner->GetAttribute(iTag);
     if (attributeP && mObserved.insert(attributeP).second)

@@ -131,8 +131,11 @@ private:
 };
 
 // An entry of the workspace: a thin wrapper over the asset of the inner key in its bin.
-// cAssetStatus and the container flags are its own; every other attribute is the inner
-// asset's, observed by this one.
+// cAssetStatus, the container flags and cAlias are its own; so are, on a volume's entry,
+// cVolumeCapacity, cVolumeFreeSpace (read from the volume at every ask, never stored) and
+// cAudioDesignation and cVideoDesignation (the volume's designations in BDM_Settings; a
+// value that the settings' validator refuses is not taken). Every other attribute is the
+// inner asset's, observed by this one.
 class BDM_WorkspaceAsset : public BDM_Asset
 {
 public:
@@ -158,7 +161,7 @@ public:
     }
 
 protected:
-    BDM_Attribute* Fetch(const BDM_AttributeTag&) override { return nullptr; }
+    BDM_Attribute* Fetch(const BDM_AttributeTag& iTag) override;
 
 private:
     BDM_KeyHandle mKey;

@@ -8,6 +8,7 @@
 
 #include "BDM/BDM_AttributeTag.h"
 #include "BDM/BDM_Globals.h"
+#include "BDM/BDM_Settings.h"
 #include "BDM/BDM_Volume.h"
 #include "BDM/BDM_Workspace.h"
 #include "BDMTestSupport.h"
@@ -143,6 +144,66 @@ TEST_F(VolumeFixture, RefreshVolumesFollowsTheMountTable)
         EXPECT_EQ(last->GetParent().Get(), workspace.GetAsset(workspace.GetRoot()).Get());
         before = now;
     }
+}
+
+TEST_F(VolumeFixture, VolumeEntriesAnswerSpaceAndDesignations)
+{
+    const BDM_AttributeTags& t = BDMTest_Tags();
+    Mount({{cDiskA, "diskA"}, {cDiskB, "diskB"}});
+    BDM_Cache cache;
+    BDM_BinHandle hold;
+    BDM_Workspace& workspace = Hold(&hold, new BDM_Workspace(&cache));
+    workspace.RefreshVolumes();
+    BDM_AssetHandle a = workspace.GetAsset(workspace.GetVolumePtrAsKey(Sys_Volume(cDiskA, "")));
+    BDM_AssetHandle b = workspace.GetAsset(workspace.GetVolumePtrAsKey(Sys_Volume(cDiskB, "")));
+    ASSERT_TRUE(a && b);
+    int64_t capacity = 0, free = 0;
+    ASSERT_TRUE(a->GetAttributeValue(t.cVolumeCapacity, &capacity));
+    ASSERT_TRUE(a->GetAttributeValue(t.cVolumeFreeSpace, &free));
+    EXPECT_GT(capacity, 0);
+    EXPECT_LE(free, capacity);
+    // only the entries of volumes have them
+    EXPECT_EQ(workspace.GetAsset(workspace.GetRoot())->GetAttribute(t.cVolumeCapacity), nullptr);
+
+    struct Refuse : BDM_VolumeValidator
+    {
+        bool IsValid(const Sys_Volume&, BDM_EVolumeDesignation iValue) override
+        {
+            return iValue != BDM_eVolumeDesignation_Transfer;
+        }
+    } refuse;
+    BDM_Settings& settings = BDM_Globals::Instance()->Settings();
+    settings.SetVolumeValidator(&refuse);
+    struct Step
+    {
+        const BDM_TypedAttributeTag<BDM_EVolumeDesignation>* mTagP;
+        BDM_EVolumeDesignation mSet;
+        BDM_EVolumeDesignation mAudioA, mVideoA, mAudioB;
+    };
+    const Step steps[] = {
+        {&t.cAudioDesignation, BDM_eVolumeDesignation_Record, BDM_eVolumeDesignation_Record,
+         BDM_eVolumeDesignation_None, BDM_eVolumeDesignation_None},
+        {&t.cVideoDesignation, BDM_eVolumeDesignation_Playback, BDM_eVolumeDesignation_Record,
+         BDM_eVolumeDesignation_Playback, BDM_eVolumeDesignation_None},
+        {&t.cAudioDesignation, BDM_eVolumeDesignation_Transfer, BDM_eVolumeDesignation_Record,
+         BDM_eVolumeDesignation_Playback, BDM_eVolumeDesignation_None}, // refused
+    };
+    for (const Step& step : steps)
+    {
+        static_cast<BDM_TypedAttribute<BDM_EVolumeDesignation>*>(a->GetAttribute(*step.mTagP))
+            ->Set(step.mSet);
+        BDM_EVolumeDesignation value{};
+        ASSERT_TRUE(a->GetAttributeValue(t.cAudioDesignation, &value));
+        EXPECT_EQ(value, step.mAudioA);
+        EXPECT_EQ(settings.GetAudioVolumeDesignation(Sys_Volume(cDiskA, "")), step.mAudioA);
+        ASSERT_TRUE(a->GetAttributeValue(t.cVideoDesignation, &value));
+        EXPECT_EQ(value, step.mVideoA);
+        ASSERT_TRUE(b->GetAttributeValue(t.cAudioDesignation, &value));
+        EXPECT_EQ(value, step.mAudioB);
+    }
+    settings.SetVolumeValidator(nullptr);
+    settings.SetAudioVolumeDesignation(Sys_Volume(cDiskA, ""), BDM_eVolumeDesignation_None);
+    settings.SetVideoVolumeDesignation(Sys_Volume(cDiskA, ""), BDM_eVolumeDesignation_None);
 }
 
 TEST_F(VolumeFixture, DatabaseStaysWithTheIdentifierWhenTheMountPointChanges)
