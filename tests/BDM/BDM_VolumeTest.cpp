@@ -229,6 +229,21 @@ TEST_F(VolumeFixture, DatabaseStaysWithTheIdentifierWhenTheMountPointChanges)
     EXPECT_THROW(BDM_Volume(&cache, Sys_Volume()), Cmn_AssertException);
 }
 
+TEST_F(VolumeFixture, OverviewCacheLiesBesideTheDatabaseAndReplacesTheOldOne)
+{
+    Mount({{cDiskA, "diskA"}});
+    BDM_Globals& globals = *BDM_Globals::Instance();
+    globals.SetOverviewCacheFolder(Sys_FileLoc());
+    const std::string folder = BDM_Volume::GetDatabaseFolder(cDiskA).GetFullPath();
+    fs::create_directories(folder);
+    std::ofstream(folder + "/cache") << "old";
+    globals.OverviewCache(Sys_FileLoc(Path("diskA/take.wav")));
+    globals.FlushOverviewCaches();
+    EXPECT_FALSE(fs::exists(folder + "/cache"));
+    EXPECT_TRUE(fs::exists(folder + "/WaveCache"));
+    globals.SetOverviewCacheFolder(Sys_FileLoc(Path("elsewhere")));
+}
+
 // ---- the database seam ---------------------------------------------------------------------
 
 BDM_EAssetType sRootType = BDM_eAssetType_VolumeRoot;
