@@ -1,4 +1,5 @@
 #include "BDM/BDM_Globals.h"
+#include "BDM/BDM_Volume.h"
 
 #include <cstdio>
 
@@ -133,12 +134,16 @@ FF_AudioOverviewCache& BDM_Globals::OverviewCache(const Sys_FileLoc& iLoc)
     if (!cache)
     {
         const Sys_FileLoc base = mOverviewCacheFolder.IsEmpty()
-                                     ? Sys_FileLoc(Sys_Paths::GetDataFolder() + "/volumes")
+                                     ? BDM_Volume::GetVolumesFolder()
                                      : mOverviewCacheFolder;
         char name[16];
         std::snprintf(name, sizeof name, "%08x", volumeID);
         const Sys_FileLoc folder(base, name);
         Sys_FileUtils::CreateFolder(folder);
+        // an overview cache of an older kind, which the new one replaces
+        const Sys_FileLoc old(folder, "cache");
+        if (Sys_FileUtils::Exists(old))
+            Sys_FileUtils::DeleteFile(old);
         auto made = std::make_unique<FF_AudioOverviewCache>(
             Sys_FileLoc(folder, FF_AudioOverviewCache::cCacheFileName));
         made->Open(Cmn_Store::eOpenFlag_OpenForWrite);

@@ -52,7 +52,8 @@ public:
 
     // The overview cache of the volume that holds iLoc, open for writing. The caches live in
     // the folder given to SetOverviewCacheFolder, one sub-folder per volume identifier
-    // (default: "volumes" in the library's data folder).
+    // (default: the folder of the volume's database, BDM_Volume::GetDatabaseFolder). An old
+    // cache file named "cache" there is deleted when the cache is first made.
     FF_AudioOverviewCache& OverviewCache(const Sys_FileLoc& iLoc);
     void SetOverviewCacheFolder(const Sys_FileLoc& iFolder);
     void FlushOverviewCaches();

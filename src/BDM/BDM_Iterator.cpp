@@ -67,6 +67,15 @@ bool BDM_Iterator::Load()
         mStage = 3;
         return false;
     case 3:
+        if (!mLastPassTaken && !mPostponed.empty())
+        {
+            mLastPassTaken = true;
+            UpdateUnitsToComplete(-GetProgress().mUnitsToComplete);
+            UpdateUnitsCompleted(-GetProgress().mUnitsCompleted);
+            for (const BDM_LazyObjectHandle& op : mPostponed)
+                AddCounted(op);
+            return false;
+        }
         if (BDM_LazyObjectHandle post = GetPostProcess())
             AddDependency(post.Get());
         mStage = 4;
@@ -86,17 +95,29 @@ void BDM_Iterator::HandleChild(const BDM_KeyHandle& iKey)
         return;
     if (isIterator)
     {
+        static_cast<BDM_Iterator&>(*op).mPassOwnerP = PassOwner();
         mIterators.push_back(op);
         return;
     }
+    AddCounted(op);
+    mOperators.push_back(op);
+}
+
+void BDM_Iterator::AddCounted(const BDM_LazyObjectHandle& iOperator)
+{
     // A leaf that counts no units of its own is one unit of the walk.
-    const bool counted = op->GetProgressUnitsType() == BDM_TaskProgress::eUnitsType_Undefined;
+    const bool counted =
+        iOperator->GetProgressUnitsType() == BDM_TaskProgress::eUnitsType_Undefined;
     if (counted)
         UpdateUnitsToComplete(1);
-    AddDependency(op.Get());
-    if (counted && op->IsLoaded())
+    AddDependency(iOperator.Get());
+    if (counted && iOperator->IsLoaded())
         UpdateUnitsCompleted(1);
-    mOperators.push_back(op);
+}
+
+void BDM_Iterator::PostponeToLastPass(const BDM_LazyObjectHandle& iOperator)
+{
+    PassOwner()->mPostponed.push_back(iOperator);
 }
 
 // ---- BDM_RecursiveWorker -----------------------------------------------------------------
@@ -115,6 +136,11 @@ BDM_LazyObjectHandle BDM_RecursiveWorker::CreateOperator(const BDM_KeyHandle& iK
     const bool isRoot = iKey.Get() == GetLocalRoot().Get() ||
                         (iKey->GetType() == GetLocalRoot()->GetType() &&
                          !iKey->IsLessThan(*GetLocalRoot()) && !GetLocalRoot()->IsLessThan(*iKey));
+    if (!isRoot && !iKey->IsFolder() && mFactory->IsForLastPass(GetBin(), iKey))
+    {
+        PostponeToLastPass(mFactory->CreateWork(GetBin(), iKey));
+        return BDM_LazyObjectHandle();
+    }
     if (isRoot || !iKey->IsFolder())
         return mFactory->CreateWork(GetBin(), iKey);
     BDM_RecursiveWorker* workerP = new BDM_RecursiveWorker(GetBin(), iKey, mFactory);

@@ -10,11 +10,14 @@
 //            iterator's load context: a leaf operator is a dependency at once and adds one
 //            unit to do; an iterator (a sub-folder) is kept for stage 2.
 //   stage 2: the sub-iterators become dependencies.
-//   stage 3: the postprocess (GetPostProcess), if any, becomes a dependency.
+//   stage 3: the last pass: the operators postponed to it (PostponeToLastPass), here and in
+//            every sub-iterator, become dependencies, with the progress counted afresh;
+//            then the postprocess (GetPostProcess), if any, becomes a dependency.
 //   stage 4: done.
 // With the multi-pass flag, each entry below stage 3 first calls PrepareForPass, which
 // clears the progress and adds the kept operators again, so that a pass runs over all of
-// them; only the outermost worker is multi-pass.
+// them; only the outermost worker is multi-pass. Operators postponed by a sub-iterator go to
+// the outermost iterator of the walk, so that they run after everything else in it.
 //
 // BDM_RecursiveWorker asks a WorkFactory for the work on the root and on each file; a
 // sub-folder gets a worker of its own with the same factory.
@@ -46,12 +49,22 @@ public:
     BDM_Bin& GetBin() const { return *mBin; }
     const BDM_KeyHandle& GetLocalRoot() const { return mLocalRoot; }
 
+    // The operators waiting for the last pass of this walk.
+    size_t GetNumPostponed() const { return PassOwner()->mPostponed.size(); }
+
 protected:
     bool Load() override;
+    // Keeps iOperator aside until the last pass of the walk (see the design note).
+    void PostponeToLastPass(const BDM_LazyObjectHandle& iOperator);
 
 private:
     class ChildClient;
     void HandleChild(const BDM_KeyHandle& iKey);
+    BDM_Iterator* PassOwner() const
+    {
+        return mPassOwnerP ? mPassOwnerP : const_cast<BDM_Iterator*>(this);
+    }
+    void AddCounted(const BDM_LazyObjectHandle& iOperator);
 
     BDM_BinHandle mBin;
     BDM_KeyHandle mLocalRoot;
@@ -59,6 +72,9 @@ private:
     BDM_LazyObjectHandle mLocalRootOperator;
     std::list<BDM_LazyObjectHandle> mOperators; // the leaves
     std::list<BDM_LazyObjectHandle> mIterators; // the sub-folders
+    std::list<BDM_LazyObjectHandle> mPostponed; // for the last pass (on the outermost only)
+    BDM_Iterator* mPassOwnerP = nullptr;         // the outermost iterator; null: this one
+    bool mLastPassTaken = false;
     bool mMultiPass = false;
     int32_t mStage = 0;
 };
@@ -73,6 +89,8 @@ public:
         virtual int32_t GetType() const = 0;
         // The work on one item; a BDM_DoNothingObject when there is nothing to do.
         virtual BDM_LazyObjectHandle CreateWork(BDM_Bin& iBin, const BDM_KeyHandle& iKey) = 0;
+        // Whether the work on a file (never the root) waits for the last pass of the walk.
+        virtual bool IsForLastPass(BDM_Bin&, const BDM_KeyHandle&) const { return false; }
         virtual std::string GetDescription() const = 0;
     };
 

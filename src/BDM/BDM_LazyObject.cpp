@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "BDM/BDM_TaskManager.h"
 #include "Cmn_Assert.h"
 
 namespace
@@ -225,12 +226,31 @@ void BDM_LazyObject::UpdateProgressStack(bool iClear)
     }
 }
 
+void BDM_LazyObject::AddTaskGroup(BDM_TaskGroup* iGroupP)
+{
+    if (std::find(mTaskGroups.begin(), mTaskGroups.end(), iGroupP) == mTaskGroups.end())
+        mTaskGroups.push_back(iGroupP);
+}
+
+void BDM_LazyObject::RemoveTaskGroup(BDM_TaskGroup* iGroupP)
+{
+    mTaskGroups.remove(iGroupP);
+}
+
 void BDM_LazyObject::CancelLoadingPrivate(bool iAlsoGroups)
 {
+    // A group may hold the last other reference to this object.
+    BDM_LazyObjectHandle hold(GetRefCount() > 0 ? this : nullptr);
     // Leaves first: the dependencies, then this object.
     const std::list<BDM_LazyObjectHandle> dependencies = mDependencies;
     for (const BDM_LazyObjectHandle& dependency : dependencies)
         dependency->CancelLoadingPrivate(iAlsoGroups);
+    if (iAlsoGroups)
+    {
+        const std::list<BDM_TaskGroup*> groups = mTaskGroups;
+        for (BDM_TaskGroup* groupP : groups)
+            groupP->RemoveTask(this);
+    }
     if (Sys_Task::TaskHandle task = GetLoadTask())
         task->Abort();
     DeleteTaskEntry(mTaskManagerKey);

@@ -34,6 +34,7 @@
 #include "Sys_ThreadSafeRefCountObject.h"
 
 class BDM_LazyObject;
+class BDM_TaskGroup;
 using BDM_LazyObjectHandle = Cmn_PolymorphicHandle<BDM_LazyObject, Sys_ThreadSafeRefCountObject>;
 
 // Where task entries live (the task manager installs itself).
@@ -90,6 +91,11 @@ public:
     void AddDependency(BDM_LazyObject* iObjectP);
     void RemoveDependency(BDM_LazyObject* iObjectP);
     const std::list<BDM_LazyObjectHandle>& GetDependencies() const { return mDependencies; }
+    // The groups this object is a member of (kept by BDM_TaskGroup::AddTask and RemoveTask);
+    // empty again when the object is destroyed, since a group holds its members.
+    void AddTaskGroup(BDM_TaskGroup* iGroupP);
+    void RemoveTaskGroup(BDM_TaskGroup* iGroupP);
+    const std::list<BDM_TaskGroup*>& GetTaskGroups() const { return mTaskGroups; }
     // Cancels this object and everything it waits for, leaves first.
     void CancelLoading() { CancelLoadingPrivate(true); }
     void PauseLoading();
@@ -135,6 +141,7 @@ private:
     int32_t mPriority = ePriority_Background;
     int32_t mForegroundClientCount = 0;
     std::list<BDM_LazyObjectHandle> mDependencies;
+    std::list<BDM_TaskGroup*> mTaskGroups;
     BDM_TaskProgress mProgress;
     BDM_TaskProgress::EUnitsType mProgressUnitsType = BDM_TaskProgress::eUnitsType_Undefined;
     BDM_LazyObject* mCurrentProgressParentP = nullptr;

@@ -208,6 +208,8 @@ void BDM_TaskManager::ManageTask(BDM_LazyObject* iObjectP, const std::string& iN
     else
         iObjectP->SetTaskManagerKey(key);
     iObjectP->AddObserver(*this);
+    if (BDM_TaskGroup* contextP = BDM_TaskGroup::GetCurrentContext(); contextP && contextP != iObjectP)
+        contextP->AddTask(iObjectP);
 }
 
 void BDM_TaskManager::StopManagingTask(BDM_LazyObject* iObjectP)
@@ -303,9 +305,91 @@ void BDM_TaskManager::DeleteAssetImpl(const BDM_KeyHandle& iKey)
 
 // ---- BDM_TaskGroup -----------------------------------------------------------------------
 
+namespace
+{
+BDM_TaskGroup::TaskGroupContext* sCurrentContextP = nullptr;
+// Left to the end of the process: its release must not run among the statics' destructors.
+BDM_TaskGroup::ContextHandle& MetaContext()
+{
+    static auto* sMetaP = new BDM_TaskGroup::ContextHandle;
+    return *sMetaP;
+}
+} // namespace
+
+BDM_TaskGroup::~BDM_TaskGroup()
+{
+    for (const BDM_LazyObjectHandle& member : mMembers)
+        member->RemoveTaskGroup(this);
+}
+
+void BDM_TaskGroup::AddTask(BDM_LazyObject* iObjectP)
+{
+    CMN_ASSERT(iObjectP && iObjectP != this);
+    if (HasTask(iObjectP))
+        return;
+    mMembers.emplace_back(iObjectP);
+    iObjectP->AddTaskGroup(this);
+}
+
 void BDM_TaskGroup::RemoveTask(BDM_LazyObject* iObjectP)
 {
+    // The member may live only through this group: it goes after the list is updated.
+    BDM_LazyObjectHandle hold(iObjectP->GetRefCount() > 0 ? iObjectP : nullptr);
+    iObjectP->RemoveTaskGroup(this);
+    RemoveDependency(iObjectP);
     mMembers.remove_if([&](const BDM_LazyObjectHandle& h) { return h.Get() == iObjectP; });
+}
+
+bool BDM_TaskGroup::HasTask(const BDM_LazyObject* iObjectP) const
+{
+    return std::any_of(mMembers.begin(), mMembers.end(),
+                       [&](const BDM_LazyObjectHandle& h) { return h.Get() == iObjectP; });
+}
+
+BDM_TaskGroup::TaskGroupContext* BDM_TaskGroup::GetCurrentContext()
+{
+    return sCurrentContextP;
+}
+
+BDM_TaskGroup::ContextHandle BDM_TaskGroup::CreateMetaContext()
+{
+    MetaContext() = ContextHandle(new TaskGroupContext);
+    return MetaContext();
+}
+
+void BDM_TaskGroup::ReleaseMetaContext()
+{
+    MetaContext().Reset();
+}
+
+BDM_TaskGroup::TaskGroupContext* BDM_TaskGroup::GetMetaContext()
+{
+    return MetaContext().Get();
+}
+
+BDM_TaskGroup::StOpenNewContext::StOpenNewContext()
+    : mContext(new TaskGroupContext), mPreviousP(sCurrentContextP)
+{
+    if (mPreviousP)
+        mPreviousP->AddTask(mContext.Get());
+    sCurrentContextP = mContext.Get();
+}
+
+BDM_TaskGroup::StOpenNewContext::~StOpenNewContext()
+{
+    sCurrentContextP = mPreviousP;
+}
+
+BDM_TaskGroup::StUseMetaContext::StUseMetaContext()
+    : mContext(MetaContext()), mPreviousP(sCurrentContextP)
+{
+    if (mContext)
+        sCurrentContextP = mContext.Get();
+}
+
+BDM_TaskGroup::StUseMetaContext::~StUseMetaContext()
+{
+    sCurrentContextP = mPreviousP;
 }
 
 bool BDM_TaskGroup::Load()

@@ -95,17 +95,72 @@ private:
 };
 
 // A set of tasks seen as one: loads when every member has.
+//
+// Contexts: while a StOpenNewContext lives, every task given to BDM_TaskManager::ManageTask
+// joins the group of its context (a TaskGroupContext), and a context opened inside another
+// joins the outer one, so that the outermost group loads when all the work begun in its
+// scope has. StUseMetaContext makes the process-wide meta context (CreateMetaContext) the
+// current one for a scope. A group holds its members; a member knows its groups
+// (BDM_LazyObject::GetTaskGroups) until it leaves them: by RemoveTask, by a cancel that takes
+// it out of its groups, or when the group goes.
 class BDM_TaskGroup : public BDM_LazyObject
 {
 public:
-    void AddTask(BDM_LazyObject* iObjectP) { mMembers.emplace_back(iObjectP); }
+    class TaskGroupContext;
+    using ContextHandle = Cmn_PolymorphicHandle<TaskGroupContext, Sys_ThreadSafeRefCountObject>;
+
+    ~BDM_TaskGroup() override;
+    // Once per object; the group then waits for it.
+    void AddTask(BDM_LazyObject* iObjectP);
+    // The group no longer waits for the object.
     void RemoveTask(BDM_LazyObject* iObjectP);
+    bool HasTask(const BDM_LazyObject* iObjectP) const;
     bool ShowInTaskManager() const override { return true; }
     size_t GetNumTasks() const { return mMembers.size(); }
+
+    // The context that new tasks join now, or null.
+    static TaskGroupContext* GetCurrentContext();
+    // A new meta context, which replaces the one before (null releases it).
+    static ContextHandle CreateMetaContext();
+    static void ReleaseMetaContext();
+    static TaskGroupContext* GetMetaContext();
+
+    // Opens a new context for its lifetime; the context before comes back after it.
+    class StOpenNewContext
+    {
+    public:
+        StOpenNewContext();
+        ~StOpenNewContext();
+        StOpenNewContext(const StOpenNewContext&) = delete;
+        StOpenNewContext& operator=(const StOpenNewContext&) = delete;
+        const ContextHandle& GetContext() const { return mContext; }
+
+    private:
+        ContextHandle mContext;
+        TaskGroupContext* mPreviousP;
+    };
+    // Makes the meta context (if there is one) the current context for its lifetime.
+    class StUseMetaContext
+    {
+    public:
+        StUseMetaContext();
+        ~StUseMetaContext();
+        StUseMetaContext(const StUseMetaContext&) = delete;
+        StUseMetaContext& operator=(const StUseMetaContext&) = delete;
+
+    private:
+        ContextHandle mContext;
+        TaskGroupContext* mPreviousP;
+    };
 
 protected:
     bool Load() override;
 
 private:
     std::list<BDM_LazyObjectHandle> mMembers;
+};
+
+// A group that collects the tasks begun while it is the current context.
+class BDM_TaskGroup::TaskGroupContext : public BDM_TaskGroup
+{
 };

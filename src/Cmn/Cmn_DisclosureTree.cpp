@@ -1,6 +1,7 @@
 #include "Cmn_DisclosureTree.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "Cmn_Assert.h"
@@ -51,10 +52,17 @@ bool Cmn_DisclosureTreeNode::IsVisible() const
 Cmn_DisclosureTreeNode*
 Cmn_DisclosureTreeNode::AddChild(std::unique_ptr<Cmn_DisclosureTreeNode> iChild)
 {
+    return InsertChild(mChildren.size(), std::move(iChild));
+}
+
+Cmn_DisclosureTreeNode* Cmn_DisclosureTreeNode::InsertChild(size_t iIndex,
+                                                            std::unique_ptr<Cmn_DisclosureTreeNode> iChild)
+{
     CMN_ASSERT(iChild && !iChild->mParentP && !iChild->mTreeP);
+    CMN_ASSERT(iIndex <= mChildren.size());
     Cmn_DisclosureTreeNode* childP = iChild.get();
     childP->mParentP = this;
-    mChildren.push_back(std::move(iChild));
+    mChildren.insert(mChildren.begin() + std::ptrdiff_t(iIndex), std::move(iChild));
     Notify(Cmn_DisclosureTreeMessage::eChange_ChildAdded, childP);
     return childP;
 }

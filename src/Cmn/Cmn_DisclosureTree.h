@@ -63,6 +63,8 @@ public:
 
     // Adopts a parentless node as the last child (asserts); returns it.
     Cmn_DisclosureTreeNode* AddChild(std::unique_ptr<Cmn_DisclosureTreeNode> iChild);
+    // Adopts a parentless node as the child at iIndex (asserts "iIndex <= mChildren.size()").
+    Cmn_DisclosureTreeNode* InsertChild(size_t iIndex, std::unique_ptr<Cmn_DisclosureTreeNode> iChild);
     // Detaches a child of this node and hands it back; asserts that it is one.
     std::unique_ptr<Cmn_DisclosureTreeNode> RemoveChild(Cmn_DisclosureTreeNode* iChildP);
 

@@ -75,7 +75,9 @@ protected:
             return new BDM_StringAttribute(t.cFileName, item.mName);
         if (iTag == t.cAssetType)
             return new BDM_TypedCachedAttribute<BDM_EAssetType>(
-                t.cAssetType, item.mFolder ? BDM_eAssetType_Folder : BDM_eAssetType_Audio);
+                t.cAssetType, mID == 0          ? mBinP->mRootType
+                              : item.mFolder ? BDM_eAssetType_Folder
+                                             : BDM_eAssetType_Audio);
         if (iTag == t.cFileTotalSize && !item.mFolder)
             return new BDM_TypedCachedAttribute<int64_t>(t.cFileTotalSize, item.mSize);
         return nullptr;

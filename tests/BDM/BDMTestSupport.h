@@ -51,6 +51,9 @@ public:
     explicit BDMTest_Bin(BDM_Cache* iCacheP);
 
     std::map<int32_t, Item> mItems;
+    BDM_EAssetType mRootType = BDM_eAssetType_Folder; // what the root answers for cAssetType
+    int32_t mCommits = 0;
+    void Commit() override { ++mCommits; }
     int32_t mGenerated = 0;
     int32_t mFetches = 0;
 

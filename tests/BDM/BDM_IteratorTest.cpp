@@ -2,6 +2,8 @@
 // end, cancel of the whole walk.
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "BDM/BDM_Iterator.h"
 #include "BDMTestSupport.h"
 #include "Support/TestSupport.h"
@@ -30,7 +32,12 @@ public:
         };
         return BDM_LazyObjectHandle(workP);
     }
+    bool IsForLastPass(BDM_Bin&, const BDM_KeyHandle& iKey) const override
+    {
+        return mLast.count(static_cast<const BDMTest_Key&>(*iKey).mID) != 0;
+    }
     std::vector<int32_t>* mLogP;
+    std::set<int32_t> mLast; // files whose work waits for the last pass
     int32_t mMade = 0;
     int32_t mSkip = -1;
     int32_t mSteps = 0;
@@ -107,4 +114,43 @@ TEST(BDM_RecursiveWorker, CancelStopsTheWholeWalk)
     EXPECT_FALSE(worker->IsLoaded());
     EXPECT_TRUE(log.empty());
     EXPECT_TRUE(BDMTest_Queue().IsEmpty());
+}
+
+TEST(BDM_RecursiveWorker, TheLastPassRunsThePostponedWorkAfterAllElse)
+{
+    struct Case
+    {
+        std::set<int32_t> mLast;
+        std::vector<int32_t> mTail; // the end of the log, in the order of discovery
+    };
+    const Case cases[] = {
+        {{}, {}},
+        {{2}, {2}},           // a file of the root's sub-folder
+        {{5, 6}, {6, 5}},     // one at the top, one two folders down (found later)
+        {{2, 3, 5}, {2, 3, 5}},
+    };
+    for (const Case& c : cases)
+    {
+        Tree tree;
+        std::vector<int32_t> log;
+        auto factory = std::make_shared<LoggingFactory>(&log);
+        factory->mLast = c.mLast;
+        factory->mSteps = 1;
+        auto* workerP = new BDM_RecursiveWorker(*tree.mBin, tree.mBin->GetRoot(), factory);
+        BDM_LazyObjectHandle worker(workerP);
+        worker->QueueObjectLoader("walk");
+        BDMTest_Drain();
+        ASSERT_TRUE(worker->IsLoaded());
+        EXPECT_EQ(workerP->GetNumPostponed(), c.mLast.size());
+        std::vector<int32_t> sorted = log;
+        std::sort(sorted.begin(), sorted.end());
+        EXPECT_EQ(sorted, (std::vector<int32_t>{0, 1, 2, 3, 4, 5, 6})); // each item once
+        const std::vector<int32_t> tail(log.end() - std::ptrdiff_t(c.mTail.size()), log.end());
+        EXPECT_EQ(tail, c.mTail);
+        // the last pass counts its own units afresh
+        if (!c.mLast.empty())
+        {
+            EXPECT_EQ(worker->GetProgress().mUnitsToComplete, int64_t(c.mLast.size()));
+        }
+    }
 }

@@ -145,3 +145,98 @@ TEST(BDM_CalculateAudioOverview, ComputesInSlicesStoresInTheCacheAndTellsTheAttr
     EXPECT_FALSE(other->GetAttributeValue(t.cAudioOverview, &cached));
     globals.SetOverviewCacheFolder(Sys_FileLoc());
 }
+
+TEST(BDM_TaskGroup, ContextsCollectTheTasksBegunInTheirScope)
+{
+    BDMTest_Drain();
+    std::vector<std::string> log;
+    BDMTest_WorkHandle a(new BDMTest_Work("a", &log, 2)), inner(new BDMTest_Work("inner", &log)),
+        b(new BDMTest_Work("b", &log)), outside(new BDMTest_Work("outside", &log)),
+        meta(new BDMTest_Work("meta", &log));
+    BDM_TaskGroup::ContextHandle outer, nested;
+    {
+        BDM_TaskGroup::StUseMetaContext none; // no meta context yet: no context
+        EXPECT_EQ(BDM_TaskGroup::GetCurrentContext(), nullptr);
+    }
+    {
+        BDM_TaskGroup::StOpenNewContext scope;
+        outer = scope.GetContext();
+        Manager().ManageTask(a.Get(), "a");
+        {
+            BDM_TaskGroup::StOpenNewContext inside;
+            nested = inside.GetContext();
+            EXPECT_EQ(BDM_TaskGroup::GetCurrentContext(), nested.Get());
+            Manager().ManageTask(inner.Get(), "inner");
+        }
+        EXPECT_EQ(BDM_TaskGroup::GetCurrentContext(), outer.Get());
+        Manager().ManageTask(b.Get(), "b");
+        Manager().ManageTask(outer.Get(), "outer"); // never a member of itself
+    }
+    EXPECT_EQ(BDM_TaskGroup::GetCurrentContext(), nullptr);
+    Manager().ManageTask(outside.Get(), "outside");
+    const BDM_TaskGroup::ContextHandle metaContext = BDM_TaskGroup::CreateMetaContext();
+    {
+        BDM_TaskGroup::StUseMetaContext use;
+        Manager().ManageTask(meta.Get(), "meta");
+    }
+    EXPECT_EQ(BDM_TaskGroup::GetCurrentContext(), nullptr);
+
+    struct Membership
+    {
+        const char* mWhat;
+        BDM_TaskGroup* mGroupP;
+        BDM_LazyObject* mObjectP;
+        bool mMember;
+    };
+    const Membership memberships[] = {
+        {"a in outer", outer.Get(), a.Get(), true},
+        {"b in outer", outer.Get(), b.Get(), true},
+        {"nested in outer", outer.Get(), nested.Get(), true},
+        {"inner only in nested", outer.Get(), inner.Get(), false},
+        {"inner in nested", nested.Get(), inner.Get(), true},
+        {"outer not in itself", outer.Get(), outer.Get(), false},
+        {"outside in none", outer.Get(), outside.Get(), false},
+        {"meta in the meta context", metaContext.Get(), meta.Get(), true},
+        {"a not in the meta context", metaContext.Get(), a.Get(), false},
+    };
+    for (const Membership& m : memberships)
+    {
+        EXPECT_EQ(m.mGroupP->HasTask(m.mObjectP), m.mMember) << m.mWhat;
+        const auto& groups = m.mObjectP->GetTaskGroups();
+        EXPECT_EQ(std::count(groups.begin(), groups.end(), m.mGroupP), m.mMember ? 1 : 0)
+            << m.mWhat;
+    }
+    EXPECT_EQ(outer->GetNumTasks(), 3u);
+    BDMTest_Drain();
+    EXPECT_TRUE(outer->IsLoaded());
+    for (const char* name : {"a", "inner", "b", "outside", "meta"})
+        EXPECT_EQ(std::count(log.begin(), log.end(), name), 1) << name;
+    BDM_TaskGroup::ReleaseMetaContext();
+    EXPECT_EQ(BDM_TaskGroup::GetMetaContext(), nullptr);
+}
+
+TEST(BDM_TaskGroup, MembersLeaveWhenCancelledOrWhenTheGroupGoes)
+{
+    BDMTest_Drain();
+    std::vector<std::string> log;
+    BDMTest_WorkHandle slow(new BDMTest_Work("slow", &log, 100000)),
+        quick(new BDMTest_Work("quick", &log));
+    Cmn_PolymorphicHandle<BDM_TaskGroup, Sys_ThreadSafeRefCountObject> group(new BDM_TaskGroup);
+    group->AddTask(slow.Get());
+    group->AddTask(slow.Get()); // once only
+    group->AddTask(quick.Get());
+    EXPECT_EQ(group->GetNumTasks(), 2u);
+    Manager().ManageTask(group.Get(), "group");
+    for (int i = 0; i < 20; ++i)
+        BDMTest_Queue().ExecTop();
+    EXPECT_FALSE(group->IsLoaded());
+    slow->CancelLoading(); // leaves its groups: the group no longer waits for it
+    EXPECT_TRUE(slow->GetTaskGroups().empty());
+    EXPECT_FALSE(group->HasTask(slow.Get()));
+    BDMTest_Drain();
+    EXPECT_TRUE(group->IsLoaded());
+    EXPECT_FALSE(slow->IsLoaded());
+    EXPECT_EQ(quick->GetTaskGroups().size(), 1u);
+    group.Reset();
+    EXPECT_TRUE(quick->GetTaskGroups().empty());
+}

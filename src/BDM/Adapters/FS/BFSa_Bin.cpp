@@ -8,6 +8,7 @@
 #include "BDM/BDM_AudioOverview.h"
 #include "BDM/BDM_Globals.h"
 #include "BDM/BDM_Utils.h"
+#include "BDM/BDM_Workspace.h"
 #include "Sys_FileUtils.h"
 #include "Sys_Volume.h"
 #include "Tarn_FileTypes.h"
@@ -398,6 +399,13 @@ BDM_Bin* MakeFileSystemBin(BDM_Globals::EFileSystemFilter iFilter, BDM_Cache* iC
 // The model's file-system bins are this adapter's.
 [[maybe_unused]] const bool sFactoryInstalled =
     (BDM_Globals::SetFileSystemBinFactory(&MakeFileSystemBin), true);
+// The workspace enters each volume as this adapter's key of its root folder.
+BDM_KeyHandle MakeFolderKey(const Sys_FileLoc& iLoc)
+{
+    return BDM_KeyHandle(new BFSa_Key(iLoc, true));
+}
+[[maybe_unused]] const bool sFolderKeyFactoryInstalled =
+    (BDM_Workspace::SetFolderKeyFactory(&MakeFolderKey), true);
 } // namespace
 
 void BFSa_Bin::FileDeleted(const Sys_FileLoc& iLoc)

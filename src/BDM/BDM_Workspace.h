@@ -1,0 +1,170 @@
+// The top of the browser: a bin whose entries are the mounted volumes and the catalogs.
+//
+// Design:
+//  1. Every key of the workspace is a BDM_WorkspaceKey: the bin that the inner key belongs
+//     to and the inner key. The root is the key with neither. A volume's entry wraps the
+//     file-system key of the volume's root, in the file-system bin, so that the workspace can
+//     be browsed before any volume database exists; a catalog's entry wraps the catalog's
+//     root in the catalog bin.
+//  2. RefreshVolumes brings the volume list up to date with the mount table: volumes that
+//     went away are removed after the walk (their keys go stale: GetVolume answers null), new
+//     ones are appended, and entries of volumes still mounted where they were keep their
+//     keys. A volume at a new mount point is entered again under its new root; its database,
+//     known by the volume's identifier, stays the same.
+//  3. The workspace database and the catalogs are made by the database adapter: the
+//     workspace database is set with SetDatabase and committed after each refresh; catalog
+//     bins come from the factory of SetCatalogFactory. Without a factory the catalog list
+//     stays empty and NewCatalog is a run-time error.
+// Threads: the browser's thread.
+#pragma once
+
+#include <list>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <set>
+
+#include "BDM/BDM_FileBasedBin.h"
+#include "BDM/BDM_Volume.h"
+#include "Sys_Volume.h"
+
+using BDM_VolumeHandle = Cmn_AliasedRefCountPtr<BDM_Volume, BDM_Volume*, BDM_BinRefCountHack>;
+
+class BDM_WorkspaceKey : public BDM_Key
+{
+public:
+    BDM_WorkspaceKey(BDM_Bin* iBinP, const BDM_KeyHandle& iInner) : mBin(iBinP), mInner(iInner) {}
+    // The root (no inner key) is a folder; other keys are as their inner key.
+    bool IsFolder() const override { return !mInner || mInner->IsFolder(); }
+    EType GetType() const override { return eType_Workspace; }
+    // By bin address, then by inner key (the root first); asserts
+    // "iKey.GetType() == eType_Workspace".
+    bool IsLessThan(const BDM_Key& iKey) const override;
+
+    BDM_Bin* const mBin;
+    const BDM_KeyHandle mInner;
+};
+
+class BDM_Workspace : public BDM_Bin
+{
+public:
+    // Makes the (unopened) bin of a catalog file: the database adapter's share.
+    using CatalogFactory = BDM_Bin* (*)(const BDM_URL& iURL, BDM_Cache* iCacheP);
+    static void SetCatalogFactory(CatalogFactory iFactory);
+    // Makes the file-system key of a folder: installed by the file-system adapter.
+    using FolderKeyFactory = BDM_KeyHandle (*)(const Sys_FileLoc& iFolder);
+    static void SetFolderKeyFactory(FolderKeyFactory iFactory);
+
+    struct VolumeEntry
+    {
+        BDM_VolumeHandle mVolume;
+        BDM_KeyHandle mKey;
+    };
+    struct CatalogEntry
+    {
+        BDM_URL mURL;
+        BDM_BinHandle mBin;
+        BDM_KeyHandle mKey;
+    };
+
+    explicit BDM_Workspace(BDM_Cache* iCacheP);
+    ~BDM_Workspace() override;
+
+    // The workspace database (null: none); committed at the end of each refresh.
+    void SetDatabase(BDM_Bin* iBinP);
+    BDM_Bin* GetDatabase() const { return mNeoBin.Get(); }
+    // The folder of catalogs that RefreshCatalogs reads (default: the library's "Catalogs").
+    void SetCatalogsFolder(const Sys_FileLoc& iFolder) { mCatalogsFolder = iFolder; }
+    Sys_FileLoc GetCatalogsFolder() const;
+
+    // The volume of an entry, or null (not a volume entry, or a stale key).
+    BDM_Volume* GetVolume(const BDM_KeyHandle& iKey) const;
+    // The known volume with this identifier, or null.
+    BDM_Volume* GetVolume(const Sys_Volume& iVolume) const;
+    // The entry key of a known volume, or null.
+    BDM_KeyHandle GetVolumePtrAsKey(const Sys_Volume& iVolume) const;
+    // A new volume bin, its database in the volume's own folder; not entered in the list.
+    BDM_VolumeHandle FindOrCreateVolume(const Sys_Volume& iVolume);
+    void RefreshVolumes();
+    // Reads the catalogs folder: existing entries are kept by location, new files get
+    // entries, entries whose file went are closed and removed.
+    void RefreshCatalogs();
+    void Refresh();
+    // Takes the volume of iKey out of the list (and its assets out of the cache).
+    void RemoveVolume(const BDM_KeyHandle& iKey);
+    void RemoveCatalog(const BDM_KeyHandle& iKey);
+    // Asserts "!name.empty()"; a used name throws message 1264 "A Catalog with that name
+    // already exists."; otherwise creates the catalog file through the factory.
+    BDM_KeyHandle NewCatalog(const std::string& iName);
+    // The bin of a catalog entry, or null.
+    BDM_Bin* GetCatalog(const BDM_KeyHandle& iKey) const;
+    // The volume or catalog bin backed by iURL, or null; the file must exist.
+    BDM_FileBasedBin* GetFileBasedBin(const BDM_URL& iURL) const;
+
+    const std::vector<VolumeEntry>& GetVolumes() const { return mVolumes; }
+    const std::vector<CatalogEntry>& GetCatalogs() const { return mCatalogs; }
+
+    BDM_KeyHandle GetRoot() override { return mRootKey; }
+    BDM_LazyObjectHandle CopyAsset(BDM_Bin& iSrcBin, const BDM_KeyHandle& iSrcKey,
+                                   const BDM_KeyHandle& iParentKey) override;
+    BDM_LazyObjectHandle MoveAsset(const BDM_KeyHandle& iKey,
+                                   const BDM_KeyHandle& iParentKey) override;
+    void Commit() override;
+
+protected:
+    void OpenImpl(EOpenFlag iFlag) override;
+    void CloseImpl() override;
+    BDM_Asset* GenerateAsset(const BDM_KeyHandle& iKey) override;
+    void DeleteAssetImpl(const BDM_KeyHandle& iKey) override;
+
+private:
+    friend class BDM_WorkspaceRootAsset;
+    BDM_Bin& FileSystemBin();
+    BDM_BinHandle mNeoBin;
+    std::vector<CatalogEntry> mCatalogs;
+    std::vector<VolumeEntry> mVolumes;
+    BDM_KeyHandle mRootKey;
+    Sys_FileLoc mCatalogsFolder;
+    static CatalogFactory sCatalogFactory;
+    static FolderKeyFactory sFolderKeyFactory;
+};
+
+// An entry of the workspace: a thin wrapper over the asset of the inner key in its bin.
+// cAssetStatus, the container flags and cAlias are its own; so are, on a volume's entry,
+// cVolumeCapacity, cVolumeFreeSpace (read from the volume at every ask, never stored) and
+// cAudioDesignation and cVideoDesignation (the volume's designations in BDM_Settings; a
+// value that the settings' validator refuses is not taken). Every other attribute is the
+// inner asset's, observed by this one.
+class BDM_WorkspaceAsset : public BDM_Asset
+{
+public:
+    BDM_WorkspaceAsset(BDM_Workspace* iWorkspaceP, const BDM_KeyHandle& iKey,
+                       const BDM_AssetHandle& iInner);
+    ~BDM_WorkspaceAsset() override;
+
+    const BDM_AssetHandle& GetInner() const { return mInner; }
+    BDM_Attribute* GetAttribute(const BDM_AttributeTag& iTag) override;
+    BDM_KeyHandle GetKey() const override { return mKey; }
+    bool IsContainer() const override { return mInner->IsContainer(); }
+    // Children are the inner asset's, each wrapped in a workspace key.
+    BDM_LazyObjectHandle
+    EnumerateChildren(std::unique_ptr<ChildEnumerator::Client> iClient) override;
+    void GetChildren(std::list<BDM_KeyHandle>* oKeysP) override;
+    BDM_AssetHandle GetParent() override;
+    bool IsRoot() override { return false; }
+    BDM_EAssetType GetType() override { return mInner->GetType(); }
+    std::string GetName() override { return mInner->GetName(); }
+    bool ResolveFileSystemAlias(Sys_FileLoc* oLocP) override
+    {
+        return mInner->ResolveFileSystemAlias(oLocP);
+    }
+
+protected:
+    BDM_Attribute* Fetch(const BDM_AttributeTag& iTag) override;
+
+private:
+    BDM_KeyHandle mKey;
+    BDM_AssetHandle mInner;
+    std::set<BDM_Attribute*> mObserved;
+};
