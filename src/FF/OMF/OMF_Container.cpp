@@ -40,16 +40,52 @@ public:
         mLength = mFile.GetEOF();
     }
     int64_t GetLength() const override { return mLength; }
+    // Small reads (names, numbers, references: most of a walk) come from cached blocks of
+    // the file; a large one (media data) goes to the file directly.
     void ReadAt(int64_t iOffset, void* oData, int64_t iCount) const override
     {
-        mFile.SetPosition(Sys_File::eOffsetFrom_Start, iOffset);
-        if (mFile.Read(oData, iCount) != iCount)
-            NotOMFI();
+        uint8_t* out = static_cast<uint8_t*>(oData);
+        if (iCount > cBlock)
+        {
+            mFile.SetPosition(Sys_File::eOffsetFrom_Start, iOffset);
+            if (mFile.Read(out, iCount) != iCount)
+                NotOMFI();
+            return;
+        }
+        while (iCount > 0)
+        {
+            const int64_t block = iOffset / cBlock;
+            const std::vector<uint8_t>& bytes = Block(block);
+            const int64_t within = iOffset - block * cBlock;
+            const int64_t count = std::min<int64_t>(iCount, int64_t(bytes.size()) - within);
+            if (count <= 0)
+                NotOMFI();
+            std::memcpy(out, bytes.data() + within, size_t(count));
+            out += count, iOffset += count, iCount -= count;
+        }
     }
 
 private:
+    static constexpr int64_t cBlock = 64 * 1024;
+    static constexpr size_t cMaxBlocks = 16;
+
+    const std::vector<uint8_t>& Block(int64_t iBlock) const
+    {
+        auto it = mBlocks.find(iBlock);
+        if (it != mBlocks.end())
+            return it->second;
+        if (mBlocks.size() >= cMaxBlocks)
+            mBlocks.erase(mBlocks.begin());
+        std::vector<uint8_t> bytes(size_t(std::min<int64_t>(cBlock, mLength - iBlock * cBlock)));
+        mFile.SetPosition(Sys_File::eOffsetFrom_Start, iBlock * cBlock);
+        if (mFile.Read(bytes.data(), int64_t(bytes.size())) != int64_t(bytes.size()))
+            NotOMFI();
+        return mBlocks.emplace(iBlock, std::move(bytes)).first->second;
+    }
+
     mutable Sys_File mFile;
     int64_t mLength = 0;
+    mutable std::map<int64_t, std::vector<uint8_t>> mBlocks;
 };
 } // namespace
 
