@@ -284,3 +284,57 @@ TEST_F(OMF_ObjectTest, MasterMobClonesIntoAnotherFile)
     }
 }
 } // namespace
+
+namespace
+{
+TEST(OMF_ToolkitTest, MisuseIsRefusedWithItsError)
+{
+    Test_TempDir dir;
+    omfSessionHdl_t session = nullptr;
+    ASSERT_EQ(omfsBeginSession(nullptr, &session), OM_ERR_NONE);
+    omfHdl_t file = nullptr;
+    ASSERT_EQ(omfsCreateFile(Sys_FileLoc(dir.Path() + "/t.omf"), session, kOmfRev2x, &file), OM_ERR_NONE);
+    omfObject_t head = 0, mob = 0, other = 0;
+    omfsGetHeadObject(file, &head);
+    omfsObjectNew(file, "CMOB", &mob);
+    const int32_t four = 4;
+    omfProperty_t dynamic = 0;
+    const std::pair<omfErr_t, omfErr_t> cases[] = {
+        {OMWriteBaseProp(file, mob, OMMOBJName, OMInt32, 4, &four), OM_ERR_BAD_TYPE},
+        {OMWriteBaseProp(file, mob, OMHEADByteOrder, OMInt16, 2, &four), OM_ERR_SEMANTIC},
+        {OMWriteBaseProp(file, 0x7777, OMMOBJName, OMString, 4, "abc"), OM_ERR_BADOBJ},
+        {OMWriteBaseProp(file, mob, OMLastBuiltInProp + 500, OMInt32, 4, &four), OM_ERR_BAD_PROP},
+        {omfsWriteObjRef(file, mob, OMMOBJSlots, head), OM_ERR_BAD_TYPE},
+        {omfsAppendObjRefArray(file, mob, OMMOBJUserAttributes, head), OM_ERR_BAD_TYPE},
+        {omfsGetNthObjRefArray(file, head, OMHEADMobs, &other, 1), OM_ERR_BADINDEX},
+        {omfsObjectNew(file, "AB", &other), OM_ERR_CLASS_NOT_FOUND},
+        {omfsNewClass(session, kClsPrivate, kOmfRev2x, "ZZZZ", "NONE"), OM_ERR_CLASS_NOT_FOUND},
+        {omfsNewClass(session, kClsPrivate, kOmfRev2x, "SCLP", "MDES"), OM_ERR_DUPLICATE_CLASS},
+        {omfsNewClass(session, kClsPrivate, kOmfRev2x, "SCLP", "SEGM"), OM_ERR_NONE},
+        {omfsRegisterDynamicProp(session, kClsPrivate, "X", "MOBJ", OMLastType, kOmfRev2x, &dynamic), OM_ERR_BAD_TYPE},
+        {omfsRegisterDynamicProp(session, kClsPrivate, "X", "QQQQ", OMInt32, kOmfRev2x, &dynamic), OM_ERR_CLASS_NOT_FOUND},
+        {omfsSetContainerForm(file, 3), OM_ERR_FILEREV_NOT_SUPP},
+        {omfsEndSession(session), OM_ERR_BAD_SESSION}, // a file is still open
+        {omfiDatakindLookup(file, "omfi:data:Sound", &other), OM_ERR_NONE},
+    };
+    for (size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(cases[i].first, cases[i].second) << "case " << i;
+    EXPECT_EQ(other, 0u); // no such definition in this file
+    // What a created file holds reads back before it is written.
+    ASSERT_EQ(omfsWriteString(file, mob, OMMOBJName, "Song"), OM_ERR_NONE);
+    std::string name;
+    EXPECT_EQ(omfsReadString(file, mob, OMMOBJName, &name), OM_ERR_NONE);
+    EXPECT_EQ(name, "Song");
+    EXPECT_TRUE(omfsIsPropPresent(file, mob, OMMOBJName, OMString));
+    EXPECT_FALSE(omfsIsPropPresent(file, mob, OMMOBJName, OMInt32));
+    ASSERT_EQ(omfsDiscardFile(file), OM_ERR_NONE);
+    EXPECT_TRUE(Test_FolderNames(dir.Path()).empty());
+    EXPECT_EQ(omfsEndSession(session), OM_ERR_NONE);
+
+    // A writer that fails midway leaves no file behind.
+    OMF_FileSpec spec;
+    spec.mCompositions = {{"Song", {1, 2, 3}, {{{5, 0, 10}}}}}; // names a medium that is not there
+    EXPECT_THROW(OMF_WriteFile(Sys_FileLoc(dir.Path() + "/bad.omf"), spec), std::out_of_range);
+    EXPECT_TRUE(Test_FolderNames(dir.Path()).empty());
+}
+} // namespace

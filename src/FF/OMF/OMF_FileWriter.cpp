@@ -228,7 +228,7 @@ void OMF_WriteFile(const Sys_FileLoc& iLoc, const OMF_FileSpec& iSpec)
     }
     catch (...)
     {
-        omfsCloseFile(file); // writes what there is; the caller discards the output
+        omfsDiscardFile(file); // nothing is written
         throw;
     }
     OMF_Utils::ThrowIfErr(omfsCloseFile(file), "In omfsCloseFile");

@@ -1,7 +1,7 @@
 // Writes a small but complete OMF file from a description: embedded audio media (WAVE or
 // AIFC bytes as they are), a source mob with its descriptor and a master mob for each, and
 // compositions whose tracks play regions of the masters. Both generations, both byte orders,
-// both container forms. Throws as OMF_Utils::ThrowIfErr.
+// both container forms. Throws as OMF_Utils::ThrowIfErr; a failure before the end writes nothing.
 #pragma once
 
 #include <cstdint>

@@ -240,14 +240,18 @@ std::vector<OMF_DumpObject> OMF_Dump(OMF_File& iFile)
             OMF_DumpObject::Property prop;
             prop.mName = reader->GetPropertyName(value->mProperty);
             prop.mType = reader->GetTypeName(value->mType);
-            std::vector<uint8_t> bytes;
+            if (prop.mType == "omfi:DataValue")
+            {
+                // Only where and how long: media data may be large.
+                const int64_t at = reader->GetFileOffset(*value);
+                prop.mValue = std::to_string(value->mLength) + " bytes" + (at >= 0 ? " at " + std::to_string(at) : "");
+                dump.mProperties.push_back(std::move(prop));
+                continue;
+            }
+            std::vector<uint8_t> bytes = reader->ReadAll(*value);
             const bool isRef = prop.mType == "omfi:ObjRef" || prop.mType == "omfi:ObjRefArray" ||
                                prop.mType == "omfi:MobIndex";
-            if (prop.mType != "omfi:DataValue" || isRef)
-                bytes = reader->ReadAll(*value);
-            else
-                bytes.resize(static_cast<size_t>(value->mLength)); // only its length is shown
-            if (swaps && prop.mType != "omfi:DataValue")
+            if (swaps)
             {
                 // Swap by the layout of the type, as the toolkit does.
                 const char* layout = omfsTypeLayout(TypeCode(prop.mType));

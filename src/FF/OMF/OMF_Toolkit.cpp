@@ -515,6 +515,15 @@ omfErr_t omfsCloseFile(omfHdl_t iFile)
     return OM_ERR_NONE;
 }
 
+omfErr_t omfsDiscardFile(omfHdl_t iFile)
+{
+    if (!Valid(iFile))
+        return OM_ERR_NULL_PARAM;
+    iFile->mSession->mFiles.erase(iFile);
+    delete iFile;
+    return OM_ERR_NONE;
+}
+
 omfErr_t omfsFileGetRev(omfHdl_t iFile, omfFileRev_t* oRev)
 {
     if (!Valid(iFile) || !oRev)

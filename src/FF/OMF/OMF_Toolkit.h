@@ -170,6 +170,8 @@ omfErr_t omfsOpenSource(std::unique_ptr<OMF_ContainerSource> iSource, omfSession
                         omfHdl_t* oFile);
 // Writes a created file; frees the handle in every case.
 omfErr_t omfsCloseFile(omfHdl_t iFile);
+// Frees the handle without writing anything (a created file is left unwritten).
+omfErr_t omfsDiscardFile(omfHdl_t iFile);
 omfErr_t omfsFileGetRev(omfHdl_t iFile, omfFileRev_t* oRev);
 omfErr_t omfsGetHeadObject(omfHdl_t iFile, omfObject_t* oHead);
 // The container under a file opened for reading (null for a created one).

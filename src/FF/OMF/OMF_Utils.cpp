@@ -48,19 +48,35 @@ void OMF_Utils::ThrowIfErr(omfErr_t iErr, const std::string& iContext, omfHdl_t 
     }
 }
 
-omfSessionHdl_t OMF_Utils::GetSession()
+namespace
 {
-    static omfSessionHdl_t sSession = [] {
-        omfSessionHdl_t session = nullptr;
-        ThrowIfErr(omfsBeginSession(nullptr, &session), "In omfsBeginSession");
-        OMF_Defs::Initialize(session);
+// The layer's session and factories, set up on first use and freed at exit.
+struct LayerSession
+{
+    LayerSession()
+    {
+        ThrowIfErrHere(omfsBeginSession(nullptr, &mSession), "In omfsBeginSession");
+        OMF_Defs::Initialize(mSession);
         if (!OMF_Factory1x::IsInitialized())
             OMF_Factory1x::Initialize();
         if (!OMF_Factory2x::IsInitialized())
             OMF_Factory2x::Initialize();
-        return session;
-    }();
-    return sSession;
+    }
+    ~LayerSession()
+    {
+        OMF_Factory1x::Free();
+        OMF_Factory2x::Free();
+        omfsEndSession(mSession); // refused (and kept) while a file is still open
+    }
+    static void ThrowIfErrHere(omfErr_t iErr, const char* iContext) { OMF_Utils::ThrowIfErr(iErr, iContext); }
+    omfSessionHdl_t mSession = nullptr;
+};
+} // namespace
+
+omfSessionHdl_t OMF_Utils::GetSession()
+{
+    static LayerSession sSession;
+    return sSession.mSession;
 }
 
 int32_t OMF_Utils::GetVersion(const Sys_FileLoc& iLoc)
