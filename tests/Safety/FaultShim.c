@@ -33,16 +33,16 @@ static int sError = 0; // 0: kill
 
 __attribute__((constructor)) static void Setup(void)
 {
-    const char* spec = getenv("MIRAFILE_FAULT");
-    if (!spec)
+    const char* fault = getenv("MIRAFILE_FAULT");
+    if (!fault)
         return;
     for (int k = 0; k < kKinds; ++k)
     {
         const size_t n = strlen(kNames[k]);
-        if (strncmp(spec, kNames[k], n) == 0 && spec[n] == ':')
+        if (strncmp(fault, kNames[k], n) == 0 && fault[n] == ':')
         {
             char* rest = NULL;
-            sNth = strtol(spec + n + 1, &rest, 10);
+            sNth = strtol(fault + n + 1, &rest, 10);
             if (rest && *rest == ':')
                 sError = strcmp(rest + 1, "kill") == 0 ? 0 : atoi(rest + 1);
             sKind = k;

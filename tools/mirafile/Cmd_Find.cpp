@@ -367,11 +367,7 @@ private:
 
 // ---- rows --------------------------------------------------------------------------------
 
-struct Row
-{
-    std::string mPath;
-    BDM_AssetHandle mAsset;
-};
+using Row = Tool_AssetRow;
 
 // The path as the user named it: the first folder AREA that holds it, then the path below.
 std::string ShownPath(const BDM_Link& iLink, BDM_Asset& iAsset,
@@ -420,55 +416,6 @@ bool RowLess(const Row& iLhs, const Row& iRhs, const BDM_AttributeTag* iSortP)
             return false;
     }
     return BDM_Utils::NameLess(iLhs.mPath, iRhs.mPath);
-}
-
-void Print(const std::vector<Row>& iRows, const std::vector<const BDM_AttributeTag*>& iColumns)
-{
-    std::ostringstream out;
-    if (sOptions.mJson)
-    {
-        Tool_Json list = Tool_Json::array();
-        for (const Row& row : iRows)
-        {
-            Tool_Json object;
-            object["path"] = row.mPath;
-            for (const BDM_AttributeTag* tagP : iColumns)
-                object[BDM_Utils::GetTagName(*tagP)] =
-                    Tool_ShowAttribute(*row.mAsset, *tagP).second;
-            list.push_back(std::move(object));
-        }
-        out << Tool_JsonText(list, ",\n ") << "\n";
-        std::cout << out.str();
-        return;
-    }
-    std::vector<std::vector<std::string>> cells;
-    std::vector<std::string> header{"Path"};
-    for (const BDM_AttributeTag* tagP : iColumns)
-        header.push_back(tagP->GetName().empty() ? BDM_Utils::GetTagName(*tagP) : tagP->GetName());
-    cells.push_back(header);
-    for (const Row& row : iRows)
-    {
-        std::vector<std::string> line{row.mPath};
-        for (const BDM_AttributeTag* tagP : iColumns)
-            line.push_back(Tool_ShowAttribute(*row.mAsset, *tagP).first);
-        cells.push_back(std::move(line));
-    }
-    std::vector<size_t> widths(header.size(), 0);
-    for (const auto& line : cells)
-        for (size_t i = 0; i < line.size(); ++i)
-            widths[i] = std::max(widths[i], line[i].size());
-    for (const auto& line : cells)
-    {
-        std::string text;
-        for (size_t i = 0; i < line.size(); ++i)
-        {
-            text += line[i];
-            if (i + 1 < line.size())
-                text += std::string(widths[i] - line[i].size() + 2, ' ');
-        }
-        out << text << "\n";
-    }
-    std::cout << out.str();
 }
 
 // ---- the command -------------------------------------------------------------------------
@@ -548,7 +495,7 @@ int Run()
     for (const BDM_AttributeTag* tagP : columns)
         if (std::find(distinct.begin(), distinct.end(), tagP) == distinct.end())
             distinct.push_back(tagP);
-    Print(rows, distinct);
+    std::cout << Tool_AssetRowsText(rows, distinct, sOptions.mJson);
     return 0;
 }
 

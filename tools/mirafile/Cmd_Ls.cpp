@@ -69,11 +69,7 @@ void Declare(CLI::App& ioApp)
     ioApp.add_flag("--json", sOptions.mJson, "one JSON document: a list of rows");
 }
 
-struct Row
-{
-    std::string mPath;
-    BDM_AssetHandle mAsset;
-};
+using Row = Tool_AssetRow;
 
 std::vector<const BDM_AttributeTag*> ParseTags(const std::vector<std::string>& iNames,
                                                const char* iOption)
@@ -256,54 +252,7 @@ int Run()
     if (sOptions.mOverviews && !ComputeOverviews(rows))
         failed = true;
 
-    std::ostringstream out;
-    if (sOptions.mJson)
-    {
-        Tool_Json list = Tool_Json::array();
-        for (const Row& row : rows)
-        {
-            Tool_Json object;
-            object["path"] = row.mPath;
-            for (const BDM_AttributeTag* tagP : columns)
-                object[BDM_Utils::GetTagName(*tagP)] =
-                    Tool_ShowAttribute(*row.mAsset, *tagP).second;
-            list.push_back(std::move(object));
-        }
-        out << Tool_JsonText(list, ",\n ") << "\n";
-    }
-    else
-    {
-        // Columns as wide as their widest cell; the path first.
-        std::vector<std::vector<std::string>> cells;
-        std::vector<std::string> header{"Path"};
-        for (const BDM_AttributeTag* tagP : columns)
-            header.push_back(tagP->GetName().empty() ? BDM_Utils::GetTagName(*tagP)
-                                                     : tagP->GetName());
-        cells.push_back(header);
-        for (const Row& row : rows)
-        {
-            std::vector<std::string> line{row.mPath};
-            for (const BDM_AttributeTag* tagP : columns)
-                line.push_back(Tool_ShowAttribute(*row.mAsset, *tagP).first);
-            cells.push_back(std::move(line));
-        }
-        std::vector<size_t> widths(header.size(), 0);
-        for (const auto& line : cells)
-            for (size_t i = 0; i < line.size(); ++i)
-                widths[i] = std::max(widths[i], line[i].size());
-        for (const auto& line : cells)
-        {
-            std::string text;
-            for (size_t i = 0; i < line.size(); ++i)
-            {
-                text += line[i];
-                if (i + 1 < line.size())
-                    text += std::string(widths[i] - line[i].size() + 2, ' ');
-            }
-            out << text << "\n";
-        }
-    }
-    std::cout << out.str();
+    std::cout << Tool_AssetRowsText(rows, columns, sOptions.mJson);
     return failed ? 1 : 0;
 }
 

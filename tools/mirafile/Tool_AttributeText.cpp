@@ -1,8 +1,10 @@
 #include "Tool_AttributeText.h"
 
+#include <algorithm>
 #include <ctime>
 #include <iomanip>
 #include <sstream>
+#include <vector>
 
 #include "BDM/BDM_Asset.h"
 #include "BDM/BDM_Attribute.h"
@@ -96,4 +98,53 @@ std::pair<std::string, Tool_Json> Tool_ShowAttribute(BDM_Asset& iAsset,
         return {std::to_string(p->mUnitsCompleted) + "/" + std::to_string(p->mUnitsToComplete),
                 Tool_Json::array({p->mUnitsCompleted, p->mUnitsToComplete})};
     return {"set", true};
+}
+
+std::string Tool_AssetRowsText(const std::vector<Tool_AssetRow>& iRows,
+                               const std::vector<const BDM_AttributeTag*>& iColumns, bool iJson)
+{
+    std::ostringstream out;
+    if (iJson)
+    {
+        Tool_Json list = Tool_Json::array();
+        for (const Tool_AssetRow& row : iRows)
+        {
+            Tool_Json object;
+            object["path"] = row.mPath;
+            for (const BDM_AttributeTag* tagP : iColumns)
+                object[BDM_Utils::GetTagName(*tagP)] =
+                    Tool_ShowAttribute(*row.mAsset, *tagP).second;
+            list.push_back(std::move(object));
+        }
+        out << Tool_JsonText(list, ",\n ") << "\n";
+        return out.str();
+    }
+    std::vector<std::vector<std::string>> cells;
+    std::vector<std::string> header{"Path"};
+    for (const BDM_AttributeTag* tagP : iColumns)
+        header.push_back(tagP->GetName().empty() ? BDM_Utils::GetTagName(*tagP) : tagP->GetName());
+    cells.push_back(header);
+    for (const Tool_AssetRow& row : iRows)
+    {
+        std::vector<std::string> line{row.mPath};
+        for (const BDM_AttributeTag* tagP : iColumns)
+            line.push_back(Tool_ShowAttribute(*row.mAsset, *tagP).first);
+        cells.push_back(std::move(line));
+    }
+    std::vector<size_t> widths(header.size(), 0);
+    for (const auto& line : cells)
+        for (size_t i = 0; i < line.size(); ++i)
+            widths[i] = std::max(widths[i], line[i].size());
+    for (const auto& line : cells)
+    {
+        std::string text;
+        for (size_t i = 0; i < line.size(); ++i)
+        {
+            text += line[i];
+            if (i + 1 < line.size())
+                text += std::string(widths[i] - line[i].size() + 2, ' ');
+        }
+        out << text << "\n";
+    }
+    return out.str();
 }
