@@ -4,7 +4,9 @@
 
 #include <filesystem>
 
+#include "FF/OMF/OMF_Defs.h"
 #include "FF/OMF/OMF_FileWriter.h"
+#include "FF/OMF/OMF_Utils.h"
 #include "OMFTestSupport.h"
 #include "Support/TestSupport.h"
 #include "Support/ToolRunner.h"
@@ -83,6 +85,28 @@ TEST_F(OMF_ToolTest, ExtractWritesEachPayloadAsItWasWritten)
         EXPECT_EQ(r.mStatus, 1);
         EXPECT_EQ(Test_FolderNames(to), (std::set<std::string>{"Kick.wav", "Snare.aif"}));
     }
+}
+
+TEST_F(OMF_ToolTest, ExtractWritesAQSIIPayloadOfTheMediaCalls)
+{
+    // A 1.x file whose media data is of the QSII class, written raw by the media calls.
+    const Bytes payload = Pattern(1001, 5);
+    const std::string omf = Path("qs2m.omf");
+    omfHdl_t file = nullptr;
+    ASSERT_EQ(omfsCreateFile(Sys_FileLoc(omf), OMF_Utils::GetSession(), kOmfRev1x, &file), OM_ERR_NONE);
+    omfObject_t fileMob = 0, master = 0;
+    omfMediaHdl_t media = nullptr;
+    ASSERT_EQ(omfmFileMobNew(file, "Pad", omfRational_t{44100, 1}, OMF_Defs::OMClassQS2M, &fileMob), OM_ERR_NONE);
+    ASSERT_EQ(omfmMasterMobNew(file, "Pad", true, &master), OM_ERR_NONE);
+    ASSERT_EQ(omfmAudioMediaCreate(file, master, fileMob, omfRational_t{44100, 1}, 16, 1, &media), OM_ERR_NONE);
+    ASSERT_EQ(omfmWriteRawData(media, 400, payload.data(), int32_t(payload.size())), OM_ERR_NONE);
+    ASSERT_EQ(omfsCloseFile(file), OM_ERR_NONE); // closes the media
+    const std::string to = Path("out-qs2m");
+    ASSERT_TRUE(std::filesystem::create_directory(to));
+    const Test_ToolResult r = Run("omf extract " + omf + " --to " + to);
+    ASSERT_EQ(r.mStatus, 0) << r.mErr;
+    EXPECT_EQ(Test_FolderNames(to), (std::set<std::string>{"Pad.qs2"}));
+    EXPECT_EQ(ReadBytes(to + "/Pad.qs2"), payload);
 }
 
 TEST_F(OMF_ToolTest, BadFilesGetOneLine)

@@ -59,6 +59,26 @@ omfRational_t RateOf(const OMF_FileSpec::Media& iMedia)
     return omfRational_t{iMedia.mSampleRate, 1};
 }
 
+// The file mob, its media data (the bytes as they are) and the master mob of one medium.
+void EmbedMedia(Builder& b, const OMF_FileSpec::Media& iMedia)
+{
+    const omfHdl_t file = b.mFile;
+    omfObject_t fileMob = 0, master = 0;
+    b.Check(omfmFileMobNew(file, iMedia.mName, RateOf(iMedia), iMedia.mType == eAudioFileType_WAVE ? "WAVE" : "AIFC",
+                           &fileMob),
+            "In omfmFileMobNew");
+    b.Check(omfiMobSetIdentity(file, fileMob, iMedia.mSourceID), "In omfiMobSetIdentity");
+    b.Check(omfmMasterMobNew(file, iMedia.mName, false, &master), "In omfmMasterMobNew");
+    b.Check(omfiMobSetIdentity(file, master, iMedia.mMasterID), "In omfiMobSetIdentity");
+    b.Put(master, OMF_Defs::OMMOBJAppCode, OMInt32, OMF_Defs::AC_MASTER);
+    omfMediaHdl_t media = nullptr;
+    b.Check(omfmAudioMediaCreate(file, master, fileMob, RateOf(iMedia), iMedia.mBits, iMedia.mChannels, &media),
+            "In omfmAudioMediaCreate");
+    b.Check(omfmWriteRawData(media, iMedia.mLength, iMedia.mBytes.data(), static_cast<int32_t>(iMedia.mBytes.size())),
+            "In omfmWriteRawData");
+    b.Check(omfmMediaClose(media), "In omfmMediaClose");
+}
+
 void Write2x(Builder& b, omfObject_t iHead, const OMF_FileSpec& iSpec)
 {
     const omfObject_t ident = b.New("IDNT");
@@ -87,33 +107,8 @@ void Write2x(Builder& b, omfObject_t iHead, const OMF_FileSpec& iSpec)
         b.Put(sclp, OMSCLPStartTime, OMPosition32, iStart);
         return sclp;
     };
-    std::vector<omfObject_t> masters, sources;
     for (const OMF_FileSpec::Media& media : iSpec.mMedia)
-    {
-        const bool wave = media.mType == eAudioFileType_WAVE;
-        const omfObject_t data = b.New(wave ? "WAVE" : "AIFC");
-        b.PutID(data, OMMDATMobID, media.mSourceID);
-        b.PutData(data, wave ? OMWAVEData : OMAIFCData, media.mBytes);
-        b.Append(iHead, OMHEADMediaData, data);
-        const omfObject_t desc = b.New(wave ? "WAVD" : "AIFD");
-        b.Put(desc, OMMDFLIsOMFI, OMBoolean, true);
-        b.Put(desc, OMMDFLSampleRate, OMRational, RateOf(media));
-        b.Put(desc, OMMDFLLength, OMLength32, media.mLength);
-        b.PutData(desc, wave ? OMWAVDSummary : OMAIFDSummary,
-                  std::vector<uint8_t>(media.mBytes.begin(), media.mBytes.begin() + std::min<size_t>(12, media.mBytes.size())));
-        const omfObject_t source = b.New("SMOB");
-        b.PutID(source, OMMOBJMobID, media.mSourceID);
-        b.PutText(source, OMMOBJName, media.mName);
-        b.Ref(source, OMSMOBMediaDescription, desc);
-        const omfObject_t sourceClip = clip(omfUID_t(), 0, 0, media.mLength);
-        slot(source, sourceClip, 1, RateOf(media));
-        const omfObject_t master = b.New("MMOB");
-        b.PutID(master, OMMOBJMobID, media.mMasterID);
-        b.PutText(master, OMMOBJName, media.mName);
-        b.Put(master, OMF_Defs::OMMOBJAppCode, OMInt32, OMF_Defs::AC_MASTER);
-        slot(master, clip(media.mSourceID, 1, 0, media.mLength), 1, RateOf(media));
-        masters.push_back(master), sources.push_back(source);
-    }
+        EmbedMedia(b, media);
     for (const OMF_FileSpec::Composition& composition : iSpec.mCompositions)
     {
         const omfObject_t mob = b.New("CMOB");
@@ -136,10 +131,6 @@ void Write2x(Builder& b, omfObject_t iHead, const OMF_FileSpec& iSpec)
         b.Append(iHead, OMHEADMobs, mob);
         b.Append(iHead, OMHEADPrimaryMobs, mob);
     }
-    for (omfObject_t master : masters)
-        b.Append(iHead, OMHEADMobs, master);
-    for (omfObject_t source : sources)
-        b.Append(iHead, OMHEADMobs, source);
 }
 
 void Write1x(Builder& b, omfObject_t iHead, const OMF_FileSpec& iSpec)
@@ -169,26 +160,7 @@ void Write1x(Builder& b, omfObject_t iHead, const OMF_FileSpec& iSpec)
         return m;
     };
     for (const OMF_FileSpec::Media& media : iSpec.mMedia)
-    {
-        const bool wave = media.mType == eAudioFileType_WAVE;
-        const omfObject_t data = b.New(wave ? "WAVE" : "AIFC");
-        b.PutID(data, OMMDATMobID1x, media.mSourceID);
-        b.PutData(data, wave ? OMWAVEData1x : OMAIFCData1x, media.mBytes);
-        b.Index(iHead, OMMediaData1x, media.mSourceID, data);
-        const omfObject_t desc = b.New(wave ? "WAVD" : "AIFD");
-        b.Put(desc, OMMDESMobKind, OMPhysicalMobType, int16_t(1)); // file
-        b.Put(desc, OMMDFLIsOMFI1x, OMBoolean, true);
-        b.Put(desc, OMMDFLSampleRate1x, OMExactEditRate, RateOf(media));
-        b.Put(desc, OMMDFLLength1x, OMInt32, media.mLength);
-        const omfObject_t source = mob(media.mSourceID, media.mName);
-        b.Ref(source, OMMOBJPhysicalMedia, desc);
-        track(source, clip(omfUID_t(), 0, 0, media.mLength, RateOf(media)), 1);
-        b.Index(iHead, OMSourceMobs, media.mSourceID, source);
-        const omfObject_t master = mob(media.mMasterID, media.mName);
-        b.Put(master, OMF_Defs::OMMOBJAppCode, OMInt32, OMF_Defs::AC_MASTER);
-        track(master, clip(media.mSourceID, 1, 0, media.mLength, RateOf(media)), 1);
-        b.Index(iHead, OMSourceMobs, media.mMasterID, master);
-    }
+        EmbedMedia(b, media);
     for (const OMF_FileSpec::Composition& composition : iSpec.mCompositions)
     {
         const omfObject_t m = mob(composition.mID, composition.mName);

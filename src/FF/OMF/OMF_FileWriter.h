@@ -1,6 +1,7 @@
 // Writes a small but complete OMF file from a description: embedded audio media (WAVE or
 // AIFC bytes as they are), a source mob with its descriptor and a master mob for each, and
-// compositions whose tracks play regions of the masters. Both generations, both byte orders,
+// compositions whose tracks play regions of the masters. The media go through the toolkit's
+// media calls (file mob, master mob, raw data). Both generations, both byte orders,
 // both container forms. Throws as OMF_Utils::ThrowIfErr; a failure before the end writes nothing.
 #pragma once
 
@@ -24,6 +25,7 @@ struct OMF_FileSpec
         std::vector<uint8_t> mBytes;                // the whole audio file
         int32_t mSampleRate = 48000;
         int32_t mLength = 0; // sample frames
+        int16_t mBits = 16, mChannels = 1; // of the media's descriptor; the bytes carry their own header
     };
     struct Clip
     {

@@ -145,6 +145,21 @@ struct Pending
 };
 } // namespace
 
+struct omfMediaRec
+{
+    omfiFile* mFile = nullptr;
+    bool mOpen = true;
+    bool mVideo = false;
+    std::string mCodec;
+    omfObject_t mData = 0, mDescriptor = 0, mFileClip = 0, mMasterClip = 0;
+    omfRational_t mRate;
+    int16_t mBits = 0, mChannels = 0;
+    int32_t mSamples = 0;
+    enum EMode { eMode_None, eMode_Raw, eMode_Samples } mMode = eMode_None;
+    std::vector<uint8_t> mBytes; // raw data, or samples in the codec's order
+    int64_t mHeaderBytes = 0;
+};
+
 struct omfiFile
 {
     omfSessionRec* mSession = nullptr;
@@ -166,6 +181,11 @@ struct omfiFile
     std::map<std::string, std::string> mFileSuper;                // the file's class dictionary
     std::string mReason;
     bool mBentoError = false;
+    // Media: the mobs made by the media calls (class of their data, "MDTP" for tapes, "" for
+    // masters) and the media handles.
+    std::map<omfObject_t, std::string> mMobCodec;
+    std::map<omfObject_t, omfObject_t> mMobDescriptor;
+    std::vector<std::unique_ptr<omfMediaRec>> mMedia;
 
     int Gen() const { return mRev == kOmfRev1x ? 0 : 1; }
     bool Swaps() const { return (mReader ? mReader->IsBigEndian() : mBigEndian) != HostIsBig(); }
@@ -478,6 +498,16 @@ omfErr_t omfsCloseFile(omfHdl_t iFile)
 {
     if (!Valid(iFile))
         return OM_ERR_NULL_PARAM;
+    for (const auto& media : iFile->mMedia)
+        if (media->mOpen)
+        {
+            const omfErr_t err = omfmMediaClose(media.get());
+            if (err != OM_ERR_NONE)
+            {
+                omfsDiscardFile(iFile);
+                return err;
+            }
+        }
     std::unique_ptr<omfiFile> file(iFile);
     file->mSession->mFiles.erase(iFile);
     if (!file->mWriting)
@@ -583,6 +613,10 @@ const char* omfsGetErrorString(omfErr_t iErr)
     case OM_ERR_NOT_IN_1X: return "not available in 1.x files";
     case OM_ERR_NOT_IN_20: return "not available in 2.x files";
     case OM_ERR_REFCYCLE: return "object references form a cycle";
+    case OM_ERR_MEDIA_CLOSED: return "media already closed";
+    case OM_ERR_WRONG_MEDIATYPE: return "wrong kind of media";
+    case OM_ERR_INVALID_MOBTYPE: return "wrong kind of mob";
+    case OM_ERR_MEDIA_OPENMODE: return "media takes raw data or samples, not both";
     }
     return "unknown error";
 }
@@ -1033,8 +1067,17 @@ omfErr_t omfiMobSetIdentity(omfHdl_t iFile, omfObject_t iMob, const omfUID_t& iI
     std::memcpy(bytes, &iID.prefix, 4);
     std::memcpy(bytes + 4, &iID.major, 4);
     std::memcpy(bytes + 8, &iID.minor, 4);
-    return OMWriteBaseProp(iFile, iMob, iFile && iFile->mRev == kOmfRev1x ? OMMOBJMobID1x : OMMOBJMobID, OMUID,
-                           12, bytes);
+    const omfErr_t err = OMWriteBaseProp(iFile, iMob, iFile && iFile->mRev == kOmfRev1x ? OMMOBJMobID1x : OMMOBJMobID,
+                                         OMUID, 12, bytes);
+    if (err != OM_ERR_NONE || iFile->mRev != kOmfRev1x)
+        return err;
+    // The head's mob indexes of a 1.x file name the mob by its identity: keep them in step.
+    for (omfProperty_t index : {OMSourceMobs, OMCompositionMobs})
+        if (Pending* pending = FindPending(iFile, iFile->mHead, Prop(iFile->mSession, index)->mName))
+            for (size_t i = 0; i < pending->mTargets.size(); ++i)
+                if (pending->mTargets[i] == iMob)
+                    std::memcpy(pending->mBytes.data() + pending->mKeyOffsets[i] - 12, bytes, 12);
+    return OM_ERR_NONE;
 }
 
 namespace
@@ -1176,3 +1219,432 @@ omfErr_t omfmInit(omfHdl_t iFile)
 {
     return Valid(iFile) ? OM_ERR_NONE : OM_ERR_NULL_PARAM;
 }
+
+namespace
+{
+bool IsSoundCodec(const std::string& iCodec)
+{
+    return iCodec == "WAVE" || iCodec == "AIFC" || iCodec == "QS2M";
+}
+
+// The descriptor class of a codec's file mob.
+const char* DescriptorOf(const std::string& iCodec)
+{
+    return iCodec == "WAVE" ? "WAVD" : iCodec == "AIFC" ? "AIFD" : iCodec == "QS2M" ? "QS2D" : "TIFD";
+}
+
+omfProperty_t DataPropertyOf(omfFileRev_t iRev, const std::string& iCodec)
+{
+    const bool old = iRev == kOmfRev1x;
+    if (iCodec == "WAVE")
+        return old ? OMWAVEData1x : OMWAVEData;
+    if (iCodec == "AIFC")
+        return old ? OMAIFCData1x : OMAIFCData;
+    if (iCodec == "QS2M")
+        return OMQS2MData1x;
+    return OMTIFFData;
+}
+
+omfErr_t WriteID(omfHdl_t iFile, omfObject_t iObject, omfProperty_t iProperty, const omfUID_t& iID)
+{
+    const int32_t words[3] = {iID.prefix, static_cast<int32_t>(iID.major), static_cast<int32_t>(iID.minor)};
+    return OMWriteBaseProp(iFile, iObject, iProperty, OMUID, 12, words);
+}
+
+omfErr_t ReadID(omfHdl_t iFile, omfObject_t iMob, omfUID_t* oID)
+{
+    int32_t words[3] = {0, 0, 0};
+    const omfErr_t err = OMReadBaseProp(iFile, iMob, iFile->mRev == kOmfRev1x ? OMMOBJMobID1x : OMMOBJMobID,
+                                        OMUID, 12, words);
+    oID->prefix = words[0], oID->major = static_cast<uint32_t>(words[1]), oID->minor = static_cast<uint32_t>(words[2]);
+    return err;
+}
+
+#define OMF_TRY(call)                                                                                                  \
+    do                                                                                                                 \
+    {                                                                                                                  \
+        const omfErr_t tryErr = (call);                                                                                \
+        if (tryErr != OM_ERR_NONE)                                                                                     \
+            return tryErr;                                                                                             \
+    } while (false)
+
+// A new mob with a fresh identity and its name, listed in the head, with its media descriptor
+// (0 for none).
+omfErr_t NewMob(omfHdl_t iFile, const std::string& iName, bool iMaster, omfObject_t iDescriptor, omfObject_t* oMob)
+{
+    const bool old = iFile->mRev == kOmfRev1x;
+    omfUID_t id;
+    OMF_TRY(omfiMobIDNew(iFile, &id));
+    OMF_TRY(omfsObjectNew(iFile, old ? "MOBJ" : iMaster ? "MMOB" : "SMOB", oMob));
+    OMF_TRY(omfiMobSetIdentity(iFile, *oMob, id));
+    OMF_TRY(omfsWriteString(iFile, *oMob, old ? OMCPNTName : OMMOBJName, iName));
+    if (old)
+    {
+        const int16_t audio = 2;
+        OMF_TRY(OMWriteBaseProp(iFile, *oMob, OMCPNTTrackKind, OMTrackType, 2, &audio));
+        if (iDescriptor)
+            OMF_TRY(omfsWriteObjRef(iFile, *oMob, OMMOBJPhysicalMedia, iDescriptor));
+        OMF_TRY(omfsAppendObjRefArray(iFile, iFile->mHead, OMObjectSpine, *oMob));
+        OMF_TRY(omfsAppendObjIndex(iFile, iFile->mHead, OMSourceMobs, id, *oMob));
+    }
+    else
+    {
+        if (iDescriptor)
+            OMF_TRY(omfsWriteObjRef(iFile, *oMob, OMSMOBMediaDescription, iDescriptor));
+        OMF_TRY(omfsAppendObjRefArray(iFile, iFile->mHead, OMHEADMobs, *oMob));
+    }
+    iFile->mMobDescriptor[*oMob] = iDescriptor;
+    return OM_ERR_NONE;
+}
+
+omfErr_t NewDescriptor(omfHdl_t iFile, const char* iClass, int16_t iMobKind, omfObject_t* oDescriptor)
+{
+    OMF_TRY(omfsObjectNew(iFile, iClass, oDescriptor));
+    if (iFile->mRev == kOmfRev1x)
+        OMF_TRY(OMWriteBaseProp(iFile, *oDescriptor, OMMDESMobKind, OMPhysicalMobType, 2, &iMobKind));
+    return OM_ERR_NONE;
+}
+
+// A track of iMob playing iLength samples of the mob iSource (the null identity: none) at iRate.
+omfErr_t AddTrack(omfHdl_t iFile, omfObject_t iMob, const omfUID_t& iSource, const omfRational_t& iRate,
+                  omfObject_t* oClip)
+{
+    const int32_t zero = 0;
+    if (iFile->mRev == kOmfRev1x)
+    {
+        const int16_t audio = 2, label = 1, sourceTrack = iSource == omfUID_t() ? 0 : 1;
+        OMF_TRY(omfsObjectNew(iFile, "SCLP", oClip));
+        OMF_TRY(OMWriteBaseProp(iFile, *oClip, OMCPNTTrackKind, OMTrackType, 2, &audio));
+        OMF_TRY(OMWriteBaseProp(iFile, *oClip, OMCPNTEditRate, OMExactEditRate, 8, &iRate));
+        OMF_TRY(OMWriteBaseProp(iFile, *oClip, OMCLIPLength, OMInt32, 4, &zero));
+        OMF_TRY(WriteID(iFile, *oClip, OMSCLPSourceID1x, iSource));
+        OMF_TRY(OMWriteBaseProp(iFile, *oClip, OMSCLPSourceTrack, OMInt16, 2, &sourceTrack));
+        OMF_TRY(OMWriteBaseProp(iFile, *oClip, OMSCLPSourcePosition, OMInt32, 4, &zero));
+        omfObject_t trak = 0;
+        OMF_TRY(omfsObjectNew(iFile, "TRAK", &trak));
+        OMF_TRY(OMWriteBaseProp(iFile, trak, OMTRAKLabelNumber, OMInt16, 2, &label));
+        OMF_TRY(omfsWriteObjRef(iFile, trak, OMTRAKTrackComponent, *oClip));
+        return omfsAppendObjRefArray(iFile, iMob, OMTRKGTracks, trak);
+    }
+    const uint32_t track = 1, sourceTrack = iSource == omfUID_t() ? 0 : 1;
+    omfObject_t sound = 0;
+    OMF_TRY(omfiDatakindLookup(iFile, "omfi:data:Sound", &sound));
+    if (!sound)
+    {
+        OMF_TRY(omfsObjectNew(iFile, "DDEF", &sound));
+        OMF_TRY(omfsWriteString(iFile, sound, OMDDEFDataKindID, "omfi:data:Sound"));
+        OMF_TRY(omfsAppendObjRefArray(iFile, iFile->mHead, OMHEADDefinitionObjects, sound));
+    }
+    OMF_TRY(omfsObjectNew(iFile, "SCLP", oClip));
+    OMF_TRY(omfsWriteObjRef(iFile, *oClip, OMCPNTDatakind, sound));
+    OMF_TRY(OMWriteBaseProp(iFile, *oClip, OMCPNTLength, OMLength32, 4, &zero));
+    OMF_TRY(WriteID(iFile, *oClip, OMSCLPSourceID, iSource));
+    OMF_TRY(OMWriteBaseProp(iFile, *oClip, OMSCLPSourceTrackID, OMUInt32, 4, &sourceTrack));
+    OMF_TRY(OMWriteBaseProp(iFile, *oClip, OMSCLPStartTime, OMPosition32, 4, &zero));
+    omfObject_t desc = 0, slot = 0;
+    OMF_TRY(omfsObjectNew(iFile, "TRKD", &desc));
+    OMF_TRY(OMWriteBaseProp(iFile, desc, OMTRKDTrackID, OMUInt32, 4, &track));
+    OMF_TRY(OMWriteBaseProp(iFile, desc, OMTRKDOrigin, OMPosition32, 4, &zero));
+    OMF_TRY(omfsObjectNew(iFile, "MSLT", &slot));
+    OMF_TRY(omfsWriteObjRef(iFile, slot, OMMSLTSegment, *oClip));
+    OMF_TRY(OMWriteBaseProp(iFile, slot, OMMSLTEditRate, OMRational, 8, &iRate));
+    OMF_TRY(omfsWriteObjRef(iFile, slot, OMMSLTTrackDesc, desc));
+    return omfsAppendObjRefArray(iFile, iMob, OMMOBJSlots, slot);
+}
+
+omfErr_t MediaCreate(omfHdl_t iFile, omfObject_t iMasterMob, omfObject_t iFileMob, bool iVideo,
+                     const omfRational_t& iRate, omfMediaHdl_t* oMedia)
+{
+    if (!Valid(iFile) || !oMedia)
+        return OM_ERR_NULL_PARAM;
+    *oMedia = nullptr;
+    if (!iFile->mWriting)
+        return OM_ERR_FILE_NOT_WRITABLE;
+    auto master = iFile->mMobCodec.find(iMasterMob);
+    auto fileMob = iFile->mMobCodec.find(iFileMob);
+    if (master == iFile->mMobCodec.end() || !master->second.empty() || fileMob == iFile->mMobCodec.end() ||
+        fileMob->second.empty() || fileMob->second == "MDTP")
+        return OM_ERR_INVALID_MOBTYPE;
+    if (IsSoundCodec(fileMob->second) == iVideo)
+        return OM_ERR_WRONG_MEDIATYPE;
+    if (iRate.numerator <= 0 || iRate.denominator <= 0)
+        return OM_ERR_REQUIRED_POSITIVE;
+    for (const auto& media : iFile->mMedia)
+        if (media->mDescriptor == iFile->mMobDescriptor[iFileMob])
+            return OM_ERR_MEDIA_OPENMODE; // a file mob has one media
+    auto media = std::make_unique<omfMediaRec>();
+    media->mFile = iFile, media->mVideo = iVideo, media->mCodec = fileMob->second, media->mRate = iRate;
+    media->mDescriptor = iFile->mMobDescriptor[iFileMob];
+    const bool old = iFile->mRev == kOmfRev1x;
+    omfUID_t fileID;
+    OMF_TRY(ReadID(iFile, iFileMob, &fileID));
+    OMF_TRY(omfsObjectNew(iFile, media->mCodec.c_str(), &media->mData));
+    OMF_TRY(WriteID(iFile, media->mData, old ? OMMDATMobID1x : OMMDATMobID, fileID));
+    if (old)
+        OMF_TRY(omfsAppendObjIndex(iFile, iFile->mHead, OMMediaData1x, fileID, media->mData));
+    else
+        OMF_TRY(omfsAppendObjRefArray(iFile, iFile->mHead, OMHEADMediaData, media->mData));
+    const omfBool isOMFI = true;
+    OMF_TRY(OMWriteBaseProp(iFile, media->mDescriptor, old ? OMMDFLIsOMFI1x : OMMDFLIsOMFI, OMBoolean, 1, &isOMFI));
+    OMF_TRY(OMWriteBaseProp(iFile, media->mDescriptor, old ? OMMDFLSampleRate1x : OMMDFLSampleRate,
+                            old ? OMExactEditRate : OMRational, 8, &iRate));
+    OMF_TRY(AddTrack(iFile, iFileMob, omfUID_t(), iRate, &media->mFileClip));
+    OMF_TRY(AddTrack(iFile, iMasterMob, fileID, iRate, &media->mMasterClip));
+    *oMedia = media.get();
+    iFile->mMedia.push_back(std::move(media));
+    return OM_ERR_NONE;
+}
+
+omfErr_t Writable(omfMediaHdl_t iMedia)
+{
+    if (!iMedia || !Valid(iMedia->mFile))
+        return OM_ERR_NULL_PARAM;
+    return iMedia->mOpen ? OM_ERR_NONE : OM_ERR_MEDIA_CLOSED;
+}
+
+void PutU16(std::vector<uint8_t>* ioBytes, uint32_t iValue, bool iBig)
+{
+    const uint8_t b[2] = {uint8_t(iValue), uint8_t(iValue >> 8)};
+    iBig ? ioBytes->insert(ioBytes->end(), {b[1], b[0]}) : ioBytes->insert(ioBytes->end(), {b[0], b[1]});
+}
+
+void PutU32(std::vector<uint8_t>* ioBytes, uint32_t iValue, bool iBig)
+{
+    PutU16(ioBytes, iBig ? iValue >> 16 : iValue & 0xFFFF, iBig);
+    PutU16(ioBytes, iBig ? iValue & 0xFFFF : iValue >> 16, iBig);
+}
+
+void PutText(std::vector<uint8_t>* ioBytes, const char* iText)
+{
+    ioBytes->insert(ioBytes->end(), iText, iText + std::strlen(iText));
+}
+
+// The 80-bit extended value of a whole positive rate.
+void PutExtended(std::vector<uint8_t>* ioBytes, uint32_t iValue)
+{
+    int exponent = 16383 + 31;
+    uint64_t mantissa = static_cast<uint64_t>(iValue) << 32;
+    while (mantissa && !(mantissa & (uint64_t(1) << 63)))
+        mantissa <<= 1, --exponent;
+    if (!mantissa)
+        exponent = 0;
+    PutU16(ioBytes, static_cast<uint32_t>(exponent), true);
+    PutU32(ioBytes, static_cast<uint32_t>(mantissa >> 32), true);
+    PutU32(ioBytes, static_cast<uint32_t>(mantissa), true);
+}
+
+// The header of the codec's file format in front of iDataBytes of samples.
+std::vector<uint8_t> SoundHeader(const omfMediaRec& iMedia, uint32_t iDataBytes)
+{
+    std::vector<uint8_t> h;
+    const uint32_t rate = static_cast<uint32_t>(iMedia.mRate.numerator / iMedia.mRate.denominator);
+    const uint32_t bytesPerSample = static_cast<uint32_t>((iMedia.mBits + 7) / 8);
+    const uint32_t frame = bytesPerSample * static_cast<uint32_t>(iMedia.mChannels);
+    const uint32_t pad = iDataBytes & 1;
+    if (iMedia.mCodec == "WAVE")
+    {
+        PutText(&h, "RIFF"), PutU32(&h, 36 + iDataBytes + pad, false), PutText(&h, "WAVE");
+        PutText(&h, "fmt "), PutU32(&h, 16, false), PutU16(&h, 1, false);
+        PutU16(&h, static_cast<uint32_t>(iMedia.mChannels), false), PutU32(&h, rate, false);
+        PutU32(&h, rate * frame, false), PutU16(&h, frame, false);
+        PutU16(&h, static_cast<uint32_t>(iMedia.mBits), false);
+        PutText(&h, "data"), PutU32(&h, iDataBytes, false);
+        return h;
+    }
+    const char cName[] = "\x0enot compressed";
+    PutText(&h, "FORM"), PutU32(&h, 4 + 12 + 8 + 38 + 16 + iDataBytes + pad, true), PutText(&h, "AIFC");
+    PutText(&h, "FVER"), PutU32(&h, 4, true), PutU32(&h, 0xA2805140, true);
+    PutText(&h, "COMM"), PutU32(&h, 38, true), PutU16(&h, static_cast<uint32_t>(iMedia.mChannels), true);
+    PutU32(&h, static_cast<uint32_t>(iMedia.mSamples), true), PutU16(&h, static_cast<uint32_t>(iMedia.mBits), true);
+    PutExtended(&h, rate);
+    PutText(&h, "NONE"), h.insert(h.end(), cName, cName + 15), h.push_back(0);
+    PutText(&h, "SSND"), PutU32(&h, 8 + iDataBytes, true), PutU32(&h, 0, true), PutU32(&h, 0, true);
+    return h;
+}
+
+omfErr_t PutLength(omfHdl_t iFile, omfObject_t iObject, omfProperty_t iProperty1x, omfProperty_t iProperty2x,
+                   int32_t iLength)
+{
+    const bool old = iFile->mRev == kOmfRev1x;
+    return OMWriteBaseProp(iFile, iObject, old ? iProperty1x : iProperty2x, old ? OMInt32 : OMLength32, 4, &iLength);
+}
+} // namespace
+
+omfErr_t omfmFileMobNew(omfHdl_t iFile, const std::string& iName, const omfRational_t& iEditRate,
+                        omfClassIDPtr_t iCodec, omfObject_t* oMob)
+{
+    if (!Valid(iFile) || !oMob || !iCodec)
+        return OM_ERR_NULL_PARAM;
+    if (!iFile->mWriting)
+        return OM_ERR_FILE_NOT_WRITABLE;
+    const std::string codec = ClassText(iCodec);
+    if (!IsSoundCodec(codec) && codec != "TIFF")
+        return OM_ERR_WRONG_MEDIATYPE;
+    if (codec == "QS2M" && iFile->mRev != kOmfRev1x)
+        return OM_ERR_NOT_IN_20;
+    if (iEditRate.numerator <= 0 || iEditRate.denominator <= 0)
+        return OM_ERR_REQUIRED_POSITIVE;
+    omfObject_t descriptor = 0;
+    OMF_TRY(NewDescriptor(iFile, DescriptorOf(codec), 1, &descriptor));
+    OMF_TRY(NewMob(iFile, iName, false, descriptor, oMob));
+    iFile->mMobCodec[*oMob] = codec;
+    return OM_ERR_NONE;
+}
+
+omfErr_t omfmMasterMobNew(omfHdl_t iFile, const std::string& iName, omfBool iIsPrimary, omfObject_t* oMob)
+{
+    if (!Valid(iFile) || !oMob)
+        return OM_ERR_NULL_PARAM;
+    if (!iFile->mWriting)
+        return OM_ERR_FILE_NOT_WRITABLE;
+    OMF_TRY(NewMob(iFile, iName, true, 0, oMob));
+    if (iIsPrimary && iFile->mRev != kOmfRev1x)
+        OMF_TRY(omfsAppendObjRefArray(iFile, iFile->mHead, OMHEADPrimaryMobs, *oMob));
+    iFile->mMobCodec[*oMob] = std::string();
+    return OM_ERR_NONE;
+}
+
+omfErr_t omfmTapeMobNew(omfHdl_t iFile, const std::string& iName, omfObject_t* oMob)
+{
+    if (!Valid(iFile) || !oMob)
+        return OM_ERR_NULL_PARAM;
+    if (!iFile->mWriting)
+        return OM_ERR_FILE_NOT_WRITABLE;
+    omfObject_t descriptor = 0;
+    OMF_TRY(NewDescriptor(iFile, "MDTP", 2, &descriptor));
+    OMF_TRY(NewMob(iFile, iName, false, descriptor, oMob));
+    iFile->mMobCodec[*oMob] = "MDTP";
+    return OM_ERR_NONE;
+}
+
+omfErr_t omfmAudioMediaCreate(omfHdl_t iFile, omfObject_t iMasterMob, omfObject_t iFileMob,
+                              const omfRational_t& iSampleRate, int16_t iBitsPerSample, int16_t iChannels,
+                              omfMediaHdl_t* oMedia)
+{
+    if (iChannels <= 0 || (iBitsPerSample != 8 && iBitsPerSample != 16 && iBitsPerSample != 24 && iBitsPerSample != 32))
+        return OM_ERR_REQUIRED_POSITIVE;
+    OMF_TRY(MediaCreate(iFile, iMasterMob, iFileMob, false, iSampleRate, oMedia));
+    (*oMedia)->mBits = iBitsPerSample, (*oMedia)->mChannels = iChannels;
+    return OM_ERR_NONE;
+}
+
+omfErr_t omfmVideoMediaCreate(omfHdl_t iFile, omfObject_t iMasterMob, omfObject_t iFileMob,
+                              const omfRational_t& iFrameRate, int32_t iWidth, int32_t iHeight, omfMediaHdl_t* oMedia)
+{
+    if (iWidth <= 0 || iHeight <= 0)
+        return OM_ERR_REQUIRED_POSITIVE;
+    return MediaCreate(iFile, iMasterMob, iFileMob, true, iFrameRate, oMedia);
+}
+
+omfErr_t omfmWriteDataSamples(omfMediaHdl_t iMedia, int32_t iSamples, const void* iBuffer, int32_t iBytes)
+{
+    OMF_TRY(Writable(iMedia));
+    if (iMedia->mVideo || (iMedia->mCodec != "WAVE" && iMedia->mCodec != "AIFC"))
+        return OM_ERR_WRONG_MEDIATYPE;
+    if (iMedia->mMode == omfMediaRec::eMode_Raw)
+        return OM_ERR_MEDIA_OPENMODE;
+    const int32_t width = (iMedia->mBits + 7) / 8;
+    if (iSamples < 0 || (!iBuffer && iSamples > 0) || int64_t(iSamples) * width * iMedia->mChannels != iBytes)
+        return OM_ERR_SMALLBUF;
+    iMedia->mMode = omfMediaRec::eMode_Samples;
+    const uint8_t* p = static_cast<const uint8_t*>(iBuffer);
+    const size_t at = iMedia->mBytes.size();
+    iMedia->mBytes.insert(iMedia->mBytes.end(), p, p + iBytes);
+    // Samples come in the host's order; WAVE keeps little-endian, AIFC big-endian ones.
+    if ((iMedia->mCodec == "AIFC") != HostIsBig() && width > 1)
+        for (size_t i = at; i + static_cast<size_t>(width) <= iMedia->mBytes.size(); i += static_cast<size_t>(width))
+            std::reverse(iMedia->mBytes.begin() + static_cast<std::ptrdiff_t>(i),
+                         iMedia->mBytes.begin() + static_cast<std::ptrdiff_t>(i) + width);
+    // 8-bit WAVE samples are stored offset by 128.
+    if (iMedia->mCodec == "WAVE" && width == 1)
+        for (size_t i = at; i < iMedia->mBytes.size(); ++i)
+            iMedia->mBytes[i] ^= 0x80;
+    iMedia->mSamples += iSamples;
+    return OM_ERR_NONE;
+}
+
+omfErr_t omfmWriteRawData(omfMediaHdl_t iMedia, int32_t iSamples, const void* iBuffer, int32_t iBytes)
+{
+    OMF_TRY(Writable(iMedia));
+    if (iMedia->mMode == omfMediaRec::eMode_Samples)
+        return OM_ERR_MEDIA_OPENMODE;
+    if (iSamples < 0 || iBytes < 0 || (!iBuffer && iBytes > 0))
+        return OM_ERR_NULL_PARAM;
+    iMedia->mMode = omfMediaRec::eMode_Raw;
+    const uint8_t* p = static_cast<const uint8_t*>(iBuffer);
+    iMedia->mBytes.insert(iMedia->mBytes.end(), p, p + iBytes);
+    iMedia->mSamples += iSamples;
+    return OM_ERR_NONE;
+}
+
+omfErr_t omfmMediaClose(omfMediaHdl_t iMedia)
+{
+    OMF_TRY(Writable(iMedia));
+    omfHdl_t file = iMedia->mFile;
+    const bool old = file->mRev == kOmfRev1x;
+    std::vector<uint8_t> bytes;
+    if (iMedia->mMode == omfMediaRec::eMode_Samples)
+    {
+        if (iMedia->mBytes.size() > 0x7FFFFF00u)
+            return OM_ERR_SMALLBUF;
+        bytes = SoundHeader(*iMedia, static_cast<uint32_t>(iMedia->mBytes.size()));
+        iMedia->mHeaderBytes = static_cast<int64_t>(bytes.size());
+        bytes.insert(bytes.end(), iMedia->mBytes.begin(), iMedia->mBytes.end());
+        if (iMedia->mBytes.size() & 1)
+            bytes.push_back(0);
+    }
+    else
+        bytes = iMedia->mBytes;
+    if (bytes.size() > 0x7FFFFFFFu)
+        return OM_ERR_SMALLBUF;
+    OMF_TRY(OMWriteBaseProp(file, iMedia->mData, DataPropertyOf(file->mRev, iMedia->mCodec), OMDataValue,
+                            static_cast<int32_t>(bytes.size()), bytes.data()));
+    if (!old && (iMedia->mCodec == "WAVE" || iMedia->mCodec == "AIFC"))
+    {
+        // The summary is the format's header.
+        const size_t summary = iMedia->mHeaderBytes ? static_cast<size_t>(iMedia->mHeaderBytes)
+                                                    : std::min<size_t>(12, bytes.size());
+        OMF_TRY(OMWriteBaseProp(file, iMedia->mDescriptor, iMedia->mCodec == "WAVE" ? OMWAVDSummary : OMAIFDSummary,
+                                OMDataValue, static_cast<int32_t>(summary), bytes.data()));
+    }
+    OMF_TRY(PutLength(file, iMedia->mDescriptor, OMMDFLLength1x, OMMDFLLength, iMedia->mSamples));
+    OMF_TRY(PutLength(file, iMedia->mFileClip, OMCLIPLength, OMCPNTLength, iMedia->mSamples));
+    OMF_TRY(PutLength(file, iMedia->mMasterClip, OMCLIPLength, OMCPNTLength, iMedia->mSamples));
+    iMedia->mOpen = false;
+    iMedia->mBytes.clear();
+    iMedia->mBytes.shrink_to_fit();
+    return OM_ERR_NONE;
+}
+
+omfErr_t omfmGetMediaSegmentInfo(omfMediaHdl_t iMedia, int32_t iIndex, int64_t* oStartSample, int64_t* oSamples,
+                                 int64_t* oDataOffset)
+{
+    if (!iMedia || !Valid(iMedia->mFile))
+        return OM_ERR_NULL_PARAM;
+    if (iIndex != 1)
+        return OM_ERR_BADINDEX;
+    if (oStartSample)
+        *oStartSample = 0;
+    if (oSamples)
+        *oSamples = iMedia->mSamples;
+    if (oDataOffset)
+        *oDataOffset = iMedia->mMode == omfMediaRec::eMode_Samples
+                           ? (iMedia->mOpen ? static_cast<int64_t>(SoundHeader(*iMedia, 0).size()) : iMedia->mHeaderBytes)
+                           : 0;
+    return OM_ERR_NONE;
+}
+
+omfErr_t omfmMobGetTapeName(omfHdl_t iFile, omfObject_t iMob, std::string* oName)
+{
+    if (!Valid(iFile) || !oName)
+        return OM_ERR_NULL_PARAM;
+    const bool old = iFile->mRev == kOmfRev1x;
+    omfObject_t descriptor = 0;
+    omfClassID_t cls;
+    if (omfsReadObjRef(iFile, iMob, old ? OMMOBJPhysicalMedia : OMSMOBMediaDescription, &descriptor) != OM_ERR_NONE ||
+        omfsReadClassID(iFile, descriptor, old ? OMObjID : OMOOBJObjClass, &cls) != OM_ERR_NONE ||
+        cls.AsString() != "MDTP")
+        return OM_ERR_INVALID_MOBTYPE;
+    return omfsReadString(iFile, iMob, old ? OMCPNTName : OMMOBJName, oName);
+}
+#undef OMF_TRY

@@ -50,7 +50,11 @@ enum omfErr_t : int32_t
     OM_ERR_SEMANTIC = 19,
     OM_ERR_NOT_IN_1X = 20,
     OM_ERR_NOT_IN_20 = 21,
-    OM_ERR_REFCYCLE = 22
+    OM_ERR_REFCYCLE = 22,
+    OM_ERR_MEDIA_CLOSED = 23,
+    OM_ERR_WRONG_MEDIATYPE = 24,
+    OM_ERR_INVALID_MOBTYPE = 25,
+    OM_ERR_MEDIA_OPENMODE = 26
 };
 
 enum omfFileRev_t : int32_t
@@ -251,6 +255,8 @@ omfBool omfsIsSemanticCheckOn(omfHdl_t iFile);
 
 // ---- identity --------------------------------------------------------------------------------
 omfErr_t omfiMobIDNew(omfHdl_t iFile, omfUID_t* oID);
+// A mob's new identity, also in the head's mob indexes of a 1.x file. Media data takes its
+// file mob's identity when omfmAudioMediaCreate makes it: set the identity before that.
 omfErr_t omfiMobSetIdentity(omfHdl_t iFile, omfObject_t iMob, const omfUID_t& iID);
 // Copies iMob and everything it refers to into iDestFile; the copy keeps the identity.
 omfErr_t omfiMobCloneExternal(omfHdl_t iFile, omfObject_t iMob, omfHdl_t iDestFile,
@@ -262,4 +268,39 @@ omfErr_t omfiDatakindLookup(omfHdl_t iFile, const std::string& iName, omfObject_
 omfErr_t omfiGetPropertyName(omfHdl_t iFile, omfProperty_t iProperty, std::string* oName);
 
 // ---- media -------------------------------------------------------------------------------------
+// Media of a created file: mobs that describe it and its data embedded in the file. A file
+// mob's codec is the class of its data: "WAVE", "AIFC" or "QS2M" (1.x only) for sound,
+// "TIFF" for pictures. A media handle belongs to its file: omfmMediaClose writes what was
+// gathered and marks it closed (later calls on it fail with OM_ERR_MEDIA_CLOSED); the handle
+// itself lives until the file is closed or discarded, and closing the file closes open media.
+struct omfMediaRec;
+using omfMediaHdl_t = omfMediaRec*;
+
 omfErr_t omfmInit(omfHdl_t iFile);
+omfErr_t omfmFileMobNew(omfHdl_t iFile, const std::string& iName, const omfRational_t& iEditRate,
+                        omfClassIDPtr_t iCodec, omfObject_t* oMob);
+omfErr_t omfmMasterMobNew(omfHdl_t iFile, const std::string& iName, omfBool iIsPrimary, omfObject_t* oMob);
+omfErr_t omfmTapeMobNew(omfHdl_t iFile, const std::string& iName, omfObject_t* oMob);
+// New media for a file mob of a sound codec, played by the master mob's first track.
+// Samples are iBitsPerSample wide (8, 16, 24 or 32), interleaved over iChannels.
+omfErr_t omfmAudioMediaCreate(omfHdl_t iFile, omfObject_t iMasterMob, omfObject_t iFileMob,
+                              const omfRational_t& iSampleRate, int16_t iBitsPerSample, int16_t iChannels,
+                              omfMediaHdl_t* oMedia);
+// New media for a file mob of a picture codec; its data is written raw, one frame a sample.
+omfErr_t omfmVideoMediaCreate(omfHdl_t iFile, omfObject_t iMasterMob, omfObject_t iFileMob,
+                              const omfRational_t& iFrameRate, int32_t iWidth, int32_t iHeight,
+                              omfMediaHdl_t* oMedia);
+// iSamples sample frames of sound, two's complement in the host's order (iBytes must be their size); the data is
+// stored in the codec's order behind the header that omfmMediaClose writes. WAVE and AIFC only.
+omfErr_t omfmWriteDataSamples(omfMediaHdl_t iMedia, int32_t iSamples, const void* iBuffer, int32_t iBytes);
+// Bytes stored as they are (a whole file of the codec's format), said to hold iSamples samples.
+// A media takes either raw data or data samples (OM_ERR_MEDIA_OPENMODE for the other).
+omfErr_t omfmWriteRawData(omfMediaHdl_t iMedia, int32_t iSamples, const void* iBuffer, int32_t iBytes);
+omfErr_t omfmMediaClose(omfMediaHdl_t iMedia);
+// The media's one segment (iIndex 1): its first sample, its samples and where in the data value
+// the first sample is (0 for raw data).
+omfErr_t omfmGetMediaSegmentInfo(omfMediaHdl_t iMedia, int32_t iIndex, int64_t* oStartSample,
+                                 int64_t* oSamples, int64_t* oDataOffset);
+// The name of a tape mob (OM_ERR_INVALID_MOBTYPE for a mob of other media), in a file read or
+// written.
+omfErr_t omfmMobGetTapeName(omfHdl_t iFile, omfObject_t iMob, std::string* oName);
