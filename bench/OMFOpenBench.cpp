@@ -29,14 +29,14 @@ std::string FileOf(int64_t iObjects)
     const char* base = std::getenv("TMPDIR");
     const std::string path = std::string(base ? base : "/tmp") + "/mirafile-omfbench-" + std::to_string(::getpid()) +
                              "-" + std::to_string(iObjects) + ".omf";
-    OMF_FileSpec spec;
+    OMF_FileSpec description;
     OMF_FileSpec::Media media;
     media.mName = "tone";
     media.mSourceID = {42, 1, 1};
     media.mMasterID = {42, 1, 2};
     media.mBytes.assign(4096, 0);
     media.mLength = 1024;
-    spec.mMedia = {media};
+    description.mMedia = {media};
     OMF_FileSpec::Composition song{"song", {42, 9, 9}, {{}, {}}};
     const int64_t clips = (iObjects - 17) / 2; // the rest: head, definitions, mobs, slots
     for (int64_t i = 0; i < clips; ++i)
@@ -44,8 +44,8 @@ std::string FileOf(int64_t iObjects)
         song.mTracks[0].push_back({0, int32_t(i % 1000), 24});
         song.mTracks[1].push_back({0, int32_t((i * 7) % 1000), 24});
     }
-    spec.mCompositions = {song};
-    OMF_WriteFile(Sys_FileLoc(path), spec);
+    description.mCompositions = {song};
+    OMF_WriteFile(Sys_FileLoc(path), description);
     return sFiles.emplace(iObjects, path).first->second;
 }
 

@@ -38,11 +38,11 @@ const OMFTest_Media& OMFTest_GetMedia(const std::string& iFolder)
 
 OMF_FileSpec OMFTest_Spec(const OMFTest_Variant& iVariant, const OMFTest_Media& iMedia)
 {
-    OMF_FileSpec spec;
-    spec.mRev = iVariant.mRev;
-    spec.mBigEndian = iVariant.mBigEndian;
-    spec.mContainerForm = iVariant.mForm;
-    spec.mMaxSegment = iVariant.mMaxSegment;
+    OMF_FileSpec description;
+    description.mRev = iVariant.mRev;
+    description.mBigEndian = iVariant.mBigEndian;
+    description.mContainerForm = iVariant.mForm;
+    description.mMaxSegment = iVariant.mMaxSegment;
     OMF_FileSpec::Media wave;
     wave.mName = "Kick";
     wave.mSourceID = {42, 1, 1};
@@ -57,9 +57,9 @@ OMF_FileSpec OMFTest_Spec(const OMFTest_Variant& iVariant, const OMFTest_Media& 
     aifc.mType = eAudioFileType_AIFC;
     aifc.mBytes.assign(iMedia.mAifc.begin(), iMedia.mAifc.end());
     aifc.mLength = 200;
-    spec.mMedia = {wave, aifc};
-    spec.mCompositions = {{"Song", {42, 9, 9}, {{{0, 0, 100}, {1, 50, 150}}, {{1, 0, 200}}}}};
-    return spec;
+    description.mMedia = {wave, aifc};
+    description.mCompositions = {{"Song", {42, 9, 9}, {{{0, 0, 100}, {1, 50, 150}}, {{1, 0, 200}}}}};
+    return description;
 }
 
 OMFTest_Builder& OMFTest_Builder::U8(uint8_t iValue)

@@ -341,9 +341,9 @@ TEST(OMF_ToolkitTest, MisuseIsRefusedWithItsError)
     EXPECT_EQ(omfsEndSession(session), OM_ERR_NONE);
 
     // A writer that fails midway leaves no file behind.
-    OMF_FileSpec spec;
-    spec.mCompositions = {{"Song", {1, 2, 3}, {{{5, 0, 10}}}}}; // names a medium that is not there
-    EXPECT_THROW(OMF_WriteFile(Sys_FileLoc(dir.Path() + "/bad.omf"), spec), std::out_of_range);
+    OMF_FileSpec description;
+    description.mCompositions = {{"Song", {1, 2, 3}, {{{5, 0, 10}}}}}; // names a medium that is not there
+    EXPECT_THROW(OMF_WriteFile(Sys_FileLoc(dir.Path() + "/bad.omf"), description), std::out_of_range);
     EXPECT_TRUE(Test_FolderNames(dir.Path()).empty());
 }
 } // namespace
