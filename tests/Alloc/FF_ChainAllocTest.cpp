@@ -72,6 +72,31 @@ void* operator new[](std::size_t iSize)
 {
     return operator new(iSize);
 }
+// The nothrow forms too (the library's std::stable_partition asks for its buffer through
+// them): left to the runtime, their blocks would come back to the free() below.
+void* operator new(std::size_t iSize, const std::nothrow_t&) noexcept
+{
+    try
+    {
+        return operator new(iSize);
+    }
+    catch (const std::bad_alloc&)
+    {
+        return nullptr;
+    }
+}
+void* operator new[](std::size_t iSize, const std::nothrow_t&) noexcept
+{
+    return operator new(iSize, std::nothrow);
+}
+void operator delete(void* iP, const std::nothrow_t&) noexcept
+{
+    std::free(iP);
+}
+void operator delete[](void* iP, const std::nothrow_t&) noexcept
+{
+    std::free(iP);
+}
 void operator delete(void* iP) noexcept
 {
     std::free(iP);
