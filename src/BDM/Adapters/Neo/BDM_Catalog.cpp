@@ -9,6 +9,7 @@
 #include "BDM/BDM_Globals.h"
 #include "BDM/BDM_Schema.h"
 #include "BDM/BDM_Utils.h"
+#include "BDM/BDM_Volume.h"
 #include "Cmn_Assert.h"
 #include "L10N_ExceptionData.h"
 #include "Sys_FileLocUtils.h"
@@ -18,6 +19,38 @@ namespace
 {
 constexpr int32_t cBrowserPackage = 12, cCatalogExists = 64;
 constexpr const char* cRootAssetName = "Catalog Root";
+
+// Stores every attribute of a file-system asset, the audio file kept open while they are
+// read instead of opened once per attribute.
+BDM_KeyHandle ImportOpen(BNeoa_Bin& ioBin, BDM_Asset& iSource, const BDM_KeyHandle& iParent)
+{
+    std::unique_ptr<FF_AudioFile::StOpenForRead> open;
+    if (auto* audioP = dynamic_cast<BFSa_AudioAsset*>(&iSource))
+    {
+        try
+        {
+            open.reset(new FF_AudioFile::StOpenForRead(audioP->GetFile()));
+        }
+        catch (const std::exception&)
+        {
+            // Unreadable now: each attribute says so on its own.
+        }
+    }
+    return ioBin.ImportAsset(iSource, iParent);
+}
+
+// Volume databases are plain database bins of this adapter.
+BDM_Bin* MakeVolumeDatabase(const BDM_URL& iURL, const std::string&, BDM_Cache* iCacheP)
+{
+    return new BNeoa_Bin(iURL, iCacheP);
+}
+BDM_KeyHandle ImportVolumeEntry(BDM_Bin& iDatabase, BDM_Asset& iSource, const BDM_KeyHandle& iParent)
+{
+    return ImportOpen(static_cast<BNeoa_Bin&>(iDatabase), iSource, iParent);
+}
+[[maybe_unused]] const bool sVolumeDatabaseInstalled =
+    (BDM_Volume::SetDatabaseFactory(&MakeVolumeDatabase),
+     BDM_Volume::SetEntryImporter(&ImportVolumeEntry), true);
 } // namespace
 
 BDM_Catalog::BDM_Catalog(const Sys_FileLoc& iURL, BDM_Cache* iCacheP) : BNeoa_Bin(iURL, iCacheP) {}
@@ -129,20 +162,7 @@ BDM_CatalogAdder::BDM_CatalogAdder(BDM_Catalog& iCatalog, const std::vector<Sys_
 
 BDM_KeyHandle BDM_CatalogAdder::Import(BDM_Asset& iSource, const BDM_KeyHandle& iParent)
 {
-    // An audio file stays open while its attributes are read, instead of once per attribute.
-    std::unique_ptr<FF_AudioFile::StOpenForRead> open;
-    if (auto* audioP = dynamic_cast<BFSa_AudioAsset*>(&iSource))
-    {
-        try
-        {
-            open.reset(new FF_AudioFile::StOpenForRead(audioP->GetFile()));
-        }
-        catch (const std::exception&)
-        {
-            // Unreadable now: each attribute says so on its own.
-        }
-    }
-    return mCatalog.ImportAsset(iSource, iParent);
+    return ImportOpen(mCatalog, iSource, iParent);
 }
 
 bool BDM_CatalogAdder::Load()
