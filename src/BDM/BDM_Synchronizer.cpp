@@ -315,25 +315,18 @@ bool BDM_Synchronizer::Begin()
         mCounts->mOffline += CountEntriesBelow(mDestinationKey);
         return false;
     }
-    BDM_Bin& database = *mVolumeP->GetDatabase();
-    const BDM_AssetHandle folderAsset = database.GetAsset(mDestinationKey);
-    if (!folderAsset)
-        return false;
-    std::list<BDM_KeyHandle> children;
-    folderAsset->GetChildren(&children);
-    const BDM_AttributeTags& t = Tags();
-    for (const BDM_KeyHandle& child : children)
+    std::vector<BDM_Volume::ChildRecord> children;
+    mVolumeP->ListChildren(mDestinationKey, &children);
+    for (BDM_Volume::ChildRecord& child : children)
     {
-        const BDM_AssetHandle asset = database.GetAsset(child);
-        std::string name;
-        if (!asset || !asset->GetAttributeValue(t.cFileName, &name))
-            continue;
         Entry entry;
-        entry.mKey = child;
-        entry.mFolder = child->IsFolder();
-        entry.mHasDate = asset->GetAttributeValue(t.cFileModDate, &entry.mModDate);
-        entry.mHasSize = asset->GetAttributeValue(t.cFileDataForkSize, &entry.mSize);
-        mFolder->mEntries[name] = entry;
+        entry.mKey = child.mKey;
+        entry.mFolder = child.mKey->IsFolder();
+        entry.mHasDate = child.mHasModDate;
+        entry.mHasSize = child.mHasSize;
+        entry.mModDate = child.mModDate;
+        entry.mSize = child.mSize;
+        mFolder->mEntries[std::move(child.mName)] = entry;
     }
     return true;
 }

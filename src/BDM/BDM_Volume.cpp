@@ -17,6 +17,7 @@ namespace
 Sys_FileLoc sVolumesFolder;
 BDM_Volume::FileSystemHooks sFileSystemHooks;
 BDM_Volume::EntryImporter sEntryImporter = nullptr;
+BDM_Volume::ChildLister sChildLister = nullptr;
 
 const BDM_AttributeTags& Tags()
 {
@@ -53,6 +54,11 @@ const BDM_Volume::FileSystemHooks& BDM_Volume::GetFileSystemHooks()
 void BDM_Volume::SetEntryImporter(EntryImporter iImporter)
 {
     sEntryImporter = iImporter;
+}
+
+void BDM_Volume::SetChildLister(ChildLister iLister)
+{
+    sChildLister = iLister;
 }
 
 BDM_StringList BDM_Volume::GetRelativeComponents(const Sys_FileLoc& iLoc)
@@ -216,21 +222,37 @@ void BDM_Volume::Commit()
         mNeoBin->Commit();
 }
 
-BDM_KeyHandle BDM_Volume::FindChild(const BDM_KeyHandle& iParentKey, const std::string& iName)
+void BDM_Volume::ListChildren(const BDM_KeyHandle& iParentKey, std::vector<ChildRecord>* oChildrenP)
 {
     CMN_ASSERT(mNeoBin);
+    oChildrenP->clear();
+    if (sChildLister && sChildLister(*mNeoBin, iParentKey, oChildrenP))
+        return;
     const BDM_AssetHandle parent = mNeoBin->GetAsset(iParentKey);
     if (!parent)
-        return BDM_KeyHandle();
+        return;
     std::list<BDM_KeyHandle> children;
     parent->GetChildren(&children);
     for (const BDM_KeyHandle& child : children)
     {
         const BDM_AssetHandle asset = mNeoBin->GetAsset(child);
-        std::string name;
-        if (asset && asset->GetAttributeValue(Tags().cFileName, &name) && name == iName)
-            return child;
+        ChildRecord record;
+        if (!asset || !asset->GetAttributeValue(Tags().cFileName, &record.mName))
+            continue;
+        record.mKey = child;
+        record.mHasModDate = asset->GetAttributeValue(Tags().cFileModDate, &record.mModDate);
+        record.mHasSize = asset->GetAttributeValue(Tags().cFileDataForkSize, &record.mSize);
+        oChildrenP->push_back(std::move(record));
     }
+}
+
+BDM_KeyHandle BDM_Volume::FindChild(const BDM_KeyHandle& iParentKey, const std::string& iName)
+{
+    std::vector<ChildRecord> children;
+    ListChildren(iParentKey, &children);
+    for (const ChildRecord& child : children)
+        if (child.mName == iName)
+            return child.mKey;
     return BDM_KeyHandle();
 }
 

@@ -26,6 +26,7 @@
 #include <cstdint>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "BDM/BDM_FileBasedBin.h"
 #include "Sys_Volume.h"
@@ -58,6 +59,23 @@ public:
     using EntryImporter = BDM_KeyHandle (*)(BDM_Bin& iDatabase, BDM_Asset& iSource,
                                             const BDM_KeyHandle& iParentKey);
     static void SetEntryImporter(EntryImporter iImporter);
+
+    // What an indexing pass reads of a folder's entries: the key, the stored file name,
+    // modification date and data size.
+    struct ChildRecord
+    {
+        BDM_KeyHandle mKey;
+        std::string mName;
+        bool mHasModDate = false;
+        bool mHasSize = false;
+        int64_t mModDate = 0;
+        int64_t mSize = 0;
+    };
+    // The database adapter's quick way to those records (one query for a folder); false for
+    // a bin it does not know. Otherwise each child's asset is read.
+    using ChildLister = bool (*)(BDM_Bin& iDatabase, const BDM_KeyHandle& iParentKey,
+                                 std::vector<ChildRecord>* oChildrenP);
+    static void SetChildLister(ChildLister iLister);
 
     // The path components of iLoc below the mount point of its volume ("" components
     // dropped; empty for the mount point itself).
@@ -106,6 +124,9 @@ public:
     BDM_KeyHandle FindEntryForLocation(const Sys_FileLoc& iFileLoc);
     // Removes the entry of a location and what it holds; false when there was none.
     bool DeleteEntryForLocation(const Sys_FileLoc& iFileLoc);
+    // The records of the children of iParentKey that have a file name, in the database's
+    // order.
+    void ListChildren(const BDM_KeyHandle& iParentKey, std::vector<ChildRecord>* oChildrenP);
     // The child of iParentKey named iName (file names compare exactly), or null.
     BDM_KeyHandle FindChild(const BDM_KeyHandle& iParentKey, const std::string& iName);
     // Enters iSource, the file-system asset of iLoc, under iParentKey through the database

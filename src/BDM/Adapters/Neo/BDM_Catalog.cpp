@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "BDM/Adapters/FS/BFSa_Bin.h"
+#include "BDM/Adapters/Neo/BNeoa_Database.h"
 #include "BDM/BDM_Globals.h"
 #include "BDM/BDM_Schema.h"
 #include "BDM/BDM_Utils.h"
@@ -46,11 +47,45 @@ BDM_Bin* MakeVolumeDatabase(const BDM_URL& iURL, const std::string&, BDM_Cache* 
 }
 BDM_KeyHandle ImportVolumeEntry(BDM_Bin& iDatabase, BDM_Asset& iSource, const BDM_KeyHandle& iParent)
 {
-    return ImportOpen(static_cast<BNeoa_Bin&>(iDatabase), iSource, iParent);
+    auto* binP = dynamic_cast<BNeoa_Bin*>(&iDatabase);
+    if (!binP)
+        throw std::runtime_error("Not a database of this adapter.");
+    return ImportOpen(*binP, iSource, iParent);
+}
+// A folder's entries as an indexing pass compares them, in one query.
+bool ListVolumeChildren(BDM_Bin& iDatabase, const BDM_KeyHandle& iParentKey,
+                        std::vector<BDM_Volume::ChildRecord>* oChildrenP)
+{
+    auto* binP = dynamic_cast<BNeoa_Bin*>(&iDatabase);
+    if (!binP)
+        return false;
+    BNeoa_Bin& bin = *binP;
+    CMN_ASSERT_TEXT(iParentKey && iParentKey->GetType() == BDM_Key::eType_Neo,
+                    "iKey->GetType() == BDM_Key::eType_Neo");
+    BNeoa_Statement statement(bin.GetConnection(),
+                              "SELECT ID, AssetType, FileName, FileNameValidity, FileModDate, "
+                              "FileModDateValidity, FileDataForkSize, FileDataForkSizeValidity "
+                              "FROM Asset WHERE ParentID = ?1 ORDER BY ID");
+    statement.BindInt(1, static_cast<const BNeoa_Key&>(*iParentKey).GetID());
+    while (statement.Step())
+    {
+        if (statement.Int(3) == 0 || statement.IsNull(2))
+            continue;
+        BDM_Volume::ChildRecord record;
+        record.mKey = bin.MakeKey(statement.Int(0), BDM_EAssetType(statement.Int(1)));
+        record.mName = statement.Text(2);
+        record.mHasModDate = statement.Int(5) != 0 && !statement.IsNull(4);
+        record.mModDate = statement.Int(4);
+        record.mHasSize = statement.Int(7) != 0 && !statement.IsNull(6);
+        record.mSize = statement.Int(6);
+        oChildrenP->push_back(std::move(record));
+    }
+    return true;
 }
 [[maybe_unused]] const bool sVolumeDatabaseInstalled =
     (BDM_Volume::SetDatabaseFactory(&MakeVolumeDatabase),
-     BDM_Volume::SetEntryImporter(&ImportVolumeEntry), true);
+     BDM_Volume::SetEntryImporter(&ImportVolumeEntry),
+     BDM_Volume::SetChildLister(&ListVolumeChildren), true);
 } // namespace
 
 BDM_Catalog::BDM_Catalog(const Sys_FileLoc& iURL, BDM_Cache* iCacheP) : BNeoa_Bin(iURL, iCacheP) {}
