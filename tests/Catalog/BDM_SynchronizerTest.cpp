@@ -11,6 +11,7 @@
 #include "BDM/BDM_Globals.h"
 #include "BDM/BDM_Synchronizer.h"
 #include "BDM/BDM_Volume.h"
+#include "BDM/BDM_Workspace.h"
 #include "Catalog/CatalogTestSupport.h"
 #include "Support/FFTestSupport.h"
 #include "Sys_VolumePosix.h"
@@ -283,5 +284,48 @@ TEST_F(SynchronizerTest, AssetSynchronizerCopiesIndexedTagsOnly)
         EXPECT_EQ(place.size() > 1, all);
         volume.Close(); // not committed: the next round starts from the same entry
     }
+}
+} // namespace
+
+namespace
+{
+// The workspace finds a location's volume and passes on: entries are made on the way down
+// (the database made on this first need), found again, and removed with what they hold.
+TEST_F(SynchronizerTest, WorkspaceMakesFindsAndDeletesEntriesOfLocations)
+{
+    BDM_BinHandle hold(new BDM_Workspace(&BDM_Globals::Instance()->Cache()));
+    BDM_Workspace& workspace = static_cast<BDM_Workspace&>(*hold);
+    workspace.RefreshVolumes();
+    struct Step
+    {
+        const char* mWhat;
+        bool mDelete;
+        std::string mPath;
+        bool mAnswer;    // a key made, or an entry removed
+        size_t mRows;    // in the database afterwards
+    };
+    const Step steps[] = {
+        {"a file two levels down", false, "sub/c.wav", true, 3},
+        {"the same again", false, "sub/c.wav", true, 3},
+        {"its sibling", false, "sub/d.wav", true, 4},
+        {"the folder with both", true, "sub", true, 1},
+        {"the folder again", true, "sub", false, 1},
+        {"a file at the top", false, "a.wav", true, 2},
+    };
+    for (const Step& step : steps)
+    {
+        SCOPED_TRACE(step.mWhat);
+        const Sys_FileLoc loc(OnDisk(step.mPath));
+        const bool answer = step.mDelete ? workspace.DeleteEntryForLocation(loc)
+                                         : bool(workspace.FindOrCreateEntryForLocation(loc));
+        EXPECT_EQ(answer, step.mAnswer);
+        BDM_Volume* volumeP = workspace.GetVolume(Disk());
+        ASSERT_NE(volumeP, nullptr);
+        volumeP->Commit();
+        EXPECT_EQ(Rows().size(), step.mRows);
+    }
+    for (const auto& entry : workspace.GetVolumes())
+        if (entry.mVolume->IsOpen())
+            entry.mVolume->Close();
 }
 } // namespace
