@@ -241,6 +241,11 @@ TEST_F(VolumeFixture, OverviewCacheLiesBesideTheDatabaseAndReplacesTheOldOne)
     globals.FlushOverviewCaches();
     EXPECT_FALSE(fs::exists(folder + "/cache"));
     EXPECT_TRUE(fs::exists(folder + "/WaveCache"));
+    // a cache whose file went is made anew
+    fs::remove_all(folder);
+    globals.OverviewCache(Sys_FileLoc(Path("diskA/take.wav")));
+    globals.FlushOverviewCaches();
+    EXPECT_TRUE(fs::exists(folder + "/WaveCache"));
     globals.SetOverviewCacheFolder(Sys_FileLoc(Path("elsewhere")));
 }
 
