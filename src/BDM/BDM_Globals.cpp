@@ -130,22 +130,24 @@ void BDM_Globals::SetOverviewCacheFolder(const Sys_FileLoc& iFolder)
 FF_AudioOverviewCache& BDM_Globals::OverviewCache(const Sys_FileLoc& iLoc)
 {
     const uint32_t volumeID = iLoc.GetVolume().GetID();
+    const Sys_FileLoc base =
+        mOverviewCacheFolder.IsEmpty() ? BDM_Volume::GetVolumesFolder() : mOverviewCacheFolder;
+    char name[16];
+    std::snprintf(name, sizeof name, "%08x", volumeID);
+    const Sys_FileLoc folder(base, name);
+    const Sys_FileLoc file(folder, FF_AudioOverviewCache::cCacheFileName);
     std::unique_ptr<FF_AudioOverviewCache>& cache = mOverviewCaches[volumeID];
+    // A cache whose file went (its volume's folder was cleared) is forgotten and made anew.
+    if (cache && !Sys_FileUtils::Exists(file))
+        cache.reset();
     if (!cache)
     {
-        const Sys_FileLoc base = mOverviewCacheFolder.IsEmpty()
-                                     ? BDM_Volume::GetVolumesFolder()
-                                     : mOverviewCacheFolder;
-        char name[16];
-        std::snprintf(name, sizeof name, "%08x", volumeID);
-        const Sys_FileLoc folder(base, name);
         Sys_FileUtils::CreateFolder(folder);
         // an overview cache of an older kind, which the new one replaces
         const Sys_FileLoc old(folder, "cache");
         if (Sys_FileUtils::Exists(old))
             Sys_FileUtils::DeleteFile(old);
-        auto made = std::make_unique<FF_AudioOverviewCache>(
-            Sys_FileLoc(folder, FF_AudioOverviewCache::cCacheFileName));
+        auto made = std::make_unique<FF_AudioOverviewCache>(file);
         made->Open(Cmn_Store::eOpenFlag_OpenForWrite);
         cache = std::move(made);
     }

@@ -1,5 +1,6 @@
 #include "BDM/BDM_Volume.h"
 
+#include <chrono>
 #include <cstdio>
 #include <stdexcept>
 
@@ -14,6 +15,82 @@ BDM_Volume::DatabaseFactory BDM_Volume::sDatabaseFactory = nullptr;
 namespace
 {
 Sys_FileLoc sVolumesFolder;
+BDM_Volume::FileSystemHooks sFileSystemHooks;
+BDM_Volume::EntryImporter sEntryImporter = nullptr;
+BDM_Volume::ChildLister sChildLister = nullptr;
+
+const BDM_AttributeTags& Tags()
+{
+    return *BDM_AttributeTags::Instance();
+}
+
+template <class T> void SetValue(BDM_Asset& ioAsset, const BDM_TypedAttributeTag<T>& iTag, const T& iValue)
+{
+    auto* attributeP = dynamic_cast<BDM_TypedAttribute<T>*>(ioAsset.GetAttribute(iTag));
+    if (!attributeP)
+        return;
+    T old{};
+    if (!attributeP->GetValue(&old) || !(old == iValue))
+        attributeP->Set(iValue);
+}
+} // namespace
+
+int64_t BDM_NowUTCMicroseconds()
+{
+    using namespace std::chrono;
+    return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+}
+
+void BDM_Volume::SetFileSystemHooks(const FileSystemHooks& iHooks)
+{
+    sFileSystemHooks = iHooks;
+}
+
+const BDM_Volume::FileSystemHooks& BDM_Volume::GetFileSystemHooks()
+{
+    return sFileSystemHooks;
+}
+
+void BDM_Volume::SetEntryImporter(EntryImporter iImporter)
+{
+    sEntryImporter = iImporter;
+}
+
+void BDM_Volume::SetChildLister(ChildLister iLister)
+{
+    sChildLister = iLister;
+}
+
+BDM_StringList BDM_Volume::GetRelativeComponents(const Sys_FileLoc& iLoc)
+{
+    std::vector<std::string> components = iLoc.GetPathComponents();
+    BDM_StringList relative;
+    for (size_t i = 1; i < components.size(); ++i)
+        if (!components[i].empty())
+            relative.push_back(components[i]);
+    return relative;
+}
+
+bool BDM_Volume::ResolveLocation(uint32_t iVolumeID, const BDM_StringList& iComponents,
+                                 Sys_FileLoc* oLocP)
+{
+    if (iVolumeID == 0)
+        return false;
+    const Sys_Volume volume(iVolumeID, std::string());
+    if (!volume.IsMounted())
+        return false;
+    std::string path = volume.GetMountPoint();
+    for (const std::string& component : iComponents)
+    {
+        if (path.empty() || path.back() != '/')
+            path += '/';
+        path += component;
+    }
+    const Sys_FileLoc loc(path);
+    if (!Sys_FileUtils::Exists(loc))
+        return false;
+    *oLocP = loc;
+    return true;
 }
 
 void BDM_Volume::SetDatabaseFactory(DatabaseFactory iFactory)
@@ -88,6 +165,30 @@ void BDM_Volume::OpenImpl(EOpenFlag iFlag)
         CMN_ASSERT(mNeoBin);
     }
     mNeoBin->Open(iFlag);
+    if (iFlag == eOpenFlag_OpenCreate)
+    {
+        BDM_AssetHandle root = mNeoBin->GetAsset(mNeoBin->GetRoot());
+        CMN_ASSERT(root);
+        if (sFileSystemHooks.mMakeKey)
+        {
+            const BDM_AssetHandle fileSystemRoot =
+                GetFileSystemBin().GetAsset(sFileSystemHooks.mMakeKey(Sys_FileLoc(mVolume)));
+            if (fileSystemRoot)
+                for (const BDM_AttributeTag* tagP : Tags().GetTags())
+                {
+                    if (!tagP->IsIndexed())
+                        continue;
+                    BDM_Attribute* sourceP = fileSystemRoot->GetAttribute(*tagP);
+                    BDM_Attribute* destinationP = sourceP ? root->GetAttribute(*tagP) : nullptr;
+                    if (destinationP)
+                        destinationP->Assign(*sourceP);
+                }
+        }
+        SetValue(*root, Tags().cAssetName, std::string("Root"));
+        SetValue(*root, Tags().cFilePathComponents, BDM_StringList());
+        SetValue(*root, Tags().cFileVolumeID, int32_t(mVolume.GetID()));
+        mNeoBin->Commit();
+    }
     const BDM_AssetHandle root = mNeoBin->GetAsset(mNeoBin->GetRoot());
     CMN_ASSERT_TEXT(root && root->GetType() == BDM_eAssetType_VolumeRoot,
                     "mNeoBin->GetAsset( mNeoBin->GetRoot() )->GetType() == BDM_eAssetType_VolumeRoot");
@@ -119,6 +220,95 @@ void BDM_Volume::Commit()
 {
     if (mNeoBin)
         mNeoBin->Commit();
+}
+
+void BDM_Volume::ListChildren(const BDM_KeyHandle& iParentKey, std::vector<ChildRecord>* oChildrenP)
+{
+    CMN_ASSERT(mNeoBin);
+    oChildrenP->clear();
+    if (sChildLister && sChildLister(*mNeoBin, iParentKey, oChildrenP))
+        return;
+    const BDM_AssetHandle parent = mNeoBin->GetAsset(iParentKey);
+    if (!parent)
+        return;
+    std::list<BDM_KeyHandle> children;
+    parent->GetChildren(&children);
+    for (const BDM_KeyHandle& child : children)
+    {
+        const BDM_AssetHandle asset = mNeoBin->GetAsset(child);
+        ChildRecord record;
+        if (!asset || !asset->GetAttributeValue(Tags().cFileName, &record.mName))
+            continue;
+        record.mKey = child;
+        record.mHasModDate = asset->GetAttributeValue(Tags().cFileModDate, &record.mModDate);
+        record.mHasSize = asset->GetAttributeValue(Tags().cFileDataForkSize, &record.mSize);
+        oChildrenP->push_back(std::move(record));
+    }
+}
+
+BDM_KeyHandle BDM_Volume::FindChild(const BDM_KeyHandle& iParentKey, const std::string& iName)
+{
+    std::vector<ChildRecord> children;
+    ListChildren(iParentKey, &children);
+    for (const ChildRecord& child : children)
+        if (child.mName == iName)
+            return child.mKey;
+    return BDM_KeyHandle();
+}
+
+BDM_KeyHandle BDM_Volume::FindEntryForLocation(const Sys_FileLoc& iFileLoc)
+{
+    CMN_ASSERT_TEXT(iFileLoc.GetVolume() == mVolume, "iFileLoc.GetVolume() == mVolume");
+    BDM_KeyHandle key = GetRoot();
+    for (const std::string& name : GetRelativeComponents(iFileLoc))
+        if (!(key = FindChild(key, name)))
+            break;
+    return key;
+}
+
+BDM_KeyHandle BDM_Volume::FindOrCreateEntryForLocation(const Sys_FileLoc& iFileLoc)
+{
+    CMN_ASSERT_TEXT(iFileLoc.GetVolume() == mVolume, "iFileLoc.GetVolume() == mVolume");
+    if (iFileLoc.IsVolumeRoot())
+        return GetRoot();
+    const BDM_KeyHandle parent = FindOrCreateEntryForLocation(iFileLoc.GetParentFolder());
+    if (BDM_KeyHandle key = FindChild(parent, iFileLoc.GetName()))
+        return key;
+    CMN_ASSERT(sFileSystemHooks.mMakeKey);
+    const BDM_AssetHandle source = GetFileSystemBin().GetAsset(sFileSystemHooks.mMakeKey(iFileLoc));
+    if (!source)
+        throw std::runtime_error(iFileLoc.GetFullPath() + ": no such file or folder");
+    return ImportEntry(*source, iFileLoc, parent);
+}
+
+bool BDM_Volume::DeleteEntryForLocation(const Sys_FileLoc& iFileLoc)
+{
+    const BDM_KeyHandle key = FindEntryForLocation(iFileLoc);
+    if (!key || iFileLoc.IsVolumeRoot())
+        return false;
+    mNeoBin->DeleteAsset(key);
+    if (GetCache())
+        GetCache()->ClearEntriesForBin(this);
+    return true;
+}
+
+BDM_KeyHandle BDM_Volume::ImportEntry(BDM_Asset& iSource, const Sys_FileLoc& iLoc,
+                                      const BDM_KeyHandle& iParentKey)
+{
+    CMN_ASSERT(mNeoBin);
+    BDM_KeyHandle key;
+    if (sEntryImporter)
+        key = sEntryImporter(*mNeoBin, iSource, iParentKey);
+    else if (iSource.IsContainer())
+        key = mNeoBin->CreateFolder(iParentKey, iLoc.GetName());
+    else
+        throw std::runtime_error("No volume database adapter is installed.");
+    const BDM_AssetHandle entry = mNeoBin->GetAsset(key);
+    CMN_ASSERT(entry);
+    SetValue(*entry, Tags().cFilePathComponents, GetRelativeComponents(iLoc));
+    SetValue(*entry, Tags().cFileVolumeID, int32_t(mVolume.GetID()));
+    SetValue(*entry, Tags().cFileLastIndexedDate, BDM_NowUTCMicroseconds());
+    return key;
 }
 
 BDM_Asset* BDM_Volume::GenerateAsset(const BDM_KeyHandle& iKey)
@@ -158,6 +348,17 @@ BDM_Attribute* BDM_VolumeAsset::GetAttribute(const BDM_AttributeTag& iTag)
     if (attributeP && mObserved.insert(attributeP).second)
         attributeP->AddObserver(*this);
     return attributeP;
+}
+
+bool BDM_VolumeAsset::ResolveFileSystemAlias(Sys_FileLoc* oLocP)
+{
+    BDM_StringList components;
+    if (!mInner->GetAttributeValue(Tags().cFilePathComponents, &components))
+        return false;
+    int32_t volumeID = 0;
+    if (!mInner->GetAttributeValue(Tags().cFileVolumeID, &volumeID))
+        volumeID = int32_t(static_cast<BDM_Volume*>(GetBin())->GetVolume().GetID());
+    return BDM_Volume::ResolveLocation(uint32_t(volumeID), components, oLocP);
 }
 
 BDM_Attribute* BDM_VolumeAsset::Fetch(const BDM_AttributeTag&)

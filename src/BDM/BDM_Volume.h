@@ -12,12 +12,21 @@
 //  3. After every open the database's root must be of type BDM_eAssetType_VolumeRoot.
 //  4. Assets of the volume (BDM_VolumeAsset) wrap the database's assets: they answer the
 //     asset status and the container flags themselves and pass every other attribute on.
+//  5. An entry stores where its file is as the volume's identifier (cFileVolumeID) and the
+//     path components below the volume's mount point (cFilePathComponents, the root's list
+//     empty), never an absolute path: an entry resolves against wherever the volume is
+//     mounted now, so a disk seen under a new mount point needs no new indexing. An entry
+//     whose volume is not mounted, or whose file is not there, does not resolve (offline).
+//  6. The adapters fill two more seams: the file-system adapter makes keys of locations and
+//     tells the location of its keys (SetFileSystemHooks); the database adapter enters a
+//     file-system asset into a database bin (SetEntryImporter).
 // Threads: the browser's thread.
 #pragma once
 
 #include <cstdint>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "BDM/BDM_FileBasedBin.h"
 #include "Sys_Volume.h"
@@ -34,6 +43,47 @@ public:
                                          BDM_Cache* iCacheP);
     static void SetDatabaseFactory(DatabaseFactory iFactory);
     static DatabaseFactory GetDatabaseFactory();
+
+    // The file-system adapter's share: the key of a location in the file-system bins, and the
+    // location that one of their keys names (false for a key of another kind).
+    struct FileSystemHooks
+    {
+        BDM_KeyHandle (*mMakeKey)(const Sys_FileLoc& iLoc) = nullptr;
+        bool (*mGetLocation)(const BDM_Key& iKey, Sys_FileLoc* oLocP) = nullptr;
+    };
+    static void SetFileSystemHooks(const FileSystemHooks& iHooks);
+    static const FileSystemHooks& GetFileSystemHooks();
+
+    // The database adapter's share: a row under iParentKey of iDatabase with every stored
+    // attribute that iSource has (or the existing child of the same name, updated); its key.
+    using EntryImporter = BDM_KeyHandle (*)(BDM_Bin& iDatabase, BDM_Asset& iSource,
+                                            const BDM_KeyHandle& iParentKey);
+    static void SetEntryImporter(EntryImporter iImporter);
+
+    // What an indexing pass reads of a folder's entries: the key, the stored file name,
+    // modification date and data size.
+    struct ChildRecord
+    {
+        BDM_KeyHandle mKey;
+        std::string mName;
+        bool mHasModDate = false;
+        bool mHasSize = false;
+        int64_t mModDate = 0;
+        int64_t mSize = 0;
+    };
+    // The database adapter's quick way to those records (one query for a folder); false for
+    // a bin it does not know. Otherwise each child's asset is read.
+    using ChildLister = bool (*)(BDM_Bin& iDatabase, const BDM_KeyHandle& iParentKey,
+                                 std::vector<ChildRecord>* oChildrenP);
+    static void SetChildLister(ChildLister iLister);
+
+    // The path components of iLoc below the mount point of its volume ("" components
+    // dropped; empty for the mount point itself).
+    static BDM_StringList GetRelativeComponents(const Sys_FileLoc& iLoc);
+    // The location that components below the mount point of volume iVolumeID name, where that
+    // volume is mounted now; false when it is not mounted or nothing is there.
+    static bool ResolveLocation(uint32_t iVolumeID, const BDM_StringList& iComponents,
+                                Sys_FileLoc* oLocP);
 
     // The folder that holds the databases and overview caches of all volumes: the one set
     // here (an empty location restores the default), else "volumes" in the data folder.
@@ -66,10 +116,31 @@ public:
                                    const BDM_KeyHandle& iParentKey) override;
     void Commit() override;
 
+    // The entry of a location of this volume (asserts "iFileLoc.GetVolume() == mVolume"): the
+    // volume root answers the root; entries missing on the way are made from the file
+    // system (which must hold them). The volume must be open for writing.
+    BDM_KeyHandle FindOrCreateEntryForLocation(const Sys_FileLoc& iFileLoc);
+    // The entry of a location, or null when the database has none.
+    BDM_KeyHandle FindEntryForLocation(const Sys_FileLoc& iFileLoc);
+    // Removes the entry of a location and what it holds; false when there was none.
+    bool DeleteEntryForLocation(const Sys_FileLoc& iFileLoc);
+    // The records of the children of iParentKey that have a file name, in the database's
+    // order.
+    void ListChildren(const BDM_KeyHandle& iParentKey, std::vector<ChildRecord>* oChildrenP);
+    // The child of iParentKey named iName (file names compare exactly), or null.
+    BDM_KeyHandle FindChild(const BDM_KeyHandle& iParentKey, const std::string& iName);
+    // Enters iSource, the file-system asset of iLoc, under iParentKey through the database
+    // adapter, then stores its place as this volume's (see the design note) and the indexed
+    // date; the new entry's key.
+    BDM_KeyHandle ImportEntry(BDM_Asset& iSource, const Sys_FileLoc& iLoc,
+                              const BDM_KeyHandle& iParentKey);
+
 protected:
     // Makes the database through the factory (a run-time error when none is installed),
     // opens it with iFlag, and checks the root's type. The database file must exist unless
-    // iFlag creates it.
+    // iFlag creates it. A new database's root takes the stored attributes of the file
+    // system's asset of the volume root, the asset name "Root" and an empty path, and is
+    // committed at once.
     void OpenImpl(EOpenFlag iFlag) override;
     void CloseImpl() override;
     BDM_Asset* GenerateAsset(const BDM_KeyHandle& iKey) override;
@@ -81,6 +152,9 @@ private:
     Sys_FileLoc mRootLoc;
     static DatabaseFactory sDatabaseFactory;
 };
+
+// Whole microseconds since 1970, UTC: the unit of the browser's stored dates.
+int64_t BDM_NowUTCMicroseconds();
 
 // An asset of a volume: a thin wrapper over the database's asset of the same key.
 class BDM_VolumeAsset : public BDM_Asset
@@ -103,10 +177,9 @@ public:
     bool IsRoot() override { return mInner->IsRoot(); }
     BDM_EAssetType GetType() override { return mInner->GetType(); }
     std::string GetName() override { return mInner->GetName(); }
-    bool ResolveFileSystemAlias(Sys_FileLoc* oLocP) override
-    {
-        return mInner->ResolveFileSystemAlias(oLocP);
-    }
+    // Where the entry's file is now: its volume's current mount point and the stored path
+    // below it; false while the volume is not mounted or the file is not there.
+    bool ResolveFileSystemAlias(Sys_FileLoc* oLocP) override;
     BDM_AssetHandle ResolveFileSystemAlias() override { return mInner->ResolveFileSystemAlias(); }
     void Flush() override { mInner->Flush(); }
 

@@ -272,6 +272,26 @@ BDM_Bin* BDM_Workspace::GetCatalog(const BDM_KeyHandle& iKey) const
     return nullptr;
 }
 
+BDM_KeyHandle BDM_Workspace::FindOrCreateEntryForLocation(const Sys_FileLoc& iFileLoc)
+{
+    BDM_Volume* volumeP = GetVolume(iFileLoc.GetVolume());
+    if (!volumeP)
+        return BDM_KeyHandle();
+    if (!volumeP->IsOpen())
+        volumeP->Open(volumeP->HasDatabase() ? eOpenFlag_OpenForWrite : eOpenFlag_OpenCreate);
+    return BDM_KeyHandle(new BDM_WorkspaceKey(volumeP, volumeP->FindOrCreateEntryForLocation(iFileLoc)));
+}
+
+bool BDM_Workspace::DeleteEntryForLocation(const Sys_FileLoc& iFileLoc)
+{
+    BDM_Volume* volumeP = GetVolume(iFileLoc.GetVolume());
+    if (!volumeP || !volumeP->HasDatabase())
+        return false;
+    if (!volumeP->IsOpen())
+        volumeP->Open(eOpenFlag_OpenForWrite);
+    return volumeP->DeleteEntryForLocation(iFileLoc);
+}
+
 BDM_FileBasedBin* BDM_Workspace::GetFileBasedBin(const BDM_URL& iURL) const
 {
     CMN_ASSERT_TEXT(Sys_FileUtils::Exists(iURL), "Sys_File( iURL ).IsOnline()");

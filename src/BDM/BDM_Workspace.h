@@ -99,6 +99,13 @@ public:
     BDM_KeyHandle NewCatalog(const std::string& iName);
     // The bin of a catalog entry, or null.
     BDM_Bin* GetCatalog(const BDM_KeyHandle& iKey) const;
+    // The entry of a location in the database of its volume (a workspace key over the
+    // volume's key), made as BDM_Volume::FindOrCreateEntryForLocation makes it; the volume's
+    // database is opened (made when missing) on this first need. Null for a location on no
+    // listed volume.
+    BDM_KeyHandle FindOrCreateEntryForLocation(const Sys_FileLoc& iFileLoc);
+    // Removes the entry of a location from its volume's database; false when there is none.
+    bool DeleteEntryForLocation(const Sys_FileLoc& iFileLoc);
     // The volume or catalog bin backed by iURL, or null; the file must exist.
     BDM_FileBasedBin* GetFileBasedBin(const BDM_URL& iURL) const;
 

@@ -241,6 +241,11 @@ TEST_F(VolumeFixture, OverviewCacheLiesBesideTheDatabaseAndReplacesTheOldOne)
     globals.FlushOverviewCaches();
     EXPECT_FALSE(fs::exists(folder + "/cache"));
     EXPECT_TRUE(fs::exists(folder + "/WaveCache"));
+    // a cache whose file went is made anew
+    fs::remove_all(folder);
+    globals.OverviewCache(Sys_FileLoc(Path("diskA/take.wav")));
+    globals.FlushOverviewCaches();
+    EXPECT_TRUE(fs::exists(folder + "/WaveCache"));
     globals.SetOverviewCacheFolder(Sys_FileLoc(Path("elsewhere")));
 }
 
@@ -358,8 +363,9 @@ TEST_F(VolumeFixture, VolumeAssetsWrapTheDatabasesAssets)
     EXPECT_EQ(root->GetAttribute(t.cContainerFlagA) != nullptr, true);
     EXPECT_EQ(take->GetAttribute(t.cContainerFlagA), nullptr);
     EXPECT_EQ(take->GetParent().Get(), root.Get());
+    // the new root was committed when the database was made; then this one
     volume.Commit();
-    EXPECT_EQ(static_cast<FileBin*>(volume.GetDatabase())->mCommits, 1);
+    EXPECT_EQ(static_cast<FileBin*>(volume.GetDatabase())->mCommits, 2);
 }
 
 TEST_F(VolumeFixture, CatalogsFollowTheirFolder)

@@ -406,6 +406,18 @@ BDM_KeyHandle MakeFolderKey(const Sys_FileLoc& iLoc)
 }
 [[maybe_unused]] const bool sFolderKeyFactoryInstalled =
     (BDM_Workspace::SetFolderKeyFactory(&MakeFolderKey), true);
+// Volumes reach the file system through these keys.
+bool GetKeyLocation(const BDM_Key& iKey, Sys_FileLoc* oLocP)
+{
+    if (iKey.GetType() != BDM_Key::eType_FS)
+        return false;
+    *oLocP = static_cast<const BFSa_Key&>(iKey).GetFileLoc();
+    return true;
+}
+[[maybe_unused]] const bool sVolumeHooksInstalled =
+    (BDM_Volume::SetFileSystemHooks({[](const Sys_FileLoc& iLoc) { return BFSa_Bin::MakeKey(iLoc); },
+                                     &GetKeyLocation}),
+     true);
 } // namespace
 
 void BFSa_Bin::FileDeleted(const Sys_FileLoc& iLoc)

@@ -6,9 +6,11 @@
 #include <filesystem>
 
 #include "BDM/Adapters/FS/BFSa_Bin.h"
+#include "BDM/Adapters/Neo/BNeoa_Database.h"
 #include "BDM/BDM_Globals.h"
 #include "BDM/BDM_Schema.h"
 #include "BDM/BDM_Utils.h"
+#include "BDM/BDM_Volume.h"
 #include "Cmn_Assert.h"
 #include "L10N_ExceptionData.h"
 #include "Sys_FileLocUtils.h"
@@ -18,6 +20,72 @@ namespace
 {
 constexpr int32_t cBrowserPackage = 12, cCatalogExists = 64;
 constexpr const char* cRootAssetName = "Catalog Root";
+
+// Stores every attribute of a file-system asset, the audio file kept open while they are
+// read instead of opened once per attribute.
+BDM_KeyHandle ImportOpen(BNeoa_Bin& ioBin, BDM_Asset& iSource, const BDM_KeyHandle& iParent)
+{
+    std::unique_ptr<FF_AudioFile::StOpenForRead> open;
+    if (auto* audioP = dynamic_cast<BFSa_AudioAsset*>(&iSource))
+    {
+        try
+        {
+            open.reset(new FF_AudioFile::StOpenForRead(audioP->GetFile()));
+        }
+        catch (const std::exception&)
+        {
+            // Unreadable now: each attribute says so on its own.
+        }
+    }
+    return ioBin.ImportAsset(iSource, iParent);
+}
+
+// Volume databases are plain database bins of this adapter.
+BDM_Bin* MakeVolumeDatabase(const BDM_URL& iURL, const std::string&, BDM_Cache* iCacheP)
+{
+    return new BNeoa_Bin(iURL, iCacheP);
+}
+BDM_KeyHandle ImportVolumeEntry(BDM_Bin& iDatabase, BDM_Asset& iSource, const BDM_KeyHandle& iParent)
+{
+    auto* binP = dynamic_cast<BNeoa_Bin*>(&iDatabase);
+    if (!binP)
+        throw std::runtime_error("Not a database of this adapter.");
+    return ImportOpen(*binP, iSource, iParent);
+}
+// A folder's entries as an indexing pass compares them, in one query.
+bool ListVolumeChildren(BDM_Bin& iDatabase, const BDM_KeyHandle& iParentKey,
+                        std::vector<BDM_Volume::ChildRecord>* oChildrenP)
+{
+    auto* binP = dynamic_cast<BNeoa_Bin*>(&iDatabase);
+    if (!binP)
+        return false;
+    BNeoa_Bin& bin = *binP;
+    CMN_ASSERT_TEXT(iParentKey && iParentKey->GetType() == BDM_Key::eType_Neo,
+                    "iKey->GetType() == BDM_Key::eType_Neo");
+    BNeoa_Statement statement(bin.GetConnection(),
+                              "SELECT ID, AssetType, FileName, FileNameValidity, FileModDate, "
+                              "FileModDateValidity, FileDataForkSize, FileDataForkSizeValidity "
+                              "FROM Asset WHERE ParentID = ?1 ORDER BY ID");
+    statement.BindInt(1, static_cast<const BNeoa_Key&>(*iParentKey).GetID());
+    while (statement.Step())
+    {
+        if (statement.Int(3) == 0 || statement.IsNull(2))
+            continue;
+        BDM_Volume::ChildRecord record;
+        record.mKey = bin.MakeKey(statement.Int(0), BDM_EAssetType(statement.Int(1)));
+        record.mName = statement.Text(2);
+        record.mHasModDate = statement.Int(5) != 0 && !statement.IsNull(4);
+        record.mModDate = statement.Int(4);
+        record.mHasSize = statement.Int(7) != 0 && !statement.IsNull(6);
+        record.mSize = statement.Int(6);
+        oChildrenP->push_back(std::move(record));
+    }
+    return true;
+}
+[[maybe_unused]] const bool sVolumeDatabaseInstalled =
+    (BDM_Volume::SetDatabaseFactory(&MakeVolumeDatabase),
+     BDM_Volume::SetEntryImporter(&ImportVolumeEntry),
+     BDM_Volume::SetChildLister(&ListVolumeChildren), true);
 } // namespace
 
 BDM_Catalog::BDM_Catalog(const Sys_FileLoc& iURL, BDM_Cache* iCacheP) : BNeoa_Bin(iURL, iCacheP) {}
@@ -129,20 +197,7 @@ BDM_CatalogAdder::BDM_CatalogAdder(BDM_Catalog& iCatalog, const std::vector<Sys_
 
 BDM_KeyHandle BDM_CatalogAdder::Import(BDM_Asset& iSource, const BDM_KeyHandle& iParent)
 {
-    // An audio file stays open while its attributes are read, instead of once per attribute.
-    std::unique_ptr<FF_AudioFile::StOpenForRead> open;
-    if (auto* audioP = dynamic_cast<BFSa_AudioAsset*>(&iSource))
-    {
-        try
-        {
-            open.reset(new FF_AudioFile::StOpenForRead(audioP->GetFile()));
-        }
-        catch (const std::exception&)
-        {
-            // Unreadable now: each attribute says so on its own.
-        }
-    }
-    return mCatalog.ImportAsset(iSource, iParent);
+    return ImportOpen(mCatalog, iSource, iParent);
 }
 
 bool BDM_CatalogAdder::Load()
