@@ -6,12 +6,12 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <spawn.h>
-#include <sstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
+#include "Support/ByteSupport.h"
 #include "Support/TestSupport.h"
 #include "Support/ToolRunner.h"
 
@@ -31,96 +31,70 @@ void WriteFile(const std::string& iPath, size_t iBytes)
         out.write(chunk.data(), std::streamsize(std::min(chunk.size(), iBytes - done)));
 }
 
-std::string Slurp(const std::string& iPath)
-{
-    std::ifstream in(iPath, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-std::string Quote(const std::string& iPath)
-{
-    return "'" + iPath + "'";
-}
-} // namespace
-
-class Cmd_Copy : public testing::Test
+// The scratch folder's paths, quoted for the shell, each after a space.
+class Cmd_Copy : public Test_ToolTest
 {
 protected:
-    void SetUp() override
+    std::string Q(const std::string& iName) const { return " '" + In(iName) + "'"; }
+    Test_ToolResult Copy(const std::string& iArgs)
     {
-        if (!Test_ToolPath())
-            GTEST_SKIP() << "MIRAFILE_TOOL is not set";
+        return Test_RunTool("copy" + iArgs, mDir.Path());
     }
-    Test_TempDir mDir;
 };
+} // namespace
 
 TEST_F(Cmd_Copy, CopiesIntoAFolderAndFindsANewNameWhenTaken)
 {
-    WriteFile(mDir.Path() + "/Take.wav", 100000);
-    fs::create_directory(mDir.Path() + "/dst");
-    const std::string args =
-        "copy " + Quote(mDir.Path() + "/Take.wav") + " " + Quote(mDir.Path() + "/dst");
-    Test_ToolResult first = Test_RunTool(args, mDir.Path());
+    WriteFile(In("Take.wav"), 100000);
+    fs::create_directory(In("dst"));
+    Test_ToolResult first = Copy(Q("Take.wav") + Q("dst"));
     EXPECT_EQ(first.mStatus, 0) << first.mErr;
-    EXPECT_NE(first.mOut.find("-> " + mDir.Path() + "/dst/Take.wav"), std::string::npos);
+    EXPECT_NE(first.mOut.find("-> " + In("dst/Take.wav")), std::string::npos);
     EXPECT_TRUE(first.mErr.empty()) << "no progress bar in a pipe: " << first.mErr;
-    Test_ToolResult second = Test_RunTool(args + " --json", mDir.Path());
+    Test_ToolResult second = Copy(Q("Take.wav") + Q("dst") + " --json");
     EXPECT_EQ(second.mStatus, 0) << second.mErr;
-    EXPECT_NE(second.mOut.find("\"destination\": \"" + mDir.Path() + "/dst/Take.1.wav\""),
+    EXPECT_NE(second.mOut.find("\"destination\": \"" + In("dst/Take.1.wav") + "\""),
               std::string::npos)
         << second.mOut;
-    EXPECT_EQ(Slurp(mDir.Path() + "/dst/Take.1.wav"), Slurp(mDir.Path() + "/Take.wav"));
+    EXPECT_EQ(ReadBytes<std::string>(In("dst/Take.1.wav")), ReadBytes<std::string>(In("Take.wav")));
 
     // One source and a new name.
-    Test_ToolResult renamed = Test_RunTool("copy " + Quote(mDir.Path() + "/Take.wav") + " " +
-                                               Quote(mDir.Path() + "/Other.wav"),
-                                           mDir.Path());
+    Test_ToolResult renamed = Copy(Q("Take.wav") + Q("Other.wav"));
     EXPECT_EQ(renamed.mStatus, 0) << renamed.mErr;
-    EXPECT_EQ(Slurp(mDir.Path() + "/Other.wav"), Slurp(mDir.Path() + "/Take.wav"));
+    EXPECT_EQ(ReadBytes<std::string>(In("Other.wav")), ReadBytes<std::string>(In("Take.wav")));
 }
 
 TEST_F(Cmd_Copy, CopiesFoldersAndSeveralSources)
 {
-    fs::create_directories(mDir.Path() + "/Session/Audio");
-    WriteFile(mDir.Path() + "/Session/Audio/a.wav", 5000);
-    WriteFile(mDir.Path() + "/b.wav", 7000);
-    fs::create_directory(mDir.Path() + "/dst");
-    Test_ToolResult result =
-        Test_RunTool("copy " + Quote(mDir.Path() + "/Session") + " " +
-                         Quote(mDir.Path() + "/b.wav") + " " + Quote(mDir.Path() + "/dst"),
-                     mDir.Path());
+    fs::create_directories(In("Session/Audio"));
+    WriteFile(In("Session/Audio/a.wav"), 5000);
+    WriteFile(In("b.wav"), 7000);
+    fs::create_directory(In("dst"));
+    Test_ToolResult result = Copy(Q("Session") + Q("b.wav") + Q("dst"));
     EXPECT_EQ(result.mStatus, 0) << result.mErr;
-    EXPECT_EQ(fs::file_size(mDir.Path() + "/dst/Session/Audio/a.wav"), 5000u);
-    EXPECT_EQ(fs::file_size(mDir.Path() + "/dst/b.wav"), 7000u);
+    EXPECT_EQ(fs::file_size(In("dst/Session/Audio/a.wav")), 5000u);
+    EXPECT_EQ(fs::file_size(In("dst/b.wav")), 7000u);
 }
 
 TEST_F(Cmd_Copy, BadInputGivesOneLineAndStatus1)
 {
-    WriteFile(mDir.Path() + "/a", 10);
-    WriteFile(mDir.Path() + "/b", 10);
-    const struct
-    {
-        std::string mArgs, mText;
-    } cases[] = {
-        {"copy " + Quote(mDir.Path() + "/a"), "usage"},
-        {"copy " + Quote(mDir.Path() + "/missing") + " " + Quote(mDir.Path()), "no such file"},
-        {"copy " + Quote(mDir.Path() + "/a") + " " + Quote(mDir.Path() + "/b") + " " +
-             Quote(mDir.Path() + "/nofolder"),
-         "not a folder"},
-        {"copy " + Quote(mDir.Path() + "/a") + " " + Quote(mDir.Path()) + " --step-size 0",
-         "--step-size"},
+    WriteFile(In("a"), 10);
+    WriteFile(In("b"), 10);
+    const std::pair<std::string, std::string> cases[] = {
+        {Q("a"), "usage"},
+        {Q("missing") + Q(""), "no such file"},
+        {Q("a") + Q("b") + Q("nofolder"), "not a folder"},
+        {Q("a") + Q("") + " --step-size 0", "--step-size"},
     };
-    for (const auto& c : cases)
+    for (const auto& [args, text] : cases)
     {
-        Test_ToolResult result = Test_RunTool(c.mArgs, mDir.Path());
-        EXPECT_EQ(result.mStatus, 1) << c.mArgs;
+        Test_ToolResult result = Copy(args);
+        EXPECT_EQ(result.mStatus, 1) << args;
         EXPECT_EQ(result.mErr.rfind("mirafile: ", 0), 0u) << result.mErr;
         EXPECT_EQ(std::count(result.mErr.begin(), result.mErr.end(), '\n'), 1) << result.mErr;
-        EXPECT_NE(result.mErr.find(c.mText), std::string::npos) << result.mErr;
+        EXPECT_NE(result.mErr.find(text), std::string::npos) << result.mErr;
     }
-    EXPECT_FALSE(fs::exists(mDir.Path() + "/nofolder"));
+    EXPECT_FALSE(fs::exists(In("nofolder")));
 }
 
 TEST_F(Cmd_Copy, CtrlCCancelsAndLeavesNothingHalfCopied)
@@ -186,7 +160,7 @@ TEST_F(Cmd_Copy, CtrlCCancelsAndLeavesNothingHalfCopied)
         }
         ASSERT_TRUE(WIFEXITED(status));
         EXPECT_EQ(WEXITSTATUS(status), 130);
-        EXPECT_EQ(Slurp(errPath), "mirafile: cancelled\n");
+        EXPECT_EQ(ReadBytes<std::string>(errPath), "mirafile: cancelled\n");
         EXPECT_TRUE(fs::is_empty(dst)) << "a partial copy was left behind";
     }
     EXPECT_TRUE(caughtMidway) << "every copy ended before it could be interrupted";

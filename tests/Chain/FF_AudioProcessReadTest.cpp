@@ -143,24 +143,17 @@ Bytes Test_MakeFile(const std::string& iPath, int16_t iChannels, int16_t iBits, 
     return direct;
 }
 
-// Channel iChannel of the frames in iIntervals of interleaved samples, appended to ioOut.
-void Test_AppendChannel(Bytes* ioOut, const Bytes& iInterleaved, int iChannels, int iBytes,
-                        int iChannel, const Intervals& iIntervals)
-{
-    for (const Cmn_Interval& interval : iIntervals)
-        for (int64_t i = interval.mBegin; i < interval.mEnd; ++i)
-        {
-            const size_t at = size_t((i * iChannels + iChannel) * iBytes);
-            ioOut->insert(ioOut->end(), iInterleaved.begin() + long(at),
-                          iInterleaved.begin() + long(at + size_t(iBytes)));
-        }
-}
-
+// Channel iChannel of the frames in iIntervals of interleaved samples.
 Bytes Test_Channel(const Bytes& iInterleaved, int iChannels, int iBytes, int iChannel,
                    const Intervals& iIntervals)
 {
     Bytes out;
-    Test_AppendChannel(&out, iInterleaved, iChannels, iBytes, iChannel, iIntervals);
+    for (const Cmn_Interval& interval : iIntervals)
+        for (int64_t i = interval.mBegin; i < interval.mEnd; ++i)
+        {
+            const auto at = iInterleaved.begin() + (i * iChannels + iChannel) * iBytes;
+            out.insert(out.end(), at, at + iBytes);
+        }
     return out;
 }
 
@@ -520,7 +513,8 @@ TEST(FF_AudioProcessReadSequence, PlaysThePiecesInOrderWithOneFileOpenAtATime)
     {
         Bytes expected;
         for (size_t i = 0; i < std::size(pieces); ++i)
-            Test_AppendChannel(&expected, direct[i], 2, 2, c, {pieces[i]});
+            for (unsigned char b : Test_Channel(direct[i], 2, 2, c, {pieces[i]}))
+                expected.push_back(b);
         EXPECT_TRUE(consumerP->mChannels[size_t(c)] == expected) << "channel " << c;
     }
     for (const Cmn_Interval& piece : pieces)

@@ -14,6 +14,7 @@
 
 #include "Convert/ConvertTestSupport.h"
 #include "Posix/Sys_FilePosix.h"
+#include "Support/InteropSupport.h"
 #include "Support/SysTestSupport.h"
 #include "Support/ToolRunner.h"
 #include "Sys_AtomicOutput.h"
@@ -70,7 +71,7 @@ TEST(AtomicOutput, ReservesTheFinalNameUntilCommitAndPublishesTheWholeFile)
         EXPECT_FALSE(Exists(temp));
     }
     EXPECT_EQ(Test_FolderNames(dir.Path()), std::set<std::string>{"take.wav"});
-    EXPECT_EQ(Test_FileBytes(final.GetFullPath()).size(), 3u);
+    EXPECT_EQ(ReadBytes(final.GetFullPath()).size(), 3u);
     EXPECT_FALSE(Sys_AtomicOutput::IsReserved(final));
 
     // Unwinding without Commit, or DeleteFile of the final name, leaves nothing.
@@ -89,7 +90,7 @@ TEST(AtomicOutput, ReservesTheFinalNameUntilCommitAndPublishesTheWholeFile)
     EXPECT_EQ(ThrownError([&] { Sys_AtomicOutput::Begin(other); }).first, EEXIST);
     Sys_StAtomicOutput replacing(other, true);
     replacing.Commit();
-    EXPECT_EQ(Test_FileBytes(other.GetFullPath()).size(), 0u);
+    EXPECT_EQ(ReadBytes(other.GetFullPath()).size(), 0u);
 
     // The longest names still have a temporary name: its start, cut to fit.
     const Sys_FileLoc longest(dir.Path() + "/" + std::string(251, 'n') + ".wav");
@@ -218,8 +219,8 @@ protected:
         std::filesystem::create_directories(mOut);
         mSource = mDir.Path() + "/long.wav";
         Test_MakeTone(mSource, 44100, 16, 2, cSamples);
-        mBefore = Test_FileBytes(mSource);
-        mHaveSox = std::system("command -v sox >/dev/null 2>&1") == 0;
+        mBefore = ReadBytes(mSource);
+        mHaveSox = Test_HaveSox();
     }
 
     pid_t Spawn(const Job& iJob)
@@ -266,12 +267,11 @@ protected:
                 EXPECT_TRUE(samples == mReference[name]) << name;
             if (mHaveSox)
             {
-                EXPECT_EQ(std::system(("sox --i '" + path + "' >/dev/null 2>&1").c_str()), 0)
-                    << name;
+                EXPECT_EQ(Test_RunQuiet("sox --i '" + path + "'"), 0) << name;
             }
             std::filesystem::remove(path);
         }
-        EXPECT_EQ(Test_FileBytes(mSource), mBefore);
+        EXPECT_EQ(ReadBytes(mSource), mBefore);
         return whole;
     }
 
@@ -279,7 +279,7 @@ protected:
     Test_TempDir mDir;
     std::string mOut;
     std::string mSource;
-    std::vector<unsigned char> mBefore;
+    Bytes mBefore;
     bool mHaveSox = false;
     std::map<std::string, std::vector<std::vector<int32_t>>> mReference;
 };
@@ -287,25 +287,18 @@ protected:
 TEST_F(AtomicOutputKill, AKilledJobLeavesNoOutputOrTheWholeOneAndTheNextRunCleansUp)
 {
     const int64_t rate48 = cSamples * 48000 / 44100;
+    // clang-format off
     const std::vector<Job> jobs = {
-        {"convert",
-         {"convert", mSource, "-o", mOut + "/conv.wav", "--rate", "48000"},
-         {"conv.wav"},
-         rate48,
-         6},
-        {"split",
-         {"convert", mSource, "--to", mOut, "--split", "--bits", "24"},
-         {"long.L.wav", "long.R.wav"},
-         cSamples,
-         4},
-        {"consolidate",
-         {"consolidate", mSource, "--range", "0:600000", "--range", "700000:1300000", "-o",
-          mOut + "/cons.wav"},
-         {"cons.wav"},
-         1200000,
-         5},
+        {"convert", {"convert", mSource, "-o", mOut + "/conv.wav", "--rate", "48000"},
+         {"conv.wav"}, rate48, 6},
+        {"split", {"convert", mSource, "--to", mOut, "--split", "--bits", "24"},
+         {"long.L.wav", "long.R.wav"}, cSamples, 4},
+        {"consolidate", {"consolidate", mSource, "--range", "0:600000", "--range", "700000:1300000",
+                         "-o", mOut + "/cons.wav"},
+         {"cons.wav"}, 1200000, 5},
         {"copy", {"copy", mSource, mOut + "/"}, {"long.wav"}, cSamples, 5},
     };
+    // clang-format on
     const uint32_t seed = std::random_device()();
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937 random(seed);

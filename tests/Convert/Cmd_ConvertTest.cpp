@@ -10,15 +10,11 @@
 
 #include "Convert/ConvertTestSupport.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioFileUtils.h"
+#include "Support/InteropSupport.h"
 #include "Support/ToolRunner.h"
 
 namespace
 {
-bool HaveSox()
-{
-    return std::system("command -v sox >/dev/null 2>&1") == 0;
-}
-
 // What soxi says about one property of a file ("r", "b", "c", "s").
 std::string Soxi(const std::string& iPath, const char* iWhat, const std::string& iScratch)
 {
@@ -56,13 +52,12 @@ TEST_F(Cmd_Convert, WritesFilesThatSoxReadsWithTheRightFormatAndLength)
         Run("convert '" + mSource + "' -o '" + out + "' --rate 48000 --bits 24 --quality better");
     ASSERT_EQ(r.mStatus, 0) << r.mErr;
     EXPECT_NE(r.mOut.find("48000 Hz, 24-bit, 2 ch, 48000 samples"), std::string::npos) << r.mOut;
-    if (HaveSox())
-    {
-        EXPECT_EQ(Soxi(out, "r", mDir.Path()), "48000");
-        EXPECT_EQ(Soxi(out, "b", mDir.Path()), "24");
-        EXPECT_EQ(Soxi(out, "c", mDir.Path()), "2");
-        EXPECT_EQ(Soxi(out, "s", mDir.Path()), "48000");
-    }
+    if (Test_HaveSox())
+        for (const auto& [what, value] :
+             {std::pair{"r", "48000"}, {"b", "24"}, {"c", "2"}, {"s", "48000"}})
+        {
+            EXPECT_EQ(Soxi(out, what, mDir.Path()), value) << what;
+        }
     // --split: multi-mono files with channel suffixes, and the chain's stages in --json.
     r = Run("convert '" + mSource + "' --to '" + mDir.Path() + "/out' --split --bits 24 --json");
     ASSERT_EQ(r.mStatus, 0) << r.mErr;
@@ -117,13 +112,13 @@ TEST_P(Cmd_ConvertBadInput, FailsWithOneClearLineAndWritesNothing)
                                      {"$D", mDir.Path()}})
         for (size_t at; (at = args.find(key)) != std::string::npos;)
             args.replace(at, key.size(), value);
-    const std::vector<unsigned char> before = Test_FileBytes(mSource);
+    const Bytes before = ReadBytes(mSource);
     const auto r = Run(args);
     EXPECT_EQ(r.mStatus, 1) << r.mOut;
     EXPECT_NE(r.mErr.find(GetParam().mError), std::string::npos) << r.mErr;
     EXPECT_EQ(std::count(r.mErr.begin(), r.mErr.end(), '\n'), 1) << r.mErr;
     EXPECT_TRUE(Outputs().empty());
-    EXPECT_EQ(Test_FileBytes(mSource), before);
+    EXPECT_EQ(ReadBytes(mSource), before);
 }
 
 const BadInput cBadInputs[] = {
@@ -150,7 +145,7 @@ TEST_F(Cmd_Convert, InterruptCancelsAndDeletesEveryOutputOfTheRun)
 {
     const std::string longSource = mDir.Path() + "/long.wav";
     Test_MakeTone(longSource, 44100, 16, 2, 44100 * 20);
-    const std::vector<unsigned char> before = Test_FileBytes(longSource);
+    const Bytes before = ReadBytes(longSource);
     const std::string err = mDir.Path() + "/int.err";
     const pid_t pid = ::fork();
     ASSERT_GE(pid, 0);
@@ -183,6 +178,6 @@ TEST_F(Cmd_Convert, InterruptCancelsAndDeletesEveryOutputOfTheRun)
     std::getline(std::ifstream(err), text);
     EXPECT_NE(text.find("cancelled"), std::string::npos) << text;
     EXPECT_TRUE(Outputs().empty());
-    EXPECT_EQ(Test_FileBytes(longSource), before);
+    EXPECT_EQ(ReadBytes(longSource), before);
 }
 } // namespace

@@ -67,9 +67,9 @@ TEST_P(ConvertTone, KeepsLengthPitchAndLevel)
     const std::string source = dir.Path() + "/tone.wav", dest = dir.Path() + "/out.wav";
     const int64_t samples = c.mSrcRate / 2 + 77;
     Test_MakeTone(source, c.mSrcRate, c.mSrcBits, c.mChannels, samples);
-    const std::vector<unsigned char> before = Test_FileBytes(source);
+    const Bytes before = ReadBytes(source);
     Convert(source, {dest}, Test_Params(c.mDstRate, c.mDstBits, c.mQuality, c.mDither));
-    EXPECT_EQ(Test_FileBytes(source), before);
+    EXPECT_EQ(ReadBytes(source), before);
 
     const int64_t expected = FF_AudioFileUtils::CalcSamples(samples, c.mDstRate, c.mSrcRate);
     const FF_AudioFile::Properties p = Test_Properties(dest);
@@ -311,7 +311,7 @@ void WalkFaults(Sys_FilePosix::EFault iKind, bool iSplit)
     Test_TempDir dir;
     const std::string source = dir.Path() + "/tone.wav";
     Test_MakeTone(source, 44100, 16, 2, 70000);
-    const std::vector<unsigned char> before = Test_FileBytes(source);
+    const Bytes before = ReadBytes(source);
     const auto params = Test_Params(48000, 24, eSRCQuality_Fastest);
     int32_t failures = 0;
     for (int32_t n = 1; n < 400; ++n)
@@ -343,7 +343,7 @@ void WalkFaults(Sys_FilePosix::EFault iKind, bool iSplit)
             EXPECT_FALSE(std::string(e.what()).empty());
         }
         Sys_FilePosix::SetFault(iKind, 0, 0);
-        EXPECT_EQ(Test_FileBytes(source), before) << "fault " << n;
+        EXPECT_EQ(ReadBytes(source), before) << "fault " << n;
         if (!failed)
             break;
         EXPECT_EQ(Test_FolderNames(dir.Path()), std::set<std::string>{"tone.wav"}) << "fault " << n;
@@ -373,7 +373,7 @@ TEST(ConvertFaults, AFullFileSystemEndsWithAnErrorAndNoOutput)
         GTEST_SKIP() << "no right to mount a small file system here";
     const std::string source = dir.Path() + "/tone.wav";
     Test_MakeTone(source, 44100, 16, 2, 200000); // 0.8 MB; about 1.2 MB at 48 kHz 24-bit
-    const std::vector<unsigned char> before = Test_FileBytes(source);
+    const Bytes before = ReadBytes(source);
     // Through the chain, and as a copy of the sample bytes.
     for (auto [rate, bits] : {std::pair{48000, int16_t(24)}, std::pair{44100, int16_t(16)}})
     {
@@ -390,7 +390,7 @@ TEST(ConvertFaults, AFullFileSystemEndsWithAnErrorAndNoOutput)
         }
         EXPECT_TRUE(threw) << rate;
         EXPECT_TRUE(Test_FolderNames(mountPoint).empty()) << rate;
-        EXPECT_EQ(Test_FileBytes(source), before);
+        EXPECT_EQ(ReadBytes(source), before);
     }
     ::umount(mountPoint.c_str());
 }
@@ -404,7 +404,7 @@ TEST(ConvertFaults, ACancelInTheMiddleDeletesEveryOutput)
     // Two minutes at the slowest quality take several 50 ms slices even optimised on a fast
     // machine; as a copy, 21 MB take three steps.
     Test_MakeTone(source, 44100, 16, 2, 44100 * 120);
-    const std::vector<unsigned char> before = Test_FileBytes(source);
+    const Bytes before = ReadBytes(source);
     const struct
     {
         FF_AudioFileUtils::ConvertAudioFileParams mParams;
@@ -431,7 +431,7 @@ TEST(ConvertFaults, ACancelInTheMiddleDeletesEveryOutput)
         EXPECT_GT(doneAtCancel, c.mCancelAtCall - 2) << c.mDests[0];
         EXPECT_LT(doneAtCancel, total) << c.mDests[0];
         EXPECT_EQ(Test_FolderNames(dir.Path()), std::set<std::string>{"tone.wav"});
-        EXPECT_EQ(Test_FileBytes(source), before);
+        EXPECT_EQ(ReadBytes(source), before);
     }
 }
 } // namespace

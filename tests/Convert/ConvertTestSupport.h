@@ -1,12 +1,10 @@
 // Helpers of the conversion tests: tone files written through the front, samples read back
-// as integers, measures of a tone, and what a folder holds.
+// as integers and measures of a tone.
 #pragma once
 
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <numbers>
 #include <set>
 #include <string>
@@ -16,8 +14,9 @@
 #include "FF/Audio/Processing/Chain/FF_AudioProcessUtils.h"
 #include "FF/Audio/Processing/Chain/FF_AudioSampleAccess.h"
 #include "FF/Audio/Processing/Jobs/FF_AudioFileUtils.h"
-#include "Sys_FileLoc.h"
+#include "Support/ByteSupport.h"
 #include "Support/TestSupport.h"
+#include "Sys_FileLoc.h"
 
 // A WAVE file of a sine of iFreq Hz at iLevelDB dBFS on every channel (channel c shifted by
 // c * 0.1 of full scale's phase, so that channels differ).
@@ -109,13 +108,6 @@ inline Test_ToneMeasure Test_MeasureTone(const std::vector<int32_t>& iSamples, i
     const double full = double((int64_t(1) << (iBits - 1)) - 1);
     m.mLevelDB = 10 * std::log10(sum / double(to - from - 1)) - 20 * std::log10(full);
     return m;
-}
-
-inline std::vector<unsigned char> Test_FileBytes(const std::string& iPath)
-{
-    std::ifstream in(iPath, std::ios::binary);
-    return std::vector<unsigned char>((std::istreambuf_iterator<char>(in)),
-                                      std::istreambuf_iterator<char>());
 }
 
 // Conversion parameters: rate and depth, the rest as given or by default.

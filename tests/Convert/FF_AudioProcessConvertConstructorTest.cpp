@@ -91,57 +91,38 @@ struct StageCase
 
 const EByteOrder BE = eByteOrder_Big, LE = eByteOrder_Native;
 
+// clang-format off
 const StageCase cStageCases[] = {
+    // Name: byte order, bits, rates and channels from and to; gain, squeeze, dither, native
+    // order wanted before the consumer. Then the stages and whether the audio changes.
     {"SameFormatNoStages", {LE, 16, 16, 48000, 48000, 1, 1, 0.0, false, false, false}, {}, false},
     {"SameFormatBigEndianCopyNeedsNoSwap",
-     {BE, 24, 24, 48000, 48000, 1, 1, 0.0, false, false, false},
-     {},
-     false},
+     {BE, 24, 24, 48000, 48000, 1, 1, 0.0, false, false, false}, {}, false},
     {"SameFormatBigEndianSwapsForNativeStages",
-     {BE, 24, 24, 48000, 48000, 1, 1, 0.0, false, false, true},
-     {Swap},
-     false},
+     {BE, 24, 24, 48000, 48000, 1, 1, 0.0, false, false, true}, {Swap}, false},
     {"Mono16at44100To24at48000",
-     {LE, 16, 24, 44100, 48000, 1, 1, 0.0, false, false, false},
-     {Req, SRC},
-     true},
+     {LE, 16, 24, 44100, 48000, 1, 1, 0.0, false, false, false}, {Req, SRC}, true},
     {"Mono16at44100To24at48000BigEndian",
-     {BE, 16, 24, 44100, 48000, 1, 1, 0.0, false, false, false},
-     {Swap, Req, SRC},
-     true},
+     {BE, 16, 24, 44100, 48000, 1, 1, 0.0, false, false, false}, {Swap, Req, SRC}, true},
     {"Stereo24at96000To16at44100",
-     {LE, 24, 16, 96000, 44100, 2, 2, 0.0, false, true, false},
-     {SRC, Req},
-     true},
+     {LE, 24, 16, 96000, 44100, 2, 2, 0.0, false, true, false}, {SRC, Req}, true},
     {"EightBitBigEndianGetsNoSwap",
-     {BE, 8, 16, 44100, 48000, 1, 1, 0.0, false, false, true},
-     {Req, SRC},
-     true},
+     {BE, 8, 16, 44100, 48000, 1, 1, 0.0, false, false, true}, {Req, SRC}, true},
     {"GainOfZeroAddsNoStage",
-     {LE, 16, 16, 44100, 44100, 1, 1, 0.0, false, false, false},
-     {},
-     false},
+     {LE, 16, 16, 44100, 44100, 1, 1, 0.0, false, false, false}, {}, false},
     {"GainAloneDoesNotCountAsChange",
-     {LE, 16, 16, 44100, 44100, 1, 1, -3.0, false, false, false},
-     {Gain},
-     false},
+     {LE, 16, 16, 44100, 44100, 1, 1, -3.0, false, false, false}, {Gain}, false},
     {"StereoToMonoMixesFirst",
-     {BE, 16, 24, 44100, 48000, 2, 1, 0.0, false, false, false},
-     {Swap, Mix, Req, SRC},
-     true},
+     {BE, 16, 24, 44100, 48000, 2, 1, 0.0, false, false, false}, {Swap, Mix, Req, SRC}, true},
     {"MonoToStereoSplitsLast",
-     {LE, 24, 16, 48000, 44100, 1, 2, 0.0, false, false, false},
-     {SRC, Req, Split},
-     true},
+     {LE, 24, 16, 48000, 44100, 1, 2, 0.0, false, false, false}, {SRC, Req, Split}, true},
     {"EveryStageInItsPlace",
      {BE, 16, 24, 44100, 48000, 2, 1, 2.0, true, true, true},
-     {Swap, Mix, Req, Gain, Sqz, SRC},
-     true},
+     {Swap, Mix, Req, Gain, Sqz, SRC}, true},
     {"SqueezeAloneSwapsAndChanges",
-     {BE, 16, 16, 44100, 44100, 1, 1, 0.0, true, false, false},
-     {Swap, Sqz},
-     true},
+     {BE, 16, 16, 44100, 44100, 1, 1, 0.0, true, false, false}, {Swap, Sqz}, true},
 };
+// clang-format on
 
 class ConvertConstructorStages : public testing::TestWithParam<StageCase>
 {
@@ -211,14 +192,10 @@ const char* const Write = "FF_AudioProcessWriteFiles";
 const FileCase cFileCases[] = {
     {"SameFormat", 48000, 16, 1, 48000, 16, {Read, Dec, Write}, {"Take.wav"}},
     {"Mono16at44kTo24at48k", 44100, 16, 1, 48000, 24, {Read, Req, SRC, Dec, Write}, {"Take.wav"}},
-    {"Stereo24at96kTo16at44k",
-     96000,
-     24,
-     2,
-     44100,
-     16,
-     {Read, SRC, Req, Dec, Write},
+    // clang-format off
+    {"Stereo24at96kTo16at44k", 96000, 24, 2, 44100, 16, {Read, SRC, Req, Dec, Write},
      {"Take.L.wav", "Take.R.wav"}},
+    // clang-format on
     {"EightBit", 22050, 8, 1, 22050, 16, {Read, Req, Dec, Write}, {"Take.wav"}},
 };
 

@@ -14,15 +14,6 @@
 
 namespace
 {
-// Big-endian samples of iBits as the front hands them out: native order.
-Bytes ToNative(Bytes iSamples, int iBits)
-{
-    const size_t width = size_t(iBits / 8);
-    for (size_t i = 0; i + width <= iSamples.size(); i += width)
-        std::reverse(iSamples.begin() + ptrdiff_t(i), iSamples.begin() + ptrdiff_t(i + width));
-    return iSamples;
-}
-
 Bytes ReadFrames(FF_AudioFile& ioFile, int64_t iFrames, int64_t* oReadP = nullptr)
 {
     const FF_AudioFile::Properties p = ioFile.GetProperties();
@@ -147,10 +138,11 @@ TEST(FF_AIFPlugIn, RoundTripOverDepthsChannelsAndForms)
                 const int64_t offset = back->mOffsetToData.GetOr(0);
                 EXPECT_EQ(offset % 512, 8);
                 ASSERT_LE(size_t(offset) + samples.size(), image.size());
-                EXPECT_EQ(ToNative(Bytes(image.begin() + offset,
-                                         image.begin() + offset + ptrdiff_t(samples.size())),
-                                   bits),
-                          samples)
+                EXPECT_EQ(
+                    BigEndianSamples(Bytes(image.begin() + offset,
+                                           image.begin() + offset + ptrdiff_t(samples.size())),
+                                     bits),
+                    samples)
                     << "the file does not hold the samples big-endian";
                 EXPECT_EQ(ReadFrames(*back, frames + 5), samples);
                 EXPECT_EQ(back->mUmid.GetOr(Sys_Umid()), umid);
@@ -250,7 +242,7 @@ TEST(FF_AIFPlugIn, ForeignLayoutsOpenWithTheirFormatSamplesAndInstrument)
         int64_t read = 0;
         const Bytes samples = ReadFrames(*file, p.mNumSamples, &read);
         EXPECT_EQ(read, c.mFramesRead);
-        EXPECT_EQ(samples, ToNative(c.mSamples.empty() ? s16 : c.mSamples, c.mBits));
+        EXPECT_EQ(samples, BigEndianSamples(c.mSamples.empty() ? s16 : c.mSamples, c.mBits));
         if (c.mInstrument)
         {
             EXPECT_EQ(file->mInstrumentAttr.GetOr({}), *c.mInstrument);

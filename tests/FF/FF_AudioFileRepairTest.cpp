@@ -20,54 +20,32 @@ struct Form
     bool Big() const { return mKind[0] == 'A'; }
     int FrameBytes() const { return mChannels * ((mBits + 7) / 8); }
 
-    Bytes Num(uint64_t iValue, int iWidth) const
-    {
-        Bytes bytes;
-        for (int i = 0; i < iWidth; ++i)
-            bytes.push_back(uint8_t(iValue >> (8 * (Big() ? iWidth - 1 - i : i))));
-        return bytes;
-    }
     Bytes Chunk(const char* iID, const Bytes& iData, int64_t iSize = -1) const
     {
-        Bytes bytes(iID, iID + 4);
-        Append(bytes, Num(uint64_t(iSize < 0 ? int64_t(iData.size()) : iSize), 4));
-        Append(bytes, iData);
-        if (iData.size() % 2)
-            bytes.push_back(0);
-        return bytes;
+        return Big() ? AifChunk(iID, iData, iSize) : ::Chunk(iID, iData, iSize);
     }
     // The format chunk; an AIFF's counts iFrames. 48 kHz (80-bit: 400E BB80 0...).
     Bytes Format(int64_t iFrames, const char* iCompression = "NONE") const
     {
         if (!Big())
             return ::Chunk("fmt ", FmtData(1, mChannels, 48000, mBits));
-        Bytes data = Num(uint64_t(mChannels), 2);
-        Append(data, Num(uint64_t(iFrames), 4));
-        Append(data, Num(uint64_t(mBits), 2));
-        Append(data, {0x40, 0x0E, 0xBB, 0x80, 0, 0, 0, 0, 0, 0});
-        if (std::string(mKind) == "AIFC")
-            Append(data, {uint8_t(iCompression[0]), uint8_t(iCompression[1]),
-                          uint8_t(iCompression[2]), uint8_t(iCompression[3]), 0, 0});
-        return Chunk("COMM", data);
+        const Bytes rate = {0x40, 0x0E, 0xBB, 0x80, 0, 0, 0, 0, 0, 0};
+        return AifChunk("COMM", CommData(mChannels, uint32_t(iFrames), mBits, rate,
+                                         std::string(mKind) == "AIFC" ? iCompression : nullptr));
     }
-    // The samples chunk; iSize replaces its stored size.
+    // The samples chunk (behind an AIFF's offset and block size); iSize replaces its stored
+    // size.
     Bytes Samples(const Bytes& iSamples, int64_t iSize = -1) const
     {
         if (!Big())
-            return Chunk("data", iSamples, iSize);
-        Bytes data = Num(0, 8); // offset, block size
-        Append(data, iSamples);
-        return Chunk("SSND", data, iSize);
+            return ::Chunk("data", iSamples, iSize);
+        Bytes data(8 + iSamples.size(), 0);
+        std::copy(iSamples.begin(), iSamples.end(), data.begin() + 8);
+        return AifChunk("SSND", data, iSize);
     }
     Bytes Image(const std::vector<Bytes>& iChunks, int64_t iFormSize = -1) const
     {
-        Bytes body(mKind, mKind + 4);
-        for (const Bytes& chunk : iChunks)
-            Append(body, chunk);
-        Bytes bytes(Big() ? "FORM" : "RIFF", (Big() ? "FORM" : "RIFF") + 4);
-        Append(bytes, Num(uint64_t(iFormSize < 0 ? int64_t(body.size()) : iFormSize), 4));
-        Append(bytes, body);
-        return bytes;
+        return Big() ? ::Form(mKind, iChunks, iFormSize) : Riff(iChunks, iFormSize);
     }
     // The file a writer makes of these samples, with chunks after them.
     Bytes Whole(const Bytes& iSamples, const std::vector<Bytes>& iAfter = {}) const
@@ -78,11 +56,6 @@ struct Form
         return Image(chunks);
     }
     int64_t DataOffset() const { return 12 + int64_t(Format(0).size()) + 8 + (Big() ? 8 : 0); }
-
-    static void Append(Bytes& ioBytes, const Bytes& iMore)
-    {
-        ioBytes.insert(ioBytes.end(), iMore.begin(), iMore.end());
-    }
 };
 
 void PrintTo(const Form& iForm, std::ostream* oStream)

@@ -25,9 +25,7 @@ TEST_P(FF_AudioFileRoundTrip, WritesAndReadsEveryByteInBothOrders)
     const int width = bits / 8;
     const Bytes samples =
         Pattern(size_t(frames * channels * width), uint32_t(bits * 10 + channels));
-    Bytes big = samples; // the same samples, big-endian
-    for (size_t i = 0; i < big.size(); i += size_t(width))
-        std::reverse(big.begin() + ptrdiff_t(i), big.begin() + ptrdiff_t(i) + width);
+    const Bytes big = BigEndianSamples(samples, bits);
     FF_AudioFileRef writer = NewWave(path, channels, bits);
     Bytes buffer = big;
     EXPECT_EQ(writer->Write(buffer.data(), frames, eByteOrder_Big, false), frames);

@@ -20,13 +20,6 @@ Bytes Mono16(size_t iFrames, uint32_t iSeed = 7)
     return Pattern(iFrames * 2, iSeed);
 }
 
-Bytes Swap16(Bytes iSamples)
-{
-    for (size_t i = 0; i + 1 < iSamples.size(); i += 2)
-        std::swap(iSamples[i], iSamples[i + 1]);
-    return iSamples;
-}
-
 // A new file: its chunks in order, the first sample aligned, and every property written
 // through the front read back from its chunk.
 TEST(FF_WAVEPlugIn, NewFileHasItsChunksInOrderAndEveryPropertyReadsBack)
@@ -298,9 +291,9 @@ TEST(FF_WAVEPlugIn, EmbeddedFileReadsItsRangeAndIsReadOnly)
         ASSERT_EQ(file->GetAudioFileType(), type);
         EXPECT_EQ(file->GetEmbeddedLength(), int64_t(innerBytes.size()));
         const int64_t offset = file->mOffsetToData.GetOr(0) - 1001;
-        EXPECT_TRUE(std::equal(innerBytes.begin() + offset, innerBytes.begin() + offset + 512,
-                               type == eAudioFileType_WAVE ? samples.begin()
-                                                           : Swap16(samples).begin()));
+        EXPECT_TRUE(std::equal(
+            innerBytes.begin() + offset, innerBytes.begin() + offset + 512,
+            type == eAudioFileType_WAVE ? samples.begin() : BigEndianSamples(samples, 16).begin()));
         EXPECT_TRUE(file->IsReadOnly());
         EXPECT_FALSE(file->CanDestructiveRecord());
         Bytes back(samples.size() + 10);

@@ -9,6 +9,7 @@
 
 #include "FF/Audio/FF_AudioFile.h"
 #include "Support/FFTestSupport.h"
+#include "Support/InteropSupport.h"
 #include "Support/ToolRunner.h"
 
 namespace
@@ -30,26 +31,27 @@ size_t Lines(const std::string& iText)
     return size_t(std::count(iText.begin(), iText.end(), '\n'));
 }
 
-// Samples of a file as signed values, through the front.
-std::vector<int32_t> Samples(const std::string& iPath, FF_AudioFile::Properties* oP)
+// The samples of a WAVE file through the front (native order), and their properties.
+Bytes RawSamples(const std::string& iPath, FF_AudioFile::Properties* oP)
 {
-    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(iPath)));
-    file->Open(Cmn_Store::eOpenFlag_OpenForRead);
+    FF_AudioFileRef file = OpenFile(iPath, Cmn_Store::eOpenFlag_OpenForRead);
     EXPECT_EQ(file->GetAudioFileType(), eAudioFileType_WAVE);
-    if (file->GetAudioFileType() != eAudioFileType_WAVE)
-        return {};
     *oP = file->GetProperties();
-    const int32_t bytes = oP->mBytesPerSample;
-    Bytes raw(size_t(oP->mNumSamples * oP->mNumChannels * bytes));
-    EXPECT_EQ(file->Read(raw.data(), oP->mNumSamples), oP->mNumSamples);
+    Bytes raw = Test_ReadAll(*file);
     file->Close();
+    return raw;
+}
+
+// Little-endian samples of iBytes bytes as signed values.
+std::vector<int32_t> Values(const Bytes& iRaw, int32_t iBytes)
+{
     std::vector<int32_t> values;
-    for (size_t i = 0; i + size_t(bytes) <= raw.size(); i += size_t(bytes))
+    for (size_t i = 0; i + size_t(iBytes) <= iRaw.size(); i += size_t(iBytes))
     {
         uint32_t u = 0;
-        for (int32_t b = 0; b < bytes; ++b)
-            u |= uint32_t(raw[i + size_t(b)]) << (8 * b);
-        const int shift = 32 - 8 * bytes;
+        for (int32_t b = 0; b < iBytes; ++b)
+            u |= uint32_t(iRaw[i + size_t(b)]) << (8 * b);
+        const int shift = 32 - 8 * iBytes;
         values.push_back(int32_t(u << shift) >> shift);
     }
     return values;
@@ -65,12 +67,13 @@ TEST_F(ToolToneInfo, ToneThenInfoInTextAndJson)
 
     r = Test_RunTool("info '" + path + "'", mDir.Path());
     ASSERT_EQ(r.mStatus, 0) << r.mErr;
-    for (const char* line : {"sample rate          44100 Hz\n", "bit depth            16\n",
-                             "channels             2\n", "samples              88200\n",
-                             "duration             2.000 s\n", "byte order           little-endian\n",
-                             "format name          BWF (.WAV)\n", "broadcast text       Mira Deck\n",
-                             "  tone  0-88200  (whole file)\n", "overview             none\n",
-                             "description          sine 1000 Hz at -6 dBFS\n"})
+    for (const char* line :
+         {"sample rate          44100 Hz\n", "bit depth            16\n",
+          "channels             2\n", "samples              88200\n",
+          "duration             2.000 s\n", "byte order           little-endian\n",
+          "format name          BWF (.WAV)\n", "broadcast text       Mira Deck\n",
+          "  tone  0-88200  (whole file)\n", "overview             none\n",
+          "description          sine 1000 Hz at -6 dBFS\n"})
         EXPECT_NE(r.mOut.find(line), std::string::npos) << line << "in:\n" << r.mOut;
 
     r = Test_RunTool("info --json '" + path + "'", mDir.Path());
@@ -81,10 +84,11 @@ TEST_F(ToolToneInfo, ToneThenInfoInTextAndJson)
                             "samples", "byte_order", "umid", "original_time_stamp",
                             "user_time_stamp", "description", "regions", "has_overview"})
         EXPECT_EQ(Count(r.mOut, std::string("\"") + key + "\": "), 1u) << key;
-    for (const char* pair : {"\"sample_rate\": 44100", "\"bit_depth\": 16", "\"channels\": 2",
-                             "\"samples\": 88200", "\"byte_order\": \"little\"",
-                             "\"format_name\": \"BWF (.WAV)\"", "\"has_overview\": false",
-                             "{\"name\": \"tone\", \"start\": 0, \"stop\": 88200, \"whole_file\": true}"})
+    for (const char* pair :
+         {"\"sample_rate\": 44100", "\"bit_depth\": 16", "\"channels\": 2", "\"samples\": 88200",
+          "\"byte_order\": \"little\"", "\"format_name\": \"BWF (.WAV)\"",
+          "\"has_overview\": false",
+          "{\"name\": \"tone\", \"start\": 0, \"stop\": 88200, \"whole_file\": true}"})
         EXPECT_NE(r.mOut.find(pair), std::string::npos) << pair << " in " << r.mOut;
     // Each tone has an identity of its own: 32 hexadecimal digits.
     const size_t umid = r.mOut.find("\"umid\": \"");
@@ -107,20 +111,21 @@ TEST_F(ToolToneInfo, ToneHoldsTheAskedSine)
         double mFreq;
         double mLevel;
     };
-    for (const Case& c : {Case{8, 1, 8000, 250, -1}, Case{16, 3, 48000, 1000, -6},
-                          Case{24, 2, 96000, 480, -20}})
+    for (const Case& c :
+         {Case{8, 1, 8000, 250, -1}, Case{16, 3, 48000, 1000, -6}, Case{24, 2, 96000, 480, -20}})
     {
         const std::string label = std::to_string(c.mBits) + " bits";
         const std::string path = In(std::string("t") + std::to_string(c.mBits) + ".wav");
-        const auto r = Test_RunTool("tone '" + path + "' --rate " + std::to_string(c.mRate) +
-                                        " --bits " + std::to_string(c.mBits) + " --channels " +
-                                        std::to_string(c.mChannels) + " --seconds 0.5 --freq " +
-                                        std::to_string(c.mFreq) + " --level " +
-                                        std::to_string(c.mLevel),
-                                    mDir.Path());
+        const auto r =
+            Test_RunTool("tone '" + path + "' --rate " + std::to_string(c.mRate) + " --bits " +
+                             std::to_string(c.mBits) + " --channels " +
+                             std::to_string(c.mChannels) + " --seconds 0.5 --freq " +
+                             std::to_string(c.mFreq) + " --level " + std::to_string(c.mLevel),
+                         mDir.Path());
         ASSERT_EQ(r.mStatus, 0) << label << ": " << r.mErr;
         FF_AudioFile::Properties p;
-        const std::vector<int32_t> values = Samples(path, &p);
+        const Bytes raw = RawSamples(path, &p);
+        const std::vector<int32_t> values = Values(raw, c.mBits / 8);
         EXPECT_EQ(p.mSampleRate, c.mRate) << label;
         EXPECT_EQ(p.mBitDepth, c.mBits) << label;
         EXPECT_EQ(p.mNumChannels, c.mChannels) << label;
@@ -142,23 +147,9 @@ TEST_F(ToolToneInfo, ToneHoldsTheAskedSine)
         EXPECT_NEAR(high, peak, 1.0) << label;
         EXPECT_NEAR(double(crossings), 2 * c.mFreq * 0.5, 2.0) << label;
 
-        if (std::system("command -v sox >/dev/null 2>&1") == 0)
+        if (Test_HaveSox())
         {
-            const std::string raw = In("decoded.raw");
-            ASSERT_EQ(std::system(("sox -D '" + path + "' -t raw -e signed-integer -b " +
-                                   std::to_string(c.mBits) + " -L '" + raw + "' 2>/dev/null")
-                                      .c_str()),
-                      0);
-            const Bytes decoded = ReadBytes(raw);
-            ASSERT_EQ(decoded.size(), values.size() * size_t(c.mBits / 8)) << label;
-            for (size_t i = 0; i < values.size(); i += 97)
-            {
-                int32_t v = 0;
-                for (int b = 0; b < c.mBits / 8; ++b)
-                    v |= int32_t(decoded[i * size_t(c.mBits / 8) + size_t(b)]) << (8 * b);
-                const int shift = 32 - c.mBits;
-                ASSERT_EQ(int32_t(uint32_t(v) << shift) >> shift, values[i]) << label << " at " << i;
-            }
+            EXPECT_TRUE(Test_SoxRaw(path, c.mBits, mDir.Path()) == raw) << label;
         }
     }
 }
@@ -184,7 +175,8 @@ TEST_F(ToolToneInfo, FilesThatCannotBeReadAreNamedAndFail)
     }
 
     // Several files: each good one is shown, each bad one named, and the status is 1.
-    auto r = Test_RunTool("info --json '" + good + "' '" + missing + "' '" + good + "'", mDir.Path());
+    auto r =
+        Test_RunTool("info --json '" + good + "' '" + missing + "' '" + good + "'", mDir.Path());
     EXPECT_EQ(r.mStatus, 1);
     EXPECT_EQ(r.mOut.front(), '[');
     EXPECT_EQ(r.mOut.substr(r.mOut.size() - 2), "]\n");
@@ -202,14 +194,14 @@ TEST_F(ToolToneInfo, BadToneOptionsAreUsageErrors)
     const std::string rest = " --rate 48000 --bits 16 --channels 2 --seconds 1";
     for (const std::string& args : std::vector<std::string>{
              "tone " + out + " --rate 48000 --bits 12 --channels 2 --seconds 1",
-          "tone " + out + " --bits 16 --channels 2 --seconds 1",
-          "tone " + out + " --rate 48000 --bits 16 --channels 0 --seconds 1",
-          "tone " + out + " --rate 48000 --bits 16 --channels 2 --seconds 0",
-          "tone " + out + " --rate 48000 --bits 24 --channels 8 --seconds 4000",
-          "tone " + out + rest + " --level 3", "tone " + out + rest + " --freq 30000",
-          "tone " + out + rest + " --rate fast", "tone" + rest,
-          "tone '" + In("no/such/folder/x.wav") + "'" + rest,
-          "tone '" + In("x.mp3") + "'" + rest, "info"})
+             "tone " + out + " --bits 16 --channels 2 --seconds 1",
+             "tone " + out + " --rate 48000 --bits 16 --channels 0 --seconds 1",
+             "tone " + out + " --rate 48000 --bits 16 --channels 2 --seconds 0",
+             "tone " + out + " --rate 48000 --bits 24 --channels 8 --seconds 4000",
+             "tone " + out + rest + " --level 3", "tone " + out + rest + " --freq 30000",
+             "tone " + out + rest + " --rate fast", "tone" + rest,
+             "tone '" + In("no/such/folder/x.wav") + "'" + rest,
+             "tone '" + In("x.mp3") + "'" + rest, "info"})
     {
         const auto r = Test_RunTool(args, mDir.Path());
         EXPECT_EQ(r.mStatus, 1) << args;

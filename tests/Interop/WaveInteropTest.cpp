@@ -1,6 +1,6 @@
-// WAVE files exchanged with writers and readers that are not ours: sox writes, the audio
-// file front reads; the front writes (with its own chunks and ones it does not know),
-// libsndfile reads.
+// WAVE files exchanged with readers and writers that are not ours: the front writes (with its
+// own chunks and ones it does not know), libsndfile reads, and the other way round. (What sox
+// writes: WrittenElsewhereTest.cpp.)
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -18,115 +18,6 @@
 
 namespace
 {
-struct SoxCase
-{
-    int mBits;
-    int mChannels;
-    int mRate;
-    int64_t mFrames;
-};
-
-// A distinct tone on each channel, so that a mixed-up channel order shows.
-std::string SoxSynth(const SoxCase& iCase)
-{
-    std::string synth = "synth " + std::to_string(iCase.mFrames) + "s";
-    for (int c = 0; c < iCase.mChannels; ++c)
-        synth += " sine " + std::to_string(300 + 170 * c);
-    return synth;
-}
-
-std::string SoxFile(const SoxCase& iCase, const std::string& iDir)
-{
-    const std::string path = iDir + "/sox-" + std::to_string(iCase.mBits) + "-" +
-                              std::to_string(iCase.mChannels) + ".wav";
-    // The rate and channels go to the null input, so that nothing is resampled or remixed.
-    const int status = Test_RunQuiet("sox -D -r " + std::to_string(iCase.mRate) + " -c " +
-                           std::to_string(iCase.mChannels) + " -n -b " +
-                           std::to_string(iCase.mBits) + " '" + path + "' " + SoxSynth(iCase) +
-                           " gain -1");
-    EXPECT_EQ(status, 0) << "sox could not write " << path;
-    return path;
-}
-
-// 8, 16 and 24 bits; mono, stereo, six channels; an odd sample count leaves an odd data
-// size (and its pad byte) at 8 and 24 bits mono. sox writes the extensible form of the
-// format for more than two channels or more than 16 bits.
-const SoxCase cSoxCases[] = {{8, 1, 48000, 4801},  {8, 2, 44100, 4410},  {8, 6, 48000, 4800},
-                             {16, 1, 44100, 4410}, {16, 2, 48000, 4801}, {16, 6, 96000, 9600},
-                             {24, 1, 48000, 4801}, {24, 2, 96000, 9600}, {24, 6, 48000, 4800}};
-
-class SoxWritten : public ::testing::TestWithParam<SoxCase>
-{
-protected:
-    void SetUp() override
-    {
-        if (!Test_HaveSox())
-            GTEST_SKIP() << "sox is not installed";
-    }
-    Test_TempDir mDir;
-};
-
-// The front reads what sox wrote as sox decodes it; metadata added then leaves its format
-// and samples as other readers see them.
-TEST_P(SoxWritten, OpensWithItsPropertiesAndSamplesAndKeepsThemThroughAMetadataEdit)
-{
-    const SoxCase c = GetParam();
-    const std::string path = SoxFile(c, mDir.Path());
-    const Bytes expected = Test_SoxRaw(path, c.mBits, mDir.Path());
-    const Bytes fmtBefore = ReadBytes(path);
-    ASSERT_EQ(expected.size(), size_t(c.mFrames * c.mChannels * c.mBits / 8));
-
-    FF_AudioFileRef file(new FF_AudioFile(Sys_FileLoc(path)));
-    file->Open(Cmn_Store::eOpenFlag_OpenForWrite);
-    ASSERT_EQ(file->GetAudioFileType(), eAudioFileType_WAVE);
-    const FF_AudioFile::Properties p = file->GetProperties();
-    EXPECT_EQ(p.mSampleRate, c.mRate);
-    EXPECT_EQ(p.mBitDepth, c.mBits);
-    EXPECT_EQ(p.mNumChannels, c.mChannels);
-    EXPECT_EQ(p.mNumSamples, c.mFrames);
-    EXPECT_EQ(p.mByteOrder, eByteOrder_Little);
-    EXPECT_EQ(p.mFormatName, "WAV");
-
-    EXPECT_TRUE(Test_ReadAll(*file) == expected) << "samples differ from sox's own decoding";
-    // A read from the middle lands on the right frame.
-    const int64_t frame = int64_t(c.mChannels) * c.mBits / 8;
-    const int64_t middle = c.mFrames / 2 + 1;
-    Bytes tail(size_t((c.mFrames - middle) * frame));
-    file->SetPosition(middle);
-    EXPECT_EQ(file->Read(tail.data(), c.mFrames), c.mFrames - middle);
-    EXPECT_TRUE(std::equal(tail.begin(), tail.end(), expected.begin() + middle * frame));
-
-    file->mUmid.Set(Sys_Umid(3, 1, 4, 1));
-    file->mDescription.Set("edited after sox");
-    file->AddRegion(FF_AudioFile::Region("middle", 100, 200, 100, 0, 0, Sys_Umid(5, 9, 2, 6), false));
-    file->Flush();
-    file->Close();
-
-    EXPECT_TRUE(Test_SoxRaw(path, c.mBits, mDir.Path()) == expected);
-    const Bytes after = ReadBytes(path);
-    // The format chunk (id, size and every field of its extensible form) is untouched.
-    ASSERT_GE(after.size(), 12u + 8 + 40);
-    const uint32_t fmtSize = uint32_t(after[16]) | uint32_t(after[17]) << 8;
-    EXPECT_TRUE(std::equal(after.begin() + 12, after.begin() + 20 + fmtSize, fmtBefore.begin() + 12));
-
-    FF_AudioFileRef back(new FF_AudioFile(Sys_FileLoc(path)));
-    back->Open(Cmn_Store::eOpenFlag_OpenForRead);
-    EXPECT_EQ(back->mDescription.GetOr(""), "edited after sox");
-    EXPECT_EQ(back->mUmid.GetOr(Sys_Umid()), Sys_Umid(3, 1, 4, 1));
-    FF_AudioFile::RegionList regions;
-    back->GetRegions(&regions);
-    ASSERT_EQ(regions.size(), 2u);
-    EXPECT_EQ(regions.back().mName, "middle");
-    back->Close();
-}
-
-INSTANTIATE_TEST_SUITE_P(Formats, SoxWritten, ::testing::ValuesIn(cSoxCases),
-                         [](const ::testing::TestParamInfo<SoxCase>& iInfo)
-                         {
-                             return std::to_string(iInfo.param.mBits) + "bit" +
-                                    std::to_string(iInfo.param.mChannels) + "ch";
-                         });
-
 // The extensible format chunk is written back in its own form when it has to move: here a
 // description in front of it grows and pushes it (and the samples) along.
 TEST(WaveInterop, ExtensibleFormatKeepsItsFormWhenItMoves)

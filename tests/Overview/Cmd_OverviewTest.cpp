@@ -79,16 +79,7 @@ Picture DecodePng(const std::string& iPath)
     return picture;
 }
 
-class Cmd_Overview : public testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        if (!Test_ToolPath())
-            GTEST_SKIP() << "MIRAFILE_TOOL is not set (run through ctest)";
-    }
-    Test_TempDir mDir;
-};
+using Cmd_Overview = Test_ToolTest;
 
 TEST_F(Cmd_Overview, TakesTheOverviewFromTheFileTheCacheOrComputesIt)
 {
@@ -110,16 +101,18 @@ TEST_F(Cmd_Overview, TakesTheOverviewFromTheFileTheCacheOrComputesIt)
     EXPECT_EQ(r.mStatus, 0) << r.mErr;
     EXPECT_EQ(r.mOut, document("computed"));
 
-    const std::string cacheDir = mDir.Path() + "/caches";
-    r = Test_RunTool("overview '" + plain + "' --json --cache '" + cacheDir + "'", mDir.Path());
-    EXPECT_EQ(r.mOut, document("computed"));
+    const std::string cacheDir = In("caches");
+    auto cached = [&] {
+        return Test_RunTool("overview '" + plain + "' --json --cache '" + cacheDir + "'",
+                            mDir.Path());
+    };
+    EXPECT_EQ(cached().mOut, document("computed"));
     EXPECT_TRUE(std::filesystem::exists(cacheDir + "/WaveCache"));
-    r = Test_RunTool("overview '" + plain + "' --json --cache '" + cacheDir + "'", mDir.Path());
-    EXPECT_EQ(r.mOut, document("cache"));
+    EXPECT_EQ(cached().mOut, document("cache"));
 
     // A damaged cache is rebuilt, and the overview computed again.
     std::filesystem::resize_file(cacheDir + "/WaveCache", 100);
-    r = Test_RunTool("overview '" + plain + "' --json --cache '" + cacheDir + "'", mDir.Path());
+    r = cached();
     EXPECT_EQ(r.mStatus, 0) << r.mErr;
     EXPECT_EQ(r.mOut, document("computed"));
 
@@ -132,8 +125,7 @@ TEST_F(Cmd_Overview, TakesTheOverviewFromTheFileTheCacheOrComputesIt)
         file->Flush();
         file->Close();
     }
-    r = Test_RunTool("overview '" + plain + "' --json --cache '" + cacheDir + "'", mDir.Path());
-    EXPECT_EQ(r.mOut, document("file"));
+    EXPECT_EQ(cached().mOut, document("file"));
 }
 
 TEST_F(Cmd_Overview, ReportsBadFilesAndKeepsGoing)

@@ -37,17 +37,12 @@ std::vector<Shape> Shapes()
     std::vector<Shape> shapes;
     for (int32_t bits : {8, 16, 24})
         for (int16_t channels : {int16_t(1), int16_t(3)})
-            for (const auto& [length, perBlock] :
-                 std::vector<std::pair<int64_t, int64_t>>{{1, 64},
-                                                          {255, 256},
-                                                          {256, 256},
-                                                          {257, 100},
-                                                          {4096, 1024},
-                                                          {4097, 1024},
-                                                          {10000, 1000},
-                                                          {3 * 4410 + 17, 4410},
-                                                          {20000, 77}})
+            // clang-format off
+            for (const auto& [length, perBlock] : std::vector<std::pair<int64_t, int64_t>>{
+                     {1, 64}, {255, 256}, {256, 256}, {257, 100}, {4096, 1024}, {4097, 1024},
+                     {10000, 1000}, {3 * 4410 + 17, 4410}, {20000, 77}})
                 shapes.push_back({bits, channels, length, perBlock});
+    // clang-format on
     for (int32_t perPoint : {1, 7, 100, 1000, 4096})
         shapes.push_back({16, 1, 1000, 333, perPoint});
     return shapes;

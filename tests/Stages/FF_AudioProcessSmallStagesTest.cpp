@@ -36,7 +36,6 @@ TEST(FF_AudioProcessGain, EightBitsAreScaledTruncatedAndClippedWithoutDither)
 {
     FF_AudioProcessGain gain(20.0 * std::log10(2.5));
     EXPECT_DOUBLE_EQ(gain.GetGainFactor(), 2.5);
-    Test_Sink sink;
     gain.SetNextProcess(FF_AudioProcess::ProcessHandle(new Test_Sink));
     const Test_Stream out =
         Test_RunStage(gain, Test_StreamOf(8, {{1, 3, -3, 40, 60, -50, -51, -128}}), 3);
