@@ -445,6 +445,7 @@ TEST(Time_MeterMap, BadBytesFailCleanlyAndLeaveTheMap)
         {"beat below one tick", block(1, kOrigin, 4, 4000000), 14, 28},
         {"tick out of range", block(1, INT64_MAX, 4, 4), 14, 28},
         {"ticks out of order", block(2, kOrigin, 4, 4, kOrigin - 1), 14, 28},
+        {"two changes on one tick", block(2, kOrigin, 4, 4, kOrigin), 14, 28},
         {"newer version", MeterBlock(3, [](auto& out) { out << int32_t(0); }), 2, 31},
     };
     Map map = MidBarMap();
