@@ -47,19 +47,15 @@ TEST(Cmn_Interval, LessOrdersDescendingByBeginThenEnd)
 {
     const Cmn_Interval early(5, 10), late(7, 8), earlyLong(5, 12);
     // {a, b, a < b}; a > b must always be b < a.
-    const struct
+    const std::tuple<Cmn_Interval, Cmn_Interval, bool> rows[] = {{late, early, true},
+                                                                 {early, late, false},
+                                                                 {earlyLong, early, true},
+                                                                 {early, earlyLong, false},
+                                                                 {early, early, false}};
+    for (const auto& [a, b, less] : rows)
     {
-        Cmn_Interval mA, mB;
-        bool mLess;
-    } rows[] = {{late, early, true},
-                {early, late, false},
-                {earlyLong, early, true},
-                {early, earlyLong, false},
-                {early, early, false}};
-    for (const auto& row : rows)
-    {
-        EXPECT_EQ(row.mA < row.mB, row.mLess) << testing::PrintToString(row.mA);
-        EXPECT_EQ(row.mB > row.mA, row.mLess) << testing::PrintToString(row.mA);
+        EXPECT_EQ(a < b, less) << testing::PrintToString(a);
+        EXPECT_EQ(b > a, less) << testing::PrintToString(a);
     }
     EXPECT_TRUE(early == Cmn_Interval(5, 10));
     EXPECT_TRUE(early != earlyLong);
@@ -71,12 +67,7 @@ TEST(Cmn_Interval, LessOrdersDescendingByBeginThenEnd)
 TEST(Cmn_IntervalList, InsertKeepsOrderAndMergesTouchingOrOverlappingEntries)
 {
     // {entries before, inserted, entries after}
-    const struct
-    {
-        Intervals mBefore;
-        Cmn_Interval mInsert;
-        Intervals mAfter;
-    } rows[] = {
+    const std::tuple<Intervals, Cmn_Interval, Intervals> rows[] = {
         {{{30, 40}, {0, 5}, {50, 60}}, {10, 20}, {{0, 5}, {10, 20}, {30, 40}, {50, 60}}},
         {{{0, 10}, {20, 30}}, {10, 15}, {{0, 15}, {20, 30}}},           // touches the left end
         {{{0, 15}, {20, 30}}, {17, 20}, {{0, 15}, {17, 30}}},           // touches the right begin
@@ -90,11 +81,11 @@ TEST(Cmn_IntervalList, InsertKeepsOrderAndMergesTouchingOrOverlappingEntries)
          {{0, 2}, {8, 47}, {50, 52}}},
         {{{0, 2}, {8, 47}, {50, 52}}, {9, 12}, {{0, 2}, {8, 47}, {50, 52}}}, // inside one
     };
-    for (const auto& row : rows)
+    for (const auto& [before, insert, after] : rows)
     {
-        Cmn_IntervalList list = MakeList(row.mBefore);
-        list.Insert(row.mInsert);
-        EXPECT_EQ(Entries(list), row.mAfter) << testing::PrintToString(row.mInsert);
+        Cmn_IntervalList list = MakeList(before);
+        list.Insert(insert);
+        EXPECT_EQ(Entries(list), after) << testing::PrintToString(insert);
     }
 }
 
@@ -111,11 +102,7 @@ TEST(Cmn_IntervalList, InsertRejectsBackwardAndNegativeIntervals)
 TEST(Cmn_IntervalList, MapFlatToSparse)
 {
     // {entries, flat value, sparse value or kAsserts}
-    const struct
-    {
-        Intervals mList;
-        int64_t mFlat, mSparse;
-    } rows[] = {
+    const std::tuple<Intervals, int64_t, int64_t> rows[] = {
         {{{0, 10}, {20, 30}}, 0, 0},
         {{{0, 10}, {20, 30}}, 9, 9},
         // 10 walks past [0,10) (10 <= 10 + 0), stops at [20,30) (30 > 10 + 10), and 10 < 20.
@@ -131,14 +118,13 @@ TEST(Cmn_IntervalList, MapFlatToSparse)
         {{{5, 15}, {20, 40}}, 15, kAsserts}, // 15 < 20
         {{{5, 15}, {20, 40}}, 30, kAsserts}, // 40 <= 40
     };
-    for (const auto& row : rows)
+    for (const auto& [entries, flat, sparse] : rows)
     {
-        Cmn_IntervalList list = MakeList(row.mList);
-        if (row.mSparse == kAsserts)
-            EXPECT_TRUE(Test_Asserts([&] { list.MapFlatToSparse(row.mFlat); }, kMapExpr))
-                << row.mFlat;
+        Cmn_IntervalList list = MakeList(entries);
+        if (sparse == kAsserts)
+            EXPECT_TRUE(Test_Asserts([&] { list.MapFlatToSparse(flat); }, kMapExpr)) << flat;
         else
-            EXPECT_EQ(list.MapFlatToSparse(row.mFlat), row.mSparse) << row.mFlat;
+            EXPECT_EQ(list.MapFlatToSparse(flat), sparse) << flat;
     }
 }
 

@@ -96,11 +96,8 @@ TEST(Cmn_MemBufferOutStream, GrowFollowsTheGranularityArithmetic)
         bool mReserve;
         int32_t mLen, mCapacity;
     };
-    const struct
-    {
-        int32_t mGranularity; // 512 is the default and is not set
-        std::vector<Step> mSteps;
-    } scenarios[] = {
+    // granularity: 512 is the default and is not set
+    const std::pair<int32_t, std::vector<Step>> scenarios[] = {
         {512, {{false, 1, 512}, {false, 511, 512}, {false, 1, 1024}, {false, 1000, 1536}}},
         {512, {{false, 1024, 1536}}}, // one step more than needed
         {100, {{false, 250, 300}, {false, 51, 400}}},
@@ -108,16 +105,16 @@ TEST(Cmn_MemBufferOutStream, GrowFollowsTheGranularityArithmetic)
         {100, {{false, 10, 100}, {true, 500, 600}, {true, 5, 200}}},
     };
     const auto bytes = Pattern(2000);
-    for (const auto& scenario : scenarios)
+    for (const auto& [granularity, steps] : scenarios)
     {
         Cmn_MemBufferOutStream out;
         EXPECT_TRUE(out.IsOwnBuffer());
         EXPECT_EQ(out.GetAllocGranularity(), 512);
         EXPECT_EQ(out.GetCapacity(), 0);
-        if (scenario.mGranularity != 512)
-            out.SetAllocGranularity(scenario.mGranularity);
+        if (granularity != 512)
+            out.SetAllocGranularity(granularity);
         int32_t end = 0;
-        for (const Step& step : scenario.mSteps)
+        for (const Step& step : steps)
         {
             if (step.mReserve)
                 out.Reserve(step.mLen);
@@ -125,7 +122,7 @@ TEST(Cmn_MemBufferOutStream, GrowFollowsTheGranularityArithmetic)
                 out.Write(bytes.data() + end, step.mLen);
             end += step.mReserve ? 0 : step.mLen;
             SCOPED_TRACE(testing::Message()
-                         << "granularity " << scenario.mGranularity << ", "
+                         << "granularity " << granularity << ", "
                          << (step.mReserve ? "reserve " : "write ") << step.mLen);
             EXPECT_EQ(out.GetCapacity(), step.mCapacity);
             EXPECT_EQ(out.GetEndPos(), end);

@@ -340,24 +340,20 @@ TEST(Cmn_PolyVectorOutStream, WritesOverwritesAppendsAndFillsGaps)
     Cmn_PolyVectorOutStream out(&bytes);
     auto text = [&] { return std::string(bytes.begin(), bytes.end()); };
     // {position, what to write, contents after}
-    const struct
-    {
-        int64_t mPos;
-        std::string mWrite, mAfter;
-    } steps[] = {
+    const std::tuple<int64_t, std::string, std::string> steps[] = {
         {0, "abcd", "abcd"},
         {2, "WXYZ", "abWXYZ"},                      // straddles the end
         {1, "q", "aqWXYZ"},                         // wholly inside: nothing grows
         {9, "!", std::string("aqWXYZ\0\0\0!", 10)}, // past the end: the gap reads as 0
         {10, "", std::string("aqWXYZ\0\0\0!", 10)},
     };
-    for (const auto& step : steps)
+    for (const auto& [pos, write, after] : steps)
     {
-        out.SetPos(step.mPos);
-        out.Write(step.mWrite.data(), static_cast<int32_t>(step.mWrite.size()));
-        EXPECT_EQ(text(), step.mAfter) << step.mWrite;
-        EXPECT_EQ(out.GetPos(), step.mPos + static_cast<int64_t>(step.mWrite.size()));
-        EXPECT_EQ(out.GetEndPos(), static_cast<int64_t>(step.mAfter.size()));
+        out.SetPos(pos);
+        out.Write(write.data(), static_cast<int32_t>(write.size()));
+        EXPECT_EQ(text(), after) << write;
+        EXPECT_EQ(out.GetPos(), pos + static_cast<int64_t>(write.size()));
+        EXPECT_EQ(out.GetEndPos(), static_cast<int64_t>(after.size()));
     }
     EXPECT_TRUE(Test_Asserts([&] { out.SetPos(-1); }, "iPos >= 0"));
 }

@@ -4,6 +4,7 @@
 
 #include <list>
 #include <memory>
+#include <tuple>
 
 #include "Iop/Iop_Settings.h"
 #include "Support/TestSupport.h"
@@ -19,13 +20,8 @@ protected:
 
 TEST_F(Iop_SettingsTest, DefaultsAreTheDocumentedOnes)
 {
-    struct Row
-    {
-        const char* mName;
-        int64_t mGot;
-        int64_t mWant;
-    };
-    const Row rows[] = {
+    // {setting, value, default}
+    const std::tuple<const char*, int64_t, int64_t> rows[] = {
         {"ExportFormat", Iop_Settings::GetExportFormat(), Iop_File::eExportFormat_OMF2x},
         {"ExportFormat value", Iop_File::eExportFormat_OMF2x, 1},
         {"FilesMustBeOnHarbor", Iop_Settings::GetFilesMustBeOnHarbor(), false},
@@ -52,8 +48,8 @@ TEST_F(Iop_SettingsTest, DefaultsAreTheDocumentedOnes)
         {"Source", bool(Iop_Settings::GetSource()), false},
         {"AudioFilePlugInData", int64_t(Iop_Settings::GetAudioFilePlugInData().size()), 0},
     };
-    for (const Row& row : rows)
-        EXPECT_EQ(row.mGot, row.mWant) << row.mName;
+    for (const auto& [name, got, want] : rows)
+        EXPECT_EQ(got, want) << name;
     for (const std::string& text : {Iop_Settings::GetProjectName(), Iop_Settings::GetBinName(),
                                     Iop_Settings::GetComments(), Iop_Settings::GetTapeName(),
                                     Iop_Settings::GetExportLoc()})

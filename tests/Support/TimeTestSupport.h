@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Support/ByteSupport.h"
+#include "Support/SeedSupport.h"
 
 #include "Time/Time_FeetFrame.h"
 #include "Time/Time_Globals.h"
@@ -47,8 +48,3 @@ void Test_FillRandomTempoMap(Time_TempoMap& ioMap, std::mt19937& ioRng, bool iID
 // Adds up to six random meter changes (numerators 1 to 13, denominators 1 to 16) around the
 // origin tick, the first with a random bar number.
 void Test_FillRandomMeterMap(Time_MeterMap& ioMap, std::mt19937& ioRng);
-
-// Writes the seeds of fuzz/<iTarget>.cpp when MIRAFILE_WRITE_FUZZ_SEEDS names a folder, and,
-// with MIRAFILE_SOURCE_DIR set, checks that fuzz/seeds/<iTarget>/ holds them as they are.
-void Test_CheckFuzzSeeds(const std::string& iTarget,
-                         const std::vector<std::pair<std::string, Bytes>>& iSeeds);

@@ -126,15 +126,13 @@ TEST_F(Sys_FileBasedStreamTest, LargeReadAheadIsSpreadOverEqualReads)
     OpenWith(Pattern(10));
     Sys_FileBasedInStream in(mFile);
     EXPECT_EQ(in.GetReadAhead(), 128);
-    const struct
+    const std::pair<int32_t, int32_t> cases[] = {
+        {0, 0},           {262144, 262144}, {262145, 131073}, {600000, 200000},
+        {524288, 131072}, {786433, 196609}, {1000, 1000}};
+    for (const auto& [asked, stored] : cases)
     {
-        int32_t mAsked, mStored;
-    } cases[] = {{0, 0},           {262144, 262144}, {262145, 131073}, {600000, 200000},
-                 {524288, 131072}, {786433, 196609}, {1000, 1000}};
-    for (const auto& c : cases)
-    {
-        in.SetReadAhead(c.mAsked);
-        EXPECT_EQ(in.GetReadAhead(), c.mStored) << c.mAsked;
+        in.SetReadAhead(asked);
+        EXPECT_EQ(in.GetReadAhead(), stored) << asked;
     }
     {
         Sys_FileBasedInStream::StSetReadAhead guard(in, 600000);

@@ -67,10 +67,7 @@ protected:
 
 TEST(Sys_FileLoc, KeepsPathsInCanonicalForm)
 {
-    const struct
-    {
-        const char *mGiven, *mPath, *mName, *mExtension, *mParent;
-    } cases[] = {
+    const std::tuple<const char*, const char*, const char*, const char*, const char*> cases[] = {
         {"/a//b/./take.wav/", "/a/b/take.wav", "take.wav", "wav", "/a/b"},
         {"/", "/", "", "", ""},
         {"/.hidden", "/.hidden", ".hidden", "", "/"},
@@ -78,14 +75,14 @@ TEST(Sys_FileLoc, KeepsPathsInCanonicalForm)
         {"/a/../b", "/a/../b", "b", "", "/a/.."},
         {"", "", "", "", ""},
     };
-    for (const auto& c : cases)
+    for (const auto& [given, path, name, extension, parent] : cases)
     {
-        SCOPED_TRACE(c.mGiven);
-        const Sys_FileLoc loc{std::string(c.mGiven)};
-        EXPECT_EQ(loc.GetFullPath(), c.mPath);
-        EXPECT_EQ(loc.GetName(), c.mName);
-        EXPECT_EQ(loc.GetExtension(), c.mExtension);
-        EXPECT_EQ(loc.GetParentFolder().GetFullPath(), c.mParent);
+        SCOPED_TRACE(given);
+        const Sys_FileLoc loc{std::string(given)};
+        EXPECT_EQ(loc.GetFullPath(), path);
+        EXPECT_EQ(loc.GetName(), name);
+        EXPECT_EQ(loc.GetExtension(), extension);
+        EXPECT_EQ(loc.GetParentFolder().GetFullPath(), parent);
     }
     EXPECT_EQ(Sys_FileLoc("/p/\xC3\xA9").GetUTF16FullPath(), u"/p/\u00E9");
     EXPECT_TRUE(
@@ -170,9 +167,8 @@ TEST_F(Sys_FileLocStream, VolumesComeFromTheInstalledTable)
     EXPECT_EQ(mounted[1].GetCachedName(), "/mnt/a");
 
     const Sys_Volume gone(0x1111, "Old Disk");
-    EXPECT_FALSE(gone.IsMounted());
-    EXPECT_EQ(gone.GetCachedName(), "Old Disk");
-    EXPECT_EQ(gone.GetVRefNum(), 0);
+    EXPECT_EQ(std::tuple(gone.IsMounted(), gone.GetCachedName(), gone.GetVRefNum()),
+              std::tuple(false, "Old Disk", 0));
     EXPECT_EQ(Sys_Volume("/").GetEncodedName(), "lW"); // 001011 11(0000)
 }
 
@@ -186,11 +182,9 @@ TEST(Sys_VolumePosix, ParsesMountInfo)
         "31 27 0:5 / /media/My\\040Disk rw - tmpfs tmpfs rw\n";
     const Sys_VolumePosix::MountTable table = Sys_VolumePosix::ParseMountInfo(text);
     ASSERT_EQ(table.size(), 3u); // the later mount hides the vfat one
-    EXPECT_EQ(table[1].mFileSystemName, "ext4");
-    EXPECT_EQ(table[1].mDevMajor, 254u);
-    EXPECT_EQ(table[2].mMountPoint, "/media/My Disk");
-    EXPECT_EQ(table[2].mFileSystemName, "tmpfs");
-    EXPECT_FALSE(table[2].mReadOnly);
+    EXPECT_EQ(std::tuple(table[1].mFileSystemName, table[1].mDevMajor), std::tuple("ext4", 254u));
+    EXPECT_EQ(std::tuple(table[2].mMountPoint, table[2].mFileSystemName, table[2].mReadOnly),
+              std::tuple("/media/My Disk", "tmpfs", false));
     EXPECT_EQ(Sys_VolumePosix::FindEntryForPath(table, "/media/My Disk/x"), &table[2]);
     EXPECT_EQ(Sys_VolumePosix::FindEntryForPath(table, "/media/My Diskette"), &table[1]);
 
@@ -319,11 +313,12 @@ TEST(Sys_FileLocUtils, AnswersWhereLocationsLie)
     EXPECT_FALSE(Sys_FileLocUtils::FileURLToSys_FileLoc("http://x/y", &loc));
 
     const Sys_FileLoc folder("/s/song");
-    EXPECT_TRUE(Sys_FileLocUtils::FileLocIsInFolder(Sys_FileLoc("/s/song/a/b.wav"), folder));
-    EXPECT_FALSE(
-        Sys_FileLocUtils::FileLocIsInFolder(Sys_FileLoc("/s/song/a/b.wav"), folder, false));
-    EXPECT_FALSE(Sys_FileLocUtils::FileLocIsInFolder(Sys_FileLoc("/s/songs/b.wav"), folder));
-    EXPECT_FALSE(Sys_FileLocUtils::FileLocIsInFolder(folder, folder));
+    for (auto [path, deep, inside] : {std::tuple{"/s/song/a/b.wav", true, true},
+                                      {"/s/song/a/b.wav", false, false},
+                                      {"/s/songs/b.wav", true, false},
+                                      {"/s/song", true, false}})
+        EXPECT_EQ(Sys_FileLocUtils::FileLocIsInFolder(Sys_FileLoc(path), folder, deep), inside)
+            << path << deep;
 
     EXPECT_EQ(Sys_FileLocUtils::ReAnchorFileLoc(Sys_FileLoc("/s/song/a/b.wav"), folder,
                                                 Sys_FileLoc("/t/new"))
@@ -335,10 +330,10 @@ TEST(Sys_FileLocUtils, AnswersWhereLocationsLie)
                                               Sys_FileLoc("/x"));
         },
         "!fileLoc.IsVolumeRoot()"));
-    EXPECT_TRUE(Sys_FileLocUtils::IsInTrash(Sys_FileLoc("/home/me/.local/share/Trash/files/a")));
-    EXPECT_FALSE(Sys_FileLocUtils::IsInTrash(Sys_FileLoc("/home/me/Trash/a")));
-    EXPECT_TRUE(Sys_FileLocUtils::HasLongFileName(Sys_FileLoc("/" + std::string(32, 'n'))));
-    EXPECT_FALSE(Sys_FileLocUtils::HasLongFileName(Sys_FileLoc("/" + std::string(31, 'n'))));
+    EXPECT_TRUE(Sys_FileLocUtils::IsInTrash(Sys_FileLoc("/home/me/.local/share/Trash/files/a")) &&
+                !Sys_FileLocUtils::IsInTrash(Sys_FileLoc("/home/me/Trash/a")));
+    EXPECT_TRUE(Sys_FileLocUtils::HasLongFileName(Sys_FileLoc("/" + std::string(32, 'n'))) &&
+                !Sys_FileLocUtils::HasLongFileName(Sys_FileLoc("/" + std::string(31, 'n'))));
 
     const Sys_FileLoc temp1 = Sys_FileLocUtils::GetTempFileLoc();
     EXPECT_NE(temp1, Sys_FileLocUtils::GetTempFileLoc());
@@ -356,30 +351,26 @@ TEST(Sys_FileLocUtils, AnswersWhereLocationsLie)
 TEST_F(Sys_FileLocStream, WritesFuzzSeeds)
 {
     Mount({Entry(kRootID, "/"), Entry(kMovedID, "/fuzz/vol")});
-    const struct
-    {
-        const char* mName;
-        unsigned char mOrder;
-        std::string mPath;
-    } seeds[] = {{"little_file", 0, "/fuzz/vol/a/b.wav"},
-                 {"big_root", 1, "/fuzz/vol"},
-                 {"big_deep", 1, "/usr/share/sounds/x/y/z.aif"},
-                 {"little_empty", 0, ""}};
+    const std::tuple<const char*, unsigned char, std::string> seeds[] = {
+        {"little_file", 0, "/fuzz/vol/a/b.wav"},
+        {"big_root", 1, "/fuzz/vol"},
+        {"big_deep", 1, "/usr/share/sounds/x/y/z.aif"},
+        {"little_empty", 0, ""}};
     const char* folder = std::getenv("MIRAFILE_WRITE_FUZZ_SEEDS");
-    for (const auto& seed : seeds)
+    for (const auto& [name, order, path] : seeds)
     {
-        Test_Out out(seed.mOrder ? 2 : 1);
-        out.mMem.Write(&seed.mOrder, 1);
-        Sys_FileLoc(seed.mPath).StreamOut(*out);
+        Test_Out out(order ? 2 : 1);
+        out.mMem.Write(&order, 1);
+        Sys_FileLoc(path).StreamOut(*out);
         const Bytes bytes = out.Get();
 
         // What the target does with it.
         Cmn_MemBufferInStream inMem(bytes.data() + 1, bytes.data() + bytes.size());
-        Sys_TypedInStream in(&inMem, seed.mOrder == 1);
+        Sys_TypedInStream in(&inMem, order == 1);
         Sys_FileLoc back;
         back.StreamIn(in);
-        EXPECT_EQ(back.GetFullPath(), seed.mPath);
+        EXPECT_EQ(back.GetFullPath(), path);
         if (folder)
-            WriteBytes(std::string(folder) + "/" + seed.mName, bytes);
+            WriteBytes(std::string(folder) + "/" + name, bytes);
     }
 }

@@ -40,36 +40,33 @@ protected:
 
 TEST_F(Sys_FileTest, OpenFlagsDecideCreationAndTruncation)
 {
-    const struct
-    {
-        int32_t mFlags;
-        bool mExists;
-        int64_t mEOF; // -1: the open fails with ENOENT
-    } cases[] = {{Sys_File::eOpen_Create, true, 0},
-                 {Sys_File::eOpen_Create | Sys_File::eOpen_Existing, true, 1000},
-                 {Sys_File::eOpen_Create | Sys_File::eOpen_Existing, false, 0},
-                 {cRead, false, -1}};
+    // {flags, whether the file exists, its length after the open (-1: the open fails with ENOENT)}
+    const std::tuple<int32_t, bool, int64_t> cases[] = {
+        {Sys_File::eOpen_Create, true, 0},
+        {Sys_File::eOpen_Create | Sys_File::eOpen_Existing, true, 1000},
+        {Sys_File::eOpen_Create | Sys_File::eOpen_Existing, false, 0},
+        {cRead, false, -1}};
     int n = 0;
-    for (const auto& c : cases)
+    for (const auto& [flags, exists, eof] : cases)
     {
         const std::string path = PathOf(std::to_string(n++));
         SCOPED_TRACE(path);
-        if (c.mExists)
+        if (exists)
             WriteBytes(path, Pattern(1000));
         Sys_File file{Sys_FileLoc(path)};
-        if (c.mEOF < 0)
+        if (eof < 0)
         {
-            const auto [error, text] = ThrownError([&] { file.Open(c.mFlags); });
+            const auto [error, text] = ThrownError([&] { file.Open(flags); });
             EXPECT_EQ(error, ENOENT);
             EXPECT_NE(text.find(path), std::string::npos);
             EXPECT_FALSE(file.IsOpen());
         }
         else
         {
-            file.Open(c.mFlags);
-            EXPECT_EQ(file.GetEOF(), c.mEOF);
+            file.Open(flags);
+            EXPECT_EQ(file.GetEOF(), eof);
         }
-        EXPECT_EQ(Exists(path), c.mEOF >= 0);
+        EXPECT_EQ(Exists(path), eof >= 0);
     }
 }
 
@@ -362,7 +359,8 @@ TEST_F(Sys_FileTest, AsyncReadsAndWritesCompleteOnTheIssuingThread)
     for (bool write : {false, true})
     {
         SCOPED_TRACE(write ? "write" : "read");
-        Sys_File& file = OpenWith(write ? Bytes() : data, write ? cCreate : cRead, write ? "w" : "r");
+        Sys_File& file =
+            OpenWith(write ? Bytes() : data, write ? cCreate : cRead, write ? "w" : "r");
         Bytes memory = write ? data : Bytes(data.size());
         std::thread( // a thread of its own: the completions come to it, not to the test's
             [&]

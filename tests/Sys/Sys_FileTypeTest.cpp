@@ -4,6 +4,8 @@
 #include "Sys_FileLoc.h"
 #include "Tarn_FileTypes.h"
 
+#include <tuple>
+
 namespace
 {
 Sys_FileType::OSType T(const char* iCode)
@@ -35,13 +37,10 @@ TEST(Sys_FileType, RegisteredRowsAnswerEveryQuery)
     EXPECT_EQ(type.GetAssociatedMacOSType(), T("tTy1"));
     EXPECT_EQ(type.GetAssociatedMacOSTypes(),
               (std::vector<Sys_FileType::OSType>{T("tTy1"), T("tTy2")}));
-    EXPECT_EQ(type.GetAssociatedExtension(), "tya");
-    EXPECT_TRUE(type.HasAssociatedExtension("TyA"));
-    EXPECT_FALSE(type.HasAssociatedExtension("ty"));
-    EXPECT_EQ(type.ToExtensions(), "*.tya;*.tyb");
-    EXPECT_EQ(type.GetDescriptiveString(), "Test Type");
-    EXPECT_EQ(type.GetCreatorType(), T("tCre"));
-    EXPECT_EQ(type.GetGroup(), 6);
+    EXPECT_TRUE(type.HasAssociatedExtension("TyA") && !type.HasAssociatedExtension("ty"));
+    EXPECT_EQ(std::tuple(type.GetAssociatedExtension(), type.ToExtensions(),
+                         type.GetDescriptiveString(), type.GetCreatorType(), type.GetGroup()),
+              std::tuple("tya", "*.tya;*.tyb", "Test Type", T("tCre"), 6));
     // A later row with the same code does not take it over.
     EXPECT_NE(Sys_FileType::RegisterType({T("tTy1")}, {"tya"}, "again", 0), type);
     EXPECT_EQ(Sys_FileType::FromMacOSType(T("tTy1")), type);
@@ -141,13 +140,16 @@ TEST(Tarn_FileTypes, PredicatesSortTypesByUse)
                                                           Sys_FileType::eGroup_Audio);
     const Sys_FileType movie =
         Sys_FileType::RegisterType({T("MooV")}, {"tmov"}, "movie", T("MDul"));
-    EXPECT_TRUE(TF::IsSupportedAudioFileType(audio));
-    EXPECT_FALSE(TF::IsSupportedAudioFileType(TF::cCDDAFileType));
-    EXPECT_TRUE(TF::IsImportableAudioFileType(TF::cCDDAFileType));
-    EXPECT_TRUE(TF::IsImportableAudioFileType(audio));
-    EXPECT_TRUE(TF::IsVideoFileType(TF::cAVIFileType));
-    EXPECT_TRUE(TF::IsVideoFileType(movie));
-    EXPECT_TRUE(TF::IsImportableAudioFileType(movie));
-    EXPECT_FALSE(TF::IsVideoFileType(TF::cTextFileType));
-    EXPECT_FALSE(TF::IsImportableAudioFileType(TF::cTextFileType));
+    // {type, supported audio, importable audio, video}
+    const std::tuple<Sys_FileType, bool, bool, bool> rows[] = {
+        {audio, true, true, false},
+        {TF::cCDDAFileType, false, true, false},
+        {TF::cAVIFileType, false, true, true},
+        {movie, false, true, true},
+        {TF::cTextFileType, false, false, false}};
+    for (const auto& [type, supported, importable, video] : rows)
+        EXPECT_EQ(std::tuple(TF::IsSupportedAudioFileType(type),
+                             TF::IsImportableAudioFileType(type), TF::IsVideoFileType(type)),
+                  std::tuple(supported, importable, video))
+            << type.GetDescriptiveString();
 }

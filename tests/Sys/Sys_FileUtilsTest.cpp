@@ -50,24 +50,20 @@ bool FailsWith(const std::function<void()>& iAction, int32_t iErrno)
 
 TEST(Sys_FileUtils, SplitsNamesIntoBaseSuffixAndExtension)
 {
-    const struct
-    {
-        const char* mName;
-        bool mFolder;
-        const char *mBase, *mSuffix, *mExtension;
-    } cases[] = {{"Take.wav", false, "Take", "", "wav"},
-                 {"Take.L.wav", false, "Take", ".L", "wav"},
-                 {"Mix.LFE.aif", false, "Mix", ".LFE", "aif"},
-                 {"Mix.Ls", false, "Mix", "", "Ls"},
-                 {"v1.5", true, "v1.5", "", ""},
-                 {".hidden", false, ".hidden", "", ""},
-                 {"Loop", false, "Loop", "", ""}};
-    for (const auto& c : cases)
+    // {name, whether a folder, "base|suffix|extension"}
+    const std::tuple<const char*, bool, const char*> cases[] = {
+        {"Take.wav", false, "Take||wav"},
+        {"Take.L.wav", false, "Take|.L|wav"},
+        {"Mix.LFE.aif", false, "Mix|.LFE|aif"},
+        {"Mix.Ls", false, "Mix||Ls"},
+        {"v1.5", true, "v1.5||"},
+        {".hidden", false, ".hidden||"},
+        {"Loop", false, "Loop||"}};
+    for (const auto& [name, folder, parts] : cases)
     {
         std::string base, suffix, extension;
-        Sys_FileUtils::SplitName(c.mName, c.mFolder, &base, &suffix, &extension);
-        EXPECT_EQ(base + "|" + suffix + "|" + extension,
-                  std::string(c.mBase) + "|" + c.mSuffix + "|" + c.mExtension);
+        Sys_FileUtils::SplitName(name, folder, &base, &suffix, &extension);
+        EXPECT_EQ(base + "|" + suffix + "|" + extension, parts) << name;
     }
 }
 
@@ -294,23 +290,18 @@ TEST(Sys_FileUtils, GetFileTypeReadsTheMacTypeWhenTheExtensionSaysNothing)
     Tarn_FileTypes::Initialize();
     Test_TempDir dir;
     const std::string p = dir.Path(), midi = AppleDouble("MIDI", "MDul", 0);
-    const struct
+    const std::tuple<const char*, std::string, Sys_FileType> files[] = {
+        {"Groove", midi, Tarn_FileTypes::cMIDIFileType},
+        {"notes.txt", midi, Tarn_FileTypes::cTextFileType},
+        {"Liar", AppleDouble("MIDI", "MDul", 0, true), Sys_FileType::cUnknown},
+        {"Short", midi.substr(0, 40), Sys_FileType::cUnknown},
+        {"Bare", "", Sys_FileType::cUnknown}};
+    for (const auto& [name, sidecar, type] : files)
     {
-        const char* mName;
-        std::string mSidecar;
-        Sys_FileType mType;
-    } files[] = {{"Groove", midi, Tarn_FileTypes::cMIDIFileType},
-                 {"notes.txt", midi, Tarn_FileTypes::cTextFileType},
-                 {"Liar", AppleDouble("MIDI", "MDul", 0, true), Sys_FileType::cUnknown},
-                 {"Short", midi.substr(0, 40), Sys_FileType::cUnknown},
-                 {"Bare", "", Sys_FileType::cUnknown}};
-    for (const auto& file : files)
-    {
-        WriteBytes(p + "/" + file.mName, "x");
-        if (!file.mSidecar.empty())
-            WriteBytes(p + "/._" + file.mName, file.mSidecar);
-        EXPECT_EQ(Sys_FileUtils::GetFileType(Sys_FileLoc(p + "/" + file.mName)), file.mType)
-            << file.mName;
+        WriteBytes(p + "/" + name, "x");
+        if (!sidecar.empty())
+            WriteBytes(p + "/._" + name, sidecar);
+        EXPECT_EQ(Sys_FileUtils::GetFileType(Sys_FileLoc(p + "/" + name)), type) << name;
     }
     EXPECT_EQ(Sys_FileUtils::GetFileType(Sys_FileLoc(p + "/missing")), Sys_FileType::cUnknown);
     EXPECT_EQ(Sys_FileUtils::GetFileType(Sys_FileLoc(p)), Sys_FileType::cFolder);

@@ -1,6 +1,7 @@
 // Sys_StdStreamHeaderWriter and Sys_StdStreamHeaderReader, and the seeds of the fuzz target
 // fuzz/StreamHeaderFuzz.cpp, which these tests write.
 #include "Sys_StdStreamHeader.h"
+#include "Support/SeedSupport.h"
 #include "Support/SysTestSupport.h"
 
 namespace
@@ -30,16 +31,9 @@ struct Read
 
 TEST(Sys_StdStreamHeaderWriter, WritesMagicVersionAndPatchedSizeInItsByteOrder)
 {
-    // A header written after mBefore, with mData inside; the size stays 0 unless patched.
-    const struct
-    {
-        size_t mOrder; // index into Test_ByteOrders()
-        const char* mMagic;
-        int16_t mVersion;
-        Bytes mBefore, mData;
-        bool mPatch;
-        Bytes mExpected;
-    } rows[] = {
+    // {index into Test_ByteOrders(), magic, version, bytes before the header, data inside,
+    // whether the size is patched (else it stays 0), expected bytes}
+    const std::tuple<size_t, const char*, int16_t, Bytes, Bytes, bool, Bytes> rows[] = {
         // clang-format off
         {2, "MAGI", 0x0102, {}, {0xAA, 0xBB, 0xCC}, true,
          {'M', 'A', 'G', 'I', 0x01, 0x02, 0x00, 0x00, 0x00, 0x03, 0xAA, 0xBB, 0xCC}},
@@ -49,21 +43,21 @@ TEST(Sys_StdStreamHeaderWriter, WritesMagicVersionAndPatchedSizeInItsByteOrder)
         {2, "XY", 1, {0xFF, 0xFF}, {1}, true, {0xFF, 0xFF, 'X', 'Y', 0, 1, 0, 0, 0, 1, 1}},
         // clang-format on
     };
-    for (const auto& row : rows)
+    for (const auto& [order, magic, version, before, data, patch, expected] : rows)
     {
-        Test_Out out(row.mOrder);
-        out->WriteBlock(row.mBefore.data(), static_cast<int32_t>(row.mBefore.size()));
+        Test_Out out(order);
+        out->WriteBlock(before.data(), static_cast<int32_t>(before.size()));
         {
-            Sys_StdStreamHeaderWriter writer(*out, row.mMagic, row.mVersion);
-            const int64_t start = static_cast<int64_t>(row.mBefore.size());
+            Sys_StdStreamHeaderWriter writer(*out, magic, version);
+            const int64_t start = static_cast<int64_t>(before.size());
             EXPECT_EQ(writer.GetHeaderStartPos(), start);
-            EXPECT_EQ(writer.GetDataStartPos(), start + int64_t(std::strlen(row.mMagic)) + 6);
-            out->WriteBlock(row.mData.data(), static_cast<int32_t>(row.mData.size()));
-            if (row.mPatch)
+            EXPECT_EQ(writer.GetDataStartPos(), start + int64_t(std::strlen(magic)) + 6);
+            out->WriteBlock(data.data(), static_cast<int32_t>(data.size()));
+            if (patch)
                 writer.PatchSize();
-            EXPECT_EQ(out->GetPos(), static_cast<int64_t>(row.mExpected.size())); // back there
+            EXPECT_EQ(out->GetPos(), static_cast<int64_t>(expected.size())); // back there
         }
-        EXPECT_EQ(out.Get(), row.mExpected) << row.mMagic;
+        EXPECT_EQ(out.Get(), expected) << magic;
     }
 }
 
@@ -103,11 +97,10 @@ TEST(Sys_StdStreamHeaderReader, ReadsWhatTheWriterWroteInEveryByteOrder)
         Test_In in(out.Get(), order);
         EXPECT_EQ(in->Read<unsigned char>(), 0x55);
         Sys_StdStreamHeaderReader reader(*in, "Track");
-        EXPECT_EQ(reader.GetHeaderStartPos(), 1);
-        EXPECT_EQ(reader.GetVersion(), -300);
-        EXPECT_EQ(reader.GetSize(), 8 + 8);
-        EXPECT_EQ(reader.GetDataStartPos(), 1 + 5 + 2 + 4);
-        EXPECT_EQ(reader.GetDataEndPos(), 12 + 16);
+        // header start, version, size, data start and end
+        EXPECT_EQ(std::tuple(reader.GetHeaderStartPos(), reader.GetVersion(), reader.GetSize(),
+                             reader.GetDataStartPos(), reader.GetDataEndPos()),
+                  std::tuple(1, -300, 8 + 8, 1 + 5 + 2 + 4, 12 + 16));
         EXPECT_TRUE(reader.IsMoreLeft());
         EXPECT_EQ(in->Read<std::string>(), "name");
         EXPECT_TRUE(reader.IsMoreLeft());
@@ -222,8 +215,7 @@ TEST(Sys_StdStreamHeaderReader, NestedHeadersEachFrameTheirOwnData)
 // "MiraFuzz" and a version from 1 to 3, whose data is a list of operations: one byte
 // (modulo 14) and then what it reads. Keep in step with fuzz/StreamHeaderFuzz.cpp.
 //
-// Set MIRAFILE_WRITE_FUZZ_SEEDS to a folder to write the seeds there; the test compares
-// them with fuzz/seeds/StreamHeaderFuzz/ when MIRAFILE_SOURCE_DIR is set.
+// Test_CheckFuzzSeeds writes and checks the seeds.
 
 namespace
 {
@@ -290,11 +282,6 @@ std::vector<std::pair<std::string, Bytes>> MakeFuzzSeeds()
 TEST(Sys_StdStreamHeaderReader, FuzzSeedsAreWellFormedAndUpToDate)
 {
     const auto seeds = MakeFuzzSeeds();
-    const char* writeTo = std::getenv("MIRAFILE_WRITE_FUZZ_SEEDS");
-    const char* source = std::getenv("MIRAFILE_SOURCE_DIR");
-    const auto folder = std::filesystem::path(source ? source : "") / "fuzz/seeds/StreamHeaderFuzz";
-    if (writeTo)
-        std::filesystem::create_directories(writeTo);
     for (const auto& [name, bytes] : seeds)
     {
         SCOPED_TRACE(name);
@@ -314,13 +301,6 @@ TEST(Sys_StdStreamHeaderReader, FuzzSeedsAreWellFormedAndUpToDate)
                 EXPECT_TRUE(Test_ThrowsL10N([&] { in->Read<std::string>(); }, 7, 8));
             }
         }
-        if (writeTo)
-            WriteBytes((std::filesystem::path(writeTo) / name).string(), bytes);
-        if (source)
-        {
-            ASSERT_TRUE(Exists((folder / name).string()))
-                << " missing: run this test with MIRAFILE_WRITE_FUZZ_SEEDS=" << folder.string();
-            EXPECT_EQ(ReadBytes((folder / name).string()), bytes) << "out of date";
-        }
     }
+    Test_CheckFuzzSeeds("StreamHeaderFuzz", seeds);
 }

@@ -129,29 +129,23 @@ TEST_P(Sys_TypedStreamOrder, ReadsEveryTypeAndExtremeValuesBackExactly)
     const Bytes bytes = Test_Contents(mem);
     Cmn_MemBufferInStream memIn(bytes.data(), bytes.data() + bytes.size());
     auto in = GetParam().mMakeIn(&memIn);
-    EXPECT_EQ(in->Read<char>(), 'Q');
-    EXPECT_EQ(in->Read<unsigned char>(), 0xA5);
-    EXPECT_EQ(in->Read<int16_t>(), 0x1234);
-    EXPECT_EQ(in->Read<uint16_t>(), 0xBEEF);
-    EXPECT_EQ(in->Read<int32_t>(), -2);
-    EXPECT_EQ(in->Read<uint32_t>(), 0x01020304u);
-    EXPECT_EQ(in->Read<int64_t>(), 0x0102030405060708);
-    EXPECT_EQ(in->Read<uint64_t>(), 0xF0E0D0C0B0A09080u);
-    EXPECT_EQ(in->Read<float>(), 1.5f);
-    EXPECT_EQ(in->Read<double>(), -2.25);
-    EXPECT_TRUE(in->Read<bool>());
-    EXPECT_FALSE(in->Read<bool>());
-    EXPECT_EQ(in->Read<std::string>(), "abc");
-    EXPECT_EQ(in->Read<std::string>(), "");
+    // The reads in the order of WriteAll (a braced list is evaluated left to right).
+    const auto values =
+        std::tuple{in->Read<char>(),        in->Read<unsigned char>(), in->Read<int16_t>(),
+                   in->Read<uint16_t>(),    in->Read<int32_t>(),       in->Read<uint32_t>(),
+                   in->Read<int64_t>(),     in->Read<uint64_t>(),      in->Read<float>(),
+                   in->Read<double>(),      in->Read<bool>(),          in->Read<bool>(),
+                   in->Read<std::string>(), in->Read<std::string>()};
+    EXPECT_EQ(values, std::tuple('Q', uint8_t(0xA5), int16_t(0x1234), uint16_t(0xBEEF), -2,
+                                 0x01020304u, int64_t(0x0102030405060708), 0xF0E0D0C0B0A09080u,
+                                 1.5f, -2.25, true, false, std::string("abc"), std::string()));
     unsigned char block[3] = {};
     in->ReadBlock(block, 3);
     EXPECT_EQ(Bytes(block, block + 3), (Bytes{9, 8, 7}));
 
-    EXPECT_EQ(in->Read<int64_t>(), INT64_MIN);
-    EXPECT_EQ(in->Read<uint64_t>(), UINT64_MAX);
-    EXPECT_EQ(in->Read<int32_t>(), INT32_MIN);
-    EXPECT_EQ(in->Read<int16_t>(), INT16_MIN);
-    EXPECT_EQ(in->Read<double>(), tiny);
+    const auto extremes = std::tuple{in->Read<int64_t>(), in->Read<uint64_t>(), in->Read<int32_t>(),
+                                     in->Read<int16_t>(), in->Read<double>()};
+    EXPECT_EQ(extremes, std::tuple(INT64_MIN, UINT64_MAX, INT32_MIN, int16_t(INT16_MIN), tiny));
     float f = 1;
     std::string text;
     char c = 0;
@@ -260,14 +254,11 @@ TEST(Sys_TypedOutStream, PositionCleanUpAndReserveForward)
 {
     RecordingOutStream rec;
     Sys_BigEndianOutStream out(&rec);
-    EXPECT_EQ(out.GetPos(), 42);
-    EXPECT_EQ(out.GetEndPos(), 99);
     out.SetPos(7);
-    EXPECT_EQ(rec.mSetPos, 7);
     out.CleanUp();
-    EXPECT_EQ(rec.mCleanUps, 1);
     out.Reserve(1234);
-    EXPECT_EQ(rec.mReserved, 1234);
     out.Write(static_cast<uint64_t>(1));
-    EXPECT_EQ(rec.mWritten, 8);
+    EXPECT_EQ(std::tuple(out.GetPos(), out.GetEndPos(), rec.mSetPos, rec.mCleanUps, rec.mReserved,
+                         rec.mWritten),
+              std::tuple(42, 99, 7, 1, 1234, 8));
 }

@@ -23,11 +23,7 @@ protected:
 
 TEST_F(Cmd_TimeTest, ConvertsBetweenEveryKindOfTime)
 {
-    const struct
-    {
-        const char* mArgs;
-        const char* mOut;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"time 17982 --from frames --to smpte --fps 29.97df", "00:10:00;00\n"},
         {"time '00:10:00;00' --from smpte --to frames --fps 29.97df", "17982\n"},
         {"time 01:00:01:00 --from smpte --to samples --fps 25 --rate 48000 --offset 01:00:00:00",
@@ -38,12 +34,12 @@ TEST_F(Cmd_TimeTest, ConvertsBetweenEveryKindOfTime)
          "{\"value\": \"48000\", \"from\": \"samples\", \"to\": \"smpte\", "
          "\"result\": \"00:00:01:00\"}\n"},
     };
-    for (const auto& c : cases)
+    for (const auto& [args, out] : cases)
     {
-        const Test_ToolResult r = Run(c.mArgs);
-        EXPECT_EQ(r.mStatus, 0) << c.mArgs;
-        EXPECT_EQ(r.mOut, c.mOut) << c.mArgs;
-        EXPECT_EQ(r.mErr, "") << c.mArgs;
+        const Test_ToolResult r = Run(args);
+        EXPECT_EQ(r.mStatus, 0) << args;
+        EXPECT_EQ(r.mOut, out) << args;
+        EXPECT_EQ(r.mErr, "") << args;
     }
     const Test_ToolResult table = Run("time 48000 --from samples --table --rate 48000 --fps 25");
     EXPECT_EQ(table.mStatus, 0);

@@ -1,6 +1,10 @@
 #include "TempoTestSupport.h"
 
+#include <algorithm>
+#include <atomic>
+#include <regex>
 #include <sstream>
+#include <thread>
 
 #include "Support/SysTestSupport.h"
 #include "Support/TimeTestSupport.h"
@@ -29,51 +33,29 @@ Map::Map(const std::string& iText)
 {
     SetSampleRate(kRate);
     Time_TempoMap_StEditOptimizer edit(*this);
+    static const std::regex cWord(R"((\+?)(-?[0-9.]+):(\?|[0-9.]+)(@(-?[0-9]+))?(c?)(s?))");
     std::istringstream words(iText);
-    std::string word;
-    while (words >> word)
+    std::smatch m;
+    for (std::string word; words >> word;)
     {
-        std::istringstream in(word);
-        Time_Tick tick;
-        if (in.peek() == '+')
+        if (!std::regex_match(word, m, cWord))
         {
-            int64_t ticks = 0;
-            in.ignore(1);
-            in >> ticks;
-            tick = T(kOrigin + ticks);
+            ADD_FAILURE() << "not a segment: " << word;
+            continue;
         }
-        else
-        {
-            double beats = 0;
-            in >> beats;
-            tick = B(beats);
-        }
-        in.ignore(1); // ':'
-        auto seg = std::make_unique<Time_ConstantTempoSeg>(tick);
-        if (in.peek() == '?')
-        {
-            in.ignore(1);
+        const double at = std::stod(m[2]);
+        auto seg = std::make_unique<Time_ConstantTempoSeg>(
+            m[1].length() ? T(kOrigin + static_cast<int64_t>(at)) : B(at));
+        if (m[3] == "?")
             seg->SetTempoIsUnspecified(true);
-        }
         else
-        {
-            double bpm = 0;
-            in >> bpm;
-            seg->SetTempo(bpm, T(kBeat));
-        }
-        for (char c; in >> c;)
-        {
-            if (c == '@')
-            {
-                int64_t sample = 0;
-                in >> sample;
-                seg->LockToSample(S(sample));
-            }
-            else if (c == 'c')
-                seg->SetIsComputed(true);
-            else if (c == 's')
-                seg->SetIsSongStart(true);
-        }
+            seg->SetTempo(std::stod(m[3]), T(kBeat));
+        if (m[4].matched)
+            seg->LockToSample(S(std::stoll(m[5])));
+        if (m[6].length())
+            seg->SetIsComputed(true);
+        if (m[7].length())
+            seg->SetIsSongStart(true);
         AddSegment(std::move(seg));
     }
     if (!iText.empty())
@@ -99,24 +81,16 @@ std::string Describe(Time_TempoMap& iMap)
     for (auto it = iMap.SegmentBegin(); it != iMap.SegmentEnd(); ++it)
     {
         const auto& seg = static_cast<const Time_ConstantTempoSeg&>(**it);
-        const int64_t fromOrigin = seg.GetStartTick().AsInt64() - kOrigin;
-        if (it != iMap.SegmentBegin())
-            out << ' ';
-        if (fromOrigin % kBeat == 0)
-            out << fromOrigin / kBeat;
-        else
-            out << '+' << fromOrigin;
-        out << ':';
+        const int64_t ticks = seg.GetStartTick().AsInt64() - kOrigin;
+        out << (it == iMap.SegmentBegin() ? "" : " ")
+            << (ticks % kBeat ? "+" + std::to_string(ticks) : std::to_string(ticks / kBeat)) << ':';
         if (seg.GetTempoIsUnspecified())
             out << '?';
         else
             out << seg.GetBeatsPerMinute();
         if (seg.IsLockedToSample())
             out << '@' << seg.GetStartSample().AsInt64();
-        if (seg.IsComputed())
-            out << 'c';
-        if (seg.IsSongStart())
-            out << 's';
+        out << (seg.IsComputed() ? "c" : "") << (seg.IsSongStart() ? "s" : "");
     }
     return out.str();
 }
@@ -178,5 +152,31 @@ testing::AssertionResult MapIsValid(Time_TempoMap& iMap)
         return testing::AssertionFailure() << "bracket left open or basic list dirty";
     iMap.ReleaseReadLock();
     return testing::AssertionSuccess();
+}
+
+int ReadsOutside(Time_TempoMap& iMap, Time_Tick iTick, std::vector<int64_t> iAllowed, int iRounds,
+                 const std::function<void(int)>& iEdit)
+{
+    std::atomic<bool> done{false};
+    std::atomic<int> reads{0}, bad{0};
+    auto reader = [&]
+    {
+        while (!done)
+        {
+            if (!iMap.TryToAcquireReadLock())
+                continue;
+            const int64_t s = iMap.TickToSample(iTick).AsInt64();
+            bad += std::find(iAllowed.begin(), iAllowed.end(), s) == iAllowed.end();
+            ++reads;
+            iMap.ReleaseReadLock();
+        }
+    };
+    std::thread a(reader), b(reader);
+    for (int i = 0; i < iRounds || reads < 100; ++i)
+        iEdit(i);
+    done = true;
+    a.join();
+    b.join();
+    return bad;
 }
 } // namespace TempoTest

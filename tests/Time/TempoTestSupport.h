@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -61,4 +62,10 @@ struct RandomMap : Map
 // one computed segment between locked neighbours and none elsewhere, a bracket closed, and
 // samples that do not fall as ticks rise.
 testing::AssertionResult MapIsValid(Time_TempoMap& iMap);
+
+// Two threads read the sample of iTick under the read lock while this one calls iEdit(i) for
+// i from 0, iRounds times at least and until they have read a hundred times. Returns the
+// number of reads that saw a sample not in iAllowed.
+int ReadsOutside(Time_TempoMap& iMap, Time_Tick iTick, std::vector<int64_t> iAllowed,
+                 int iRounds, const std::function<void(int)>& iEdit);
 } // namespace TempoTest

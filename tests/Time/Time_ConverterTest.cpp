@@ -2,6 +2,8 @@
 // tempo map.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "Support/TestSupport.h"
 #include "Support/TimeTestSupport.h"
 #include "Time/Time_Converter.h"
@@ -56,20 +58,16 @@ std::string Show(const Time_BarBeatTick& iBBT)
 TEST_F(Time_ConverterTest, EveryTypeIntoEveryOther)
 {
     Session s;
-    const struct
-    {
-        int64_t mSamples;
-        int64_t mTicks; // from the origin
-        Time_BarBeatTick mBBT;
-    } rows[] = {
+    // {samples, ticks from the origin, bars and beats}
+    const std::tuple<int64_t, int64_t, Time_BarBeatTick> rows[] = {
         {0, 0, {1, 1, Time_Tick(0)}},           {12000, kQ / 2, {1, 1, Time_Tick(kQ / 2)}},
         {96000, 4 * kQ, {2, 1, Time_Tick(0)}},  // the tempo and meter change
         {144000, 5 * kQ, {2, 2, Time_Tick(0)}}, // a quarter at 60 bpm
         {240000, 7 * kQ, {3, 1, Time_Tick(0)}}, // bar 2 has three beats
     };
-    for (const auto& row : rows)
+    for (const auto& [sampleCount, tickCount, bbt] : rows)
     {
-        const Time_Typed samples{Time_Sample(row.mSamples)}, ticks{At(row.mTicks)};
+        const Time_Typed samples{Time_Sample(sampleCount)}, ticks{At(tickCount)};
         for (const Time_Typed& from : {samples, ticks})
         {
             const std::string what =
@@ -77,13 +75,12 @@ TEST_F(Time_ConverterTest, EveryTypeIntoEveryOther)
             EXPECT_EQ(s.converter.ToType(from, Time_eType_Samples), samples) << what;
             EXPECT_EQ(s.converter.ToType(from, Time_eType_Ticks), ticks) << what;
             EXPECT_EQ(s.converter.ToFirstType(from, Time_eType_Ticks).GetType(), Time_eType_Ticks);
-            EXPECT_EQ(Show(Time_Convert::ToBarBeatTick(from)), Show(row.mBBT)) << what;
+            EXPECT_EQ(Show(Time_Convert::ToBarBeatTick(from)), Show(bbt)) << what;
             EXPECT_EQ(Time_Convert::ToSample(from), samples.AsSample()) << what;
             EXPECT_EQ(Time_Convert::ToTick(from), ticks.AsTick()) << what;
         }
         for (Time_EType type : {Time_eType_Samples, Time_eType_Ticks})
-            EXPECT_EQ(Time_Convert::ToType(row.mBBT, type), type ? ticks : samples)
-                << Show(row.mBBT);
+            EXPECT_EQ(Time_Convert::ToType(bbt, type), type ? ticks : samples) << Show(bbt);
         EXPECT_EQ(s.tempo.TimeTypedToSpecifiedType(samples, Time_eType_Ticks), ticks);
         EXPECT_EQ(s.tempo.TimeTypedToSpecifiedType(ticks, Time_eType_Samples), samples);
         EXPECT_EQ(s.tempo.TimeTypedToTick(samples), ticks.AsTick());
@@ -134,53 +131,44 @@ TEST_F(Time_ConverterTest, SnapsPinsAndStaticFace)
 {
     {
         Session s;
-        const struct
-        {
-            const char* mName;
-            Time_Typed (*mOp)(const Time_Typed&);
-            Time_Typed mIn, mOut;
-        } rows[] = {
-            // 40 ticks to a sample at 120 bpm and 48 kHz
-            {"display snap keeps the round tick", Time_Convert::ToTickTimeWithDisplaySnap,
-             Time_Typed(Time_Sample(24000)), Time_Typed(At(kQ))},
-            {"display snap of a sample between display ticks",
-             Time_Convert::ToTickTimeWithDisplaySnap, Time_Typed(Time_Sample(1)),
-             Time_Typed(At(40))},
-            {"display snap of ticks", Time_Convert::ToTickTimeWithDisplaySnap, Time_Typed(At(7)),
-             Time_Typed(At(7))},
-            {"snap on the same sample", Time_Convert::SnapToDisplayTick, Time_Typed(At(1010)),
-             Time_Typed(At(1000))},
-            {"no snap across a sample", Time_Convert::SnapToDisplayTick, Time_Typed(At(1040)),
-             Time_Typed(At(1040))},
-            {"snap leaves samples", Time_Convert::SnapToDisplayTick, Time_Typed(Time_Sample(3)),
-             Time_Typed(Time_Sample(3))},
-            {"quantize", Time_Convert::QuantizeToSample, Time_Typed(At(1010)),
-             Time_Typed(At(1000))},
-            {"tick boundary below", Time_Convert::AdjustToTickBoundary, Time_Typed(Time_Tick(1519)),
-             Time_Typed(Time_Tick(1000))},
-            {"tick boundary above", Time_Convert::AdjustToTickBoundary, Time_Typed(Time_Tick(1520)),
-             Time_Typed(Time_Tick(2000))},
-        };
-        for (const auto& row : rows)
-            EXPECT_EQ(row.mOp(row.mIn), row.mOut) << row.mName;
+        const std::tuple<const char*, Time_Typed (*)(const Time_Typed&), Time_Typed, Time_Typed>
+            rows[] = {
+                // 40 ticks to a sample at 120 bpm and 48 kHz
+                {"display snap keeps the round tick", Time_Convert::ToTickTimeWithDisplaySnap,
+                 Time_Typed(Time_Sample(24000)), Time_Typed(At(kQ))},
+                {"display snap of a sample between display ticks",
+                 Time_Convert::ToTickTimeWithDisplaySnap, Time_Typed(Time_Sample(1)),
+                 Time_Typed(At(40))},
+                {"display snap of ticks", Time_Convert::ToTickTimeWithDisplaySnap,
+                 Time_Typed(At(7)), Time_Typed(At(7))},
+                {"snap on the same sample", Time_Convert::SnapToDisplayTick, Time_Typed(At(1010)),
+                 Time_Typed(At(1000))},
+                {"no snap across a sample", Time_Convert::SnapToDisplayTick, Time_Typed(At(1040)),
+                 Time_Typed(At(1040))},
+                {"snap leaves samples", Time_Convert::SnapToDisplayTick, Time_Typed(Time_Sample(3)),
+                 Time_Typed(Time_Sample(3))},
+                {"quantize", Time_Convert::QuantizeToSample, Time_Typed(At(1010)),
+                 Time_Typed(At(1000))},
+                {"tick boundary below", Time_Convert::AdjustToTickBoundary,
+                 Time_Typed(Time_Tick(1519)), Time_Typed(Time_Tick(1000))},
+                {"tick boundary above", Time_Convert::AdjustToTickBoundary,
+                 Time_Typed(Time_Tick(1520)), Time_Typed(Time_Tick(2000))},
+            };
+        for (const auto& [name, op, in, out] : rows)
+            EXPECT_EQ(op(in), out) << name;
 
-        const struct
-        {
-            Time_Typed mIn, mOut;
-            bool mChanged;
-        } pins[] = {
+        const std::tuple<Time_Typed, Time_Typed, bool> pins[] = {
             {Time_Typed(Time_Sample(-5)), Time_Typed(Time_Sample(0)), true},
             {Time_Typed(Time_Sample(0x80000000LL)), Time_Typed(Time_Sample(Time_cMaxSampleTime)),
              true},
             {Time_Typed(At(-100)), Time_Typed(At(0)), true},
             {Time_Typed(At(5)), Time_Typed(At(5)), false},
         };
-        for (const auto& pin : pins)
+        for (const auto& [in, out, changed] : pins)
         {
-            Time_Typed value = pin.mIn;
-            EXPECT_EQ(Time_Convert::PinToValidSessionRange(value), pin.mChanged)
-                << pin.mIn.AsInt64();
-            EXPECT_EQ(value, pin.mOut) << pin.mIn.AsInt64();
+            Time_Typed value = in;
+            EXPECT_EQ(Time_Convert::PinToValidSessionRange(value), changed) << in.AsInt64();
+            EXPECT_EQ(value, out) << in.AsInt64();
         }
         EXPECT_EQ(Time_Convert::GetMainCounterType(), Time_eType_Samples);
     }

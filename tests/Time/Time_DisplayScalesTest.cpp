@@ -1,13 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <array>
+#include <tuple>
+
 #include "Cmn_Exception.h"
+#include "Support/TimeTestSupport.h"
 #include "Time/Time_AllTypesRange.h"
 #include "Time/Time_FeetFrame.h"
 #include "Time/Time_Globals.h"
 #include "Time/Time_LoopMapper.h"
 #include "Time/Time_MinSec.h"
 #include "Time/Time_Pixels.h"
-#include "Support/TimeTestSupport.h"
 
 using Time_FeetFrameTest = Time_StaticsFixture;
 using Time_MinSecTest = Time_StaticsFixture;
@@ -19,9 +22,7 @@ using Time_PixelsTest = Time_StaticsFixture;
 TEST_F(Time_FeetFrameTest, OrderingAndArithmeticAroundTheRollover)
 {
     const Time_FeetFrame one(0, 1, 0), two(0, 2, 0);
-    EXPECT_TRUE(one > two);
-    EXPECT_FALSE(one < two);
-    EXPECT_TRUE(two >= one);
+    EXPECT_TRUE(one > two && !(one < two) && two >= one);
     // Above half a rollover the left side counts as before zero; the right side only below.
     const Time_FeetFrame late(60000, 0, 0), later(70000, 0, 0);
     EXPECT_TRUE(late > one);    // -64,000,000 against -159,999,900
@@ -47,27 +48,27 @@ TEST_F(Time_FeetFrameTest, TotalFramesWrapOnce)
     EXPECT_EQ(value, Time_FeetFrame(99999, 15, 33));
     value.SetFromTotalFrames(Time_FeetFrame::kRolloverFrames + 17, true);
     EXPECT_EQ(value, Time_FeetFrame(1, 1, 0));
-    int32_t feet = 0, frames = 0, sub = 0;
+    int32_t parts[3] = {};
     Time_FeetFrame::TotalSubframesToFeetFramesSubframes(
-        Time_FeetFrame::FeetFramesSubframesToTotalSubframes(123, 4, 56), feet, frames, sub);
-    EXPECT_EQ(feet, 123);
-    EXPECT_EQ(frames, 4);
-    EXPECT_EQ(sub, 56);
+        Time_FeetFrame::FeetFramesSubframesToTotalSubframes(123, 4, 56), parts[0], parts[1],
+        parts[2]);
+    EXPECT_EQ(std::vector<int32_t>(parts, parts + 3), (std::vector<int32_t>{123, 4, 56}));
 }
 
 TEST_F(Time_FeetFrameTest, SamplesAtTheSubframeRate)
 {
     Time_Globals::SetSampleRate(48000.0);
-    Time_FeetFrame value;
-    value.SetFromTotalSamples(Time_Sample(48000));
-    EXPECT_EQ(value, Time_FeetFrame(1, 8, 0)); // 24 frames
-    EXPECT_EQ(value.GetSamples().AsInt64(), 48000);
-    Time_FeetFrame::SetGlobalFeetFramesRate(Time_FeetFrame::eFeetFramesRate_25);
-    value.SetFromTotalSamples(Time_Sample(48000));
-    EXPECT_EQ(value, Time_FeetFrame(1, 9, 0));
-    Time_FeetFrame::SetGlobalFeetFramesRate(Time_FeetFrame::eFeetFramesRate_23976);
-    value.SetFromTotalSamples(Time_Sample(48048)); // 24 frames at 23.976
-    EXPECT_EQ(value, Time_FeetFrame(1, 8, 0));
+    // 24 frames at 24 and 23.976 (48,048 samples there), 25 at 25 fps.
+    for (auto [rate, samples, frames] : {std::tuple(Time_FeetFrame::eFeetFramesRate_24, 48000, 8),
+                                         {Time_FeetFrame::eFeetFramesRate_25, 48000, 9},
+                                         {Time_FeetFrame::eFeetFramesRate_23976, 48048, 8}})
+    {
+        Time_FeetFrame::SetGlobalFeetFramesRate(rate);
+        Time_FeetFrame value;
+        value.SetFromTotalSamples(Time_Sample(samples));
+        EXPECT_EQ(value, Time_FeetFrame(1, frames, 0)) << rate;
+        EXPECT_EQ(value.GetSamples().AsInt64(), samples) << rate;
+    }
     EXPECT_EQ(Time_FeetFrame(99999, 15, 99).GetSamples().AsInt64(), 0x7FFFFFFF); // pinned
 }
 
@@ -156,10 +157,11 @@ TEST_F(Time_GlobalsTest, PullFactorsComboTableAndTexts)
     using G = Time_Globals;
     EXPECT_EQ(G::GetPullFactor(G::ePullMedia_Audio, G::ePullType_PointOnePercent),
               G::ePullFactor_None);
-    G::SetPullFactor(G::ePullMedia_Audio, G::ePullType_PointOnePercent, G::ePullFactor_Down);
-    G::SetPullFactor(G::ePullMedia_Audio, G::ePullType_FourPercent, G::ePullFactor_Up);
-    G::SetPullFactor(G::ePullMedia_Video, G::ePullType_PointOnePercent, G::ePullFactor_Down);
-    G::SetPullFactor(G::ePullMedia_Video, G::ePullType_FourPercent, G::ePullFactor_Up);
+    for (auto media : {G::ePullMedia_Audio, G::ePullMedia_Video})
+    {
+        G::SetPullFactor(media, G::ePullType_PointOnePercent, G::ePullFactor_Down);
+        G::SetPullFactor(media, G::ePullType_FourPercent, G::ePullFactor_Up);
+    }
     EXPECT_DOUBLE_EQ(G::AdjustForPullFactors(G::ePullMedia_Audio, 48000.0),
                      48000.0 * 0.9990009990009991 * 1.0416666666666667);
     EXPECT_DOUBLE_EQ(G::AdjustForPullFactors(G::ePullMedia_Video, 30.0), 30.0 * 1.001 * 0.96);
@@ -180,13 +182,13 @@ TEST_F(Time_GlobalsTest, PullFactorsComboTableAndTexts)
         EXPECT_EQ(G::GetComboPullFactor(f01, f4), c);
         EXPECT_EQ(G::GetComboString(c, false), texts[combo]);
     }
-    EXPECT_EQ(G::GetComboString(G::eComboPullFactor_None, true), "None");
-    EXPECT_EQ(G::GetComboString(G::eComboPullFactor_PointOneDown, true),
-              "0.1% Down [24/30 fps - FILM To NTSC]");
-    EXPECT_EQ(G::GetComboString(G::eComboPullFactor_FourDownPointOneUp, true),
-              "4% Down, 0.1% Up [Invalid]");
-    EXPECT_EQ(G::GetComboString(G::eComboPullFactor_FourUpPointOneUp, true),
-              "4% Up, 0.1% Up [29.97 fps - NTSC To PAL]");
+    const std::pair<G::EComboPullFactor, const char*> longTexts[] = {
+        {G::eComboPullFactor_None, "None"},
+        {G::eComboPullFactor_PointOneDown, "0.1% Down [24/30 fps - FILM To NTSC]"},
+        {G::eComboPullFactor_FourDownPointOneUp, "4% Down, 0.1% Up [Invalid]"},
+        {G::eComboPullFactor_FourUpPointOneUp, "4% Up, 0.1% Up [29.97 fps - NTSC To PAL]"}};
+    for (auto [combo, text] : longTexts)
+        EXPECT_EQ(G::GetComboString(combo, true), text);
     EXPECT_EQ(G::GetPullFactorString(G::ePullFactor_Up), "Pull Up");
     EXPECT_EQ(G::GetPullFactorString(G::ePullFactor_Down), "Pull Down");
 }
@@ -194,19 +196,16 @@ TEST_F(Time_GlobalsTest, PullFactorsComboTableAndTexts)
 TEST_F(Time_GlobalsTest, RoutingBetweenVideoFormatsAndSampleRateGuard)
 {
     using G = Time_Globals;
-    const struct
-    {
-        G::EVideoFormat mFrom, mTo;
-        int32_t mCombo;
-    } routes[] = {{G::eVideoFormat_NTSC, G::eVideoFormat_Film, 2},
-                  {G::eVideoFormat_NTSC, G::eVideoFormat_PAL, 8},
-                  {G::eVideoFormat_Film, G::eVideoFormat_NTSC, 1},
-                  {G::eVideoFormat_Film, G::eVideoFormat_PAL, 4},
-                  {G::eVideoFormat_PAL, G::eVideoFormat_NTSC, 5},
-                  {G::eVideoFormat_PAL, G::eVideoFormat_Film, 3},
-                  {G::eVideoFormat_PAL, G::eVideoFormat_PAL, 0}};
-    for (const auto& r : routes)
-        EXPECT_EQ(G::GetRoutingComboFactor(r.mFrom, r.mTo), r.mCombo) << r.mFrom << r.mTo;
+    const std::tuple<G::EVideoFormat, G::EVideoFormat, int32_t> routes[] = {
+        {G::eVideoFormat_NTSC, G::eVideoFormat_Film, 2},
+        {G::eVideoFormat_NTSC, G::eVideoFormat_PAL, 8},
+        {G::eVideoFormat_Film, G::eVideoFormat_NTSC, 1},
+        {G::eVideoFormat_Film, G::eVideoFormat_PAL, 4},
+        {G::eVideoFormat_PAL, G::eVideoFormat_NTSC, 5},
+        {G::eVideoFormat_PAL, G::eVideoFormat_Film, 3},
+        {G::eVideoFormat_PAL, G::eVideoFormat_PAL, 0}};
+    for (const auto& [from, to, combo] : routes)
+        EXPECT_EQ(G::GetRoutingComboFactor(from, to), combo) << from << to;
 
     // The sample-rate guard restores the rate.
     Time_Globals::SetSampleRate(44100.0);
@@ -221,25 +220,22 @@ TEST_F(Time_GlobalsTest, RoutingBetweenVideoFormatsAndSampleRateGuard)
 
 TEST(Time_LoopMapperTest, MapsBetweenLocalAndElapsedTime)
 {
-    const Time_LoopMapper loop(Time_Typed(Time_Sample(100)), Time_Typed(Time_Sample(150)));
-    EXPECT_EQ(loop.LocalToElapsedTime(Time_Typed(Time_Sample(50)), 3), Time_Typed(Time_Sample(50)));
-    EXPECT_EQ(loop.LocalToElapsedTime(Time_Typed(Time_Sample(120)), 2),
-              Time_Typed(Time_Sample(220)));
-    EXPECT_EQ(loop.GetLoopOffset(4), Time_Typed(Time_Sample(200)));
-    int32_t count = -1;
-    EXPECT_EQ(loop.ElapsedToLocalTime(&count, Time_Typed(Time_Sample(260))),
-              Time_Typed(Time_Sample(110)));
-    EXPECT_EQ(count, 3);
-    EXPECT_EQ(loop.ElapsedToLocalTime(&count, Time_Typed(Time_Sample(140))),
-              Time_Typed(Time_Sample(140)));
-    EXPECT_EQ(count, 0);
-    EXPECT_EQ(loop.ElapsedToLocalTime(nullptr, Time_Typed(Time_Sample(150))),
-              Time_Typed(Time_Sample(100)));
-    const Time_LoopMapper empty(Time_Typed(Time_Sample(100)), Time_Typed(Time_Sample(100)));
-    count = -1;
-    EXPECT_EQ(empty.ElapsedToLocalTime(&count, Time_Typed(Time_Sample(500))),
-              Time_Typed(Time_Sample(500)));
-    EXPECT_EQ(count, 0);
+    auto at = [](int64_t iSample) { return Time_Typed(Time_Sample(iSample)); };
+    const Time_LoopMapper loop(at(100), at(150));
+    EXPECT_EQ(loop.LocalToElapsedTime(at(50), 3), at(50));
+    EXPECT_EQ(loop.LocalToElapsedTime(at(120), 2), at(220));
+    EXPECT_EQ(loop.GetLoopOffset(4), at(200));
+    // {loop end, elapsed, local, count}; a loop of no length never repeats
+    for (auto [end, elapsed, local, loops] :
+         {std::array<int64_t, 4>{150, 260, 110, 3}, {150, 140, 140, 0}, {100, 500, 500, 0}})
+    {
+        int32_t count = -1;
+        EXPECT_EQ(Time_LoopMapper(at(100), at(end)).ElapsedToLocalTime(&count, at(elapsed)),
+                  at(local))
+            << elapsed;
+        EXPECT_EQ(count, loops) << elapsed;
+    }
+    EXPECT_EQ(loop.ElapsedToLocalTime(nullptr, at(150)), at(100));
 }
 
 // ---- Time_AllTypesRange --------------------------------------------------------------------
@@ -297,9 +293,9 @@ TEST_F(Time_PixelsTest, LinearSampleScaleRoundsAndClamps)
 {
     Time_Pixels pixels;
     EXPECT_DOUBLE_EQ(pixels.GetSamplesPerPixel(), 8192.0);
-    EXPECT_EQ(pixels.SampleToPixel(Time_Sample(12288)), 2); // 1.5 + 0.5
-    EXPECT_EQ(pixels.SampleToPixel(Time_Sample(12287)), 1);
-    EXPECT_EQ(pixels.SampleToPixel(Time_Sample(-12288)), -1); // -1.5 + 0.5, toward zero
+    // 1.5 + 0.5; -1.5 + 0.5, toward zero
+    for (auto [sample, pixel] : {std::pair{12288, 2}, {12287, 1}, {-12288, -1}})
+        EXPECT_EQ(pixels.SampleToPixel(Time_Sample(sample)), pixel) << sample;
     EXPECT_EQ(pixels.PixelToSample(3).AsInt64(), 24576);
     pixels.SetSamplesPerPixel(0.001);
     EXPECT_EQ(pixels.SampleToPixel(Time_Sample(int64_t(1) << 40)), INT32_MAX);
@@ -323,10 +319,9 @@ TEST_F(Time_PixelsTest, LinearTickScaleStartsAtTheOriginWithoutTempoMap)
 TEST_F(Time_PixelsTest, FirstTickAlignmentCacheBoundsAndLookUp)
 {
     const Time_Tick origin(Time_cDefaultOriginTick);
-    EXPECT_EQ(Time_Pixels::ComputeFirstTick(origin + Time_Tick(100000), origin, 30000.0),
-              origin - Time_Tick(20000));
-    EXPECT_EQ(Time_Pixels::ComputeFirstTick(origin + Time_Tick(90000), origin, 30000.0), origin);
-    EXPECT_EQ(Time_Pixels::ComputeFirstTick(origin, origin, 30000.0), origin);
+    for (auto [first, aligned] : {std::pair{100000, -20000}, {90000, 0}, {0, 0}})
+        EXPECT_EQ(Time_Pixels::ComputeFirstTick(origin + Time_Tick(first), origin, 30000.0),
+                  origin + Time_Tick(aligned));
     PixelsProbe pixels;
     EXPECT_EQ(pixels.GetFirstCachePixel(), -1);
     EXPECT_FALSE(pixels.Cached(0)); // empty range: straight to the tempo map
@@ -336,10 +331,8 @@ TEST_F(Time_PixelsTest, FirstTickAlignmentCacheBoundsAndLookUp)
     EXPECT_FALSE(pixels.Cached(0));
     pixels.SetCachePixelBounds(10, 13);
     pixels.SetBoundaries({100, 200, 300});
-    EXPECT_EQ(pixels.LookUpPixel(50), 10);
-    EXPECT_EQ(pixels.LookUpPixel(100), 11);
-    EXPECT_EQ(pixels.LookUpPixel(299), 12);
-    EXPECT_EQ(pixels.LookUpPixel(300), 13);
+    for (auto [sample, pixel] : {std::pair{50, 10}, {100, 11}, {299, 12}, {300, 13}})
+        EXPECT_EQ(pixels.LookUpPixel(sample), pixel) << sample;
     pixels.SetSamplesPerPixel(100.0);
     EXPECT_FALSE(pixels.IsCacheValid());
 }

@@ -84,12 +84,7 @@ TEST(Time_MapFile, BadFilesFailCleanlyAndLeaveTheMaps)
     FillRandom(other, rng, 1);
     const size_t kHeader = 13;                                // "MapFile", version, size
     const Bytes body(good.begin() + kHeader + 8, good.end()); // the blocks after the rate
-    const struct
-    {
-        const char* mName;
-        Bytes mBytes;
-        int32_t mPackage, mID;
-    } rows[] = {
+    const std::tuple<const char*, Bytes, int32_t, int32_t> rows[] = {
         {"zero rate", MapFile(1, [&](auto& out) { out << 0.0; }), 14, 28},
         {"rate not a number", MapFile(1, [&](auto& out) { out << std::nan(""); }), 14, 28},
         {"newer version", MapFile(2, [&](auto& out) { out << 48000.0; }), 2, 31},
@@ -103,30 +98,16 @@ TEST(Time_MapFile, BadFilesFailCleanlyAndLeaveTheMaps)
                  }),
          7, 8},
     };
-    for (const auto& row : rows)
-        EXPECT_TRUE(Test_ThrowsL10N([&] { other.Load(row.mBytes); }, row.mPackage, row.mID))
-            << row.mName;
-    // Every truncation, and a flipped byte at each place: the library's own failures only,
-    // and a failed load leaves the maps as they were.
+    // A failed load leaves the maps as they were, even one that fails after the tempo map
+    // has read; truncations and flipped bytes at every place are the fuzz target's.
     const Bytes before = other.Save();
-    for (size_t i = 0; i < good.size(); ++i)
+    for (const auto& [name, bytes, package, iD] : rows)
     {
-        EXPECT_THROW(other.Load(Bytes(good.begin(), good.begin() + i)), L10N_Exception) << i;
-        Bytes flipped = good;
-        flipped[i] ^= 0x80;
-        try
-        {
-            other.Load(flipped);
-            other.Load(before);
-        }
-        catch (const L10N_Exception&)
-        {
-        }
-        catch (const Cmn_AssertException&)
-        {
-        }
-        ASSERT_EQ(other.Save(), before) << i;
+        EXPECT_TRUE(Test_ThrowsL10N([&] { other.Load(bytes); }, package, iD)) << name;
+        EXPECT_EQ(other.Save(), before) << name;
     }
+    EXPECT_THROW(other.Load(Bytes(good.begin(), good.end() - 1)), L10N_Exception);
+    EXPECT_EQ(other.Save(), before);
     // Bytes after the meter block inside the file are skipped.
     other.Load(MapFile(1,
                        [&](auto& out)

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "Cmn_Exception.h"
 #include "Support/SysTestSupport.h"
 #include "Time/Time_BarBeatTick.h"
@@ -8,31 +10,25 @@
 
 TEST(Time_BarBeatTickTest, OffsetUsesQuarterNoteBeatsButDiffTheTrueBeatLength)
 {
-    const Time_Meter sixEight(6, 8);
-    const Time_BarBeatTick start(1, 1, Time_Tick(0));
-    Time_BarBeatTick out;
-    // A beat of 6/8 is 1,920,000 ticks for Offset.
-    start.Offset(Time_Tick(1920000), sixEight, out);
-    EXPECT_EQ(out, Time_BarBeatTick(1, 2, Time_Tick(0)));
-    start.Offset(Time_Tick(1919999), sixEight, out);
-    EXPECT_EQ(out, Time_BarBeatTick(1, 1, Time_Tick(1919999)));
-    start.Offset(Time_Tick(6 * 1920000 + 5), sixEight, out);
-    EXPECT_EQ(out, Time_BarBeatTick(2, 1, Time_Tick(5)));
-    const Time_Meter fourFour(4, 4);
-    Time_BarBeatTick(3, 4, Time_Tick(900000)).Offset(Time_Tick(60000), fourFour, out);
-    EXPECT_EQ(out, Time_BarBeatTick(4, 1, Time_Tick(0)));
-    EXPECT_EQ(Time_BarBeatTick(1, 2, Time_Tick(0))
-                  .Diff(Time_BarBeatTick(1, 1, Time_Tick(0)), sixEight)
-                  .AsInt64(),
-              480000);
-    EXPECT_EQ(Time_BarBeatTick(3, 1, Time_Tick(10))
-                  .Diff(Time_BarBeatTick(2, 6, Time_Tick(20)), sixEight)
-                  .AsInt64(),
-              480000 - 10);
-    EXPECT_EQ(Time_BarBeatTick(1, 1, Time_Tick(0))
-                  .Diff(Time_BarBeatTick(2, 1, Time_Tick(0)), Time_Meter(3, 4))
-                  .AsInt64(),
-              -2880000);
+    auto bbt = [](int32_t iBar, int32_t iBeat, int64_t iTick = 0)
+    { return Time_BarBeatTick(iBar, iBeat, Time_Tick(iTick)); };
+    const Time_Meter sixEight(6, 8), fourFour(4, 4), threeFour(3, 4);
+    // {from, ticks, meter, result}; a beat of 6/8 is 1,920,000 ticks for Offset.
+    const std::tuple<Time_BarBeatTick, int64_t, Time_Meter, Time_BarBeatTick> offsets[] = {
+        {bbt(1, 1), 1920000, sixEight, bbt(1, 2)},
+        {bbt(1, 1), 1919999, sixEight, bbt(1, 1, 1919999)},
+        {bbt(1, 1), 6 * 1920000 + 5, sixEight, bbt(2, 1, 5)},
+        {bbt(3, 4, 900000), 60000, fourFour, bbt(4, 1)}};
+    for (const auto& [from, ticks, meter, result] : offsets)
+    {
+        Time_BarBeatTick out;
+        from.Offset(Time_Tick(ticks), meter, out);
+        EXPECT_EQ(out, result) << ticks;
+    }
+    // but Diff counts the true beat length
+    EXPECT_EQ(bbt(1, 2).Diff(bbt(1, 1), sixEight).AsInt64(), 480000);
+    EXPECT_EQ(bbt(3, 1, 10).Diff(bbt(2, 6, 20), sixEight).AsInt64(), 480000 - 10);
+    EXPECT_EQ(bbt(1, 1).Diff(bbt(2, 1), threeFour).AsInt64(), -2880000);
 }
 
 TEST(Time_BarBeatTickTest, BarlinesAndDisplayTicks)
@@ -51,9 +47,8 @@ TEST(Time_BarBeatTickTest, BarlinesAndDisplayTicks)
     EXPECT_EQ(bbt, Time_BarBeatTick(6, 1, Time_Tick(0)));
 
     // Display ticks round half up.
-    EXPECT_EQ(Time_BarBeatTick::InternalTicksToDisplayTicks(499), 0);
-    EXPECT_EQ(Time_BarBeatTick::InternalTicksToDisplayTicks(500), 1);
-    EXPECT_EQ(Time_BarBeatTick::InternalTicksToDisplayTicks(960000), 960);
+    for (auto [internal, display] : {std::pair{499, 0}, {500, 1}, {960000, 960}})
+        EXPECT_EQ(Time_BarBeatTick::InternalTicksToDisplayTicks(internal), display);
     EXPECT_EQ(Time_BarBeatTick::DisplayTicksToInternalTicks(7), 7000);
 }
 
@@ -97,12 +92,11 @@ TEST(Time_NotationDurationValueTest, TicksOfNoteValues)
 {
     using N = Time_NotationDurationValue;
     // {note value, dotted, tuplet, tuplet denominator (0 is ignored), ticks}
-    const int64_t rows[][5] = {{N::eNoteValue_Quarter, 0, 0, 3, 960000},
-                               {N::eNoteValue_Whole, 0, 0, 3, 3840000},
-                               {N::eNoteValue_SixtyFourth, 0, 0, 3, 60000},
-                               {N::eNoteValue_Eighth, 1, 0, 3, 720000},
-                               {N::eNoteValue_Eighth, 0, 1, 3, 320000}, // 2 in 3
-                               {N::eNoteValue_Eighth, 0, 1, 0, 480000}};
+    const int64_t rows[][5] = {
+        {N::eNoteValue_Quarter, 0, 0, 3, 960000},    {N::eNoteValue_Whole, 0, 0, 3, 3840000},
+        {N::eNoteValue_SixtyFourth, 0, 0, 3, 60000}, {N::eNoteValue_Eighth, 1, 0, 3, 720000},
+        {N::eNoteValue_Eighth, 0, 1, 3, 320000}, // 2 in 3
+        {N::eNoteValue_Eighth, 0, 1, 0, 480000}};
     for (const auto& [note, dotted, tuplet, denominator, ticks] : rows)
     {
         N v;
@@ -119,24 +113,24 @@ TEST(Time_NotationDurationValueTest, TicksOfNoteValues)
 
 TEST(Time_NotationDurationValueTest, MakeDurationValueFindsLongestFittingNoteAndComparison)
 {
-    Time_NotationDurationValue v;
-    v.mTuplet = true;
-    Time_NotationDurationValue::MakeDurationValue(Time_Tick(960000), v);
-    EXPECT_EQ(v.mNoteValue, Time_NotationDurationValue::eNoteValue_Quarter);
-    EXPECT_FALSE(v.mDotted);
-    EXPECT_FALSE(v.mTuplet);
-    EXPECT_EQ(v.mTupletNumerator, 2);
-    EXPECT_EQ(v.mTupletDenominator, 3);
-    Time_NotationDurationValue::MakeDurationValue(Time_Tick(1440000), v);
-    EXPECT_EQ(v.mNoteValue, Time_NotationDurationValue::eNoteValue_Quarter);
-    EXPECT_TRUE(v.mDotted);
-    Time_NotationDurationValue::MakeDurationValue(Time_Tick(1439999), v);
-    EXPECT_FALSE(v.mDotted);
-    Time_NotationDurationValue::MakeDurationValue(Time_Tick(10), v);
-    EXPECT_EQ(v.mNoteValue, Time_NotationDurationValue::eNoteValue_SixtyFourth);
-    Time_NotationDurationValue::MakeDurationValue(Time_Tick(100000000), v);
-    EXPECT_EQ(v.mNoteValue, Time_NotationDurationValue::eNoteValue_Whole);
-    EXPECT_TRUE(v.mDotted);
+    using N = Time_NotationDurationValue;
+    // {ticks, note value, dotted}; the tuplet is cleared, its ratio stays 2 in 3
+    const std::tuple<int64_t, int32_t, bool> rows[] = {{960000, N::eNoteValue_Quarter, false},
+                                                       {1440000, N::eNoteValue_Quarter, true},
+                                                       {1439999, N::eNoteValue_Quarter, false},
+                                                       {10, N::eNoteValue_SixtyFourth, false},
+                                                       {100000000, N::eNoteValue_Whole, true}};
+    for (const auto& [ticks, note, dotted] : rows)
+    {
+        N v;
+        v.mTuplet = true;
+        v.mDotted = !dotted;
+        N::MakeDurationValue(Time_Tick(ticks), v);
+        EXPECT_EQ(std::tuple(v.mNoteValue, v.mDotted, v.mTuplet, v.mTupletNumerator,
+                             v.mTupletDenominator),
+                  std::tuple(note, dotted, false, 2, 3))
+            << ticks;
+    }
 
     // Comparison ignores the tuplet; a larger note value is shorter.
     Time_NotationDurationValue quarter, eighth, dottedQuarter, tupletQuarter;
@@ -164,11 +158,9 @@ TEST(Time_NotationDurationValueTest, StreamRoundTripAndBadVersion)
 
     Time_NotationDurationValue back;
     back.StreamIn(*Test_In(bytes));
-    EXPECT_EQ(back.mNoteValue, 6);
-    EXPECT_TRUE(back.mDotted);
-    EXPECT_FALSE(back.mTuplet);
-    EXPECT_EQ(back.mTupletNumerator, 5);
-    EXPECT_EQ(back.mTupletDenominator, 4);
+    EXPECT_EQ(std::tuple(back.mNoteValue, back.mDotted, back.mTuplet, back.mTupletNumerator,
+                         back.mTupletDenominator),
+              std::tuple(6, true, false, 5, 4));
 
     // Cut short: the stream's own failure, never a read past the end.
     EXPECT_TRUE(Test_ThrowsL10N(

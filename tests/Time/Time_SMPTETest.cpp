@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
+#include <vector>
 
 #include "Cmn_Exception.h"
+#include "Support/TimeTestSupport.h"
 #include "Time/Time_Globals.h"
 #include "Time/Time_SMPTE.h"
-#include "Support/TimeTestSupport.h"
 
 namespace
 {
@@ -65,32 +67,21 @@ TEST_F(Time_SMPTETest, GlobalFormatTablesAndEditRates)
     EXPECT_DOUBLE_EQ(Time_SMPTE(0, 0, 0, 0, eTimeCodeFormat_Unused6).GetSamplesPerFrame(), 48000.0);
 
     // The edit rate reads the member unresolved: the global format gives nothing.
-    const struct
+    for (auto [format, rate] : {std::pair{eTimeCodeFormat_Global, std::pair{-1, -1}},
+                                {eTimeCodeFormat_23976, {24000, 1001}},
+                                {eTimeCodeFormat_25, {25, 1}},
+                                {eTimeCodeFormat_Unused6, {30000, 1001}}})
     {
-        ETimeCodeFormat mFormat;
-        int32_t mNum, mDen;
-    } rates[] = {{eTimeCodeFormat_Global, -1, -1},
-                 {eTimeCodeFormat_23976, 24000, 1001},
-                 {eTimeCodeFormat_25, 25, 1},
-                 {eTimeCodeFormat_Unused6, 30000, 1001}};
-    for (const auto& r : rates)
-    {
-        int32_t num = -1, den = -1;
-        Time_SMPTE(0, 0, 0, 0, r.mFormat).GetEditRateAsRational(&num, &den);
-        EXPECT_EQ(num, r.mNum) << r.mFormat;
-        EXPECT_EQ(den, r.mDen) << r.mFormat;
+        std::pair<int32_t, int32_t> got{-1, -1};
+        Time_SMPTE(0, 0, 0, 0, format).GetEditRateAsRational(&got.first, &got.second);
+        EXPECT_EQ(got, rate) << format;
     }
 }
 
 TEST_F(Time_SMPTETest, FormatFromFrameRateUsesInclusiveBands)
 {
     Time_SMPTE tc;
-    const struct
-    {
-        double mRate;
-        bool mDrop;
-        ETimeCodeFormat mFormat;
-    } cases[] = {
+    const std::tuple<double, bool, ETimeCodeFormat> rows[] = {
         {23.975, false, eTimeCodeFormat_23976},   {23.977, true, eTimeCodeFormat_23976},
         {23.98, false, eTimeCodeFormat_Global},   {23.99, false, eTimeCodeFormat_24},
         {24.01, true, eTimeCodeFormat_24},        {24.99, false, eTimeCodeFormat_25},
@@ -98,10 +89,10 @@ TEST_F(Time_SMPTETest, FormatFromFrameRateUsesInclusiveBands)
         {29.985, false, eTimeCodeFormat_Global},  {30.01, true, eTimeCodeFormat_30Drop},
         {30.0, false, eTimeCodeFormat_30NonDrop}, {60.0, false, eTimeCodeFormat_Global},
     };
-    for (const auto& c : cases)
+    for (auto [rate, drop, format] : rows)
     {
-        tc.SetTimeCodeFormatFromFrameRate(c.mRate, c.mDrop);
-        EXPECT_EQ(tc.GetRawTimeCodeFormat(), c.mFormat) << c.mRate;
+        tc.SetTimeCodeFormatFromFrameRate(rate, drop);
+        EXPECT_EQ(tc.GetRawTimeCodeFormat(), format) << rate;
     }
 }
 
@@ -109,11 +100,11 @@ TEST_F(Time_SMPTETest, FormatFromFrameRateUsesInclusiveBands)
 
 TEST_F(Time_SMPTETest, DropFramesSkipsTwoLabelsAMinuteButEveryTenth)
 {
-    EXPECT_EQ(Time_SMPTE::DropFrames(1799), 1799);
-    EXPECT_EQ(Time_SMPTE::DropFrames(1802), 1800);
-    EXPECT_EQ(Time_SMPTE::DropFrames(18000), 17982);
-    EXPECT_EQ(Time_SMPTE::UndropFrames(1800), 1802);
-    EXPECT_EQ(Time_SMPTE::UndropFrames(17982), 18000);
+    for (auto [nominal, dropped] : {std::pair{1799, 1799}, {1802, 1800}, {18000, 17982}})
+    {
+        EXPECT_EQ(Time_SMPTE::DropFrames(nominal), dropped);
+        EXPECT_EQ(Time_SMPTE::UndropFrames(dropped), nominal);
+    }
     // The whole day, label by label: pure integer arithmetic, cheap enough to walk. With the
     // legal labels told apart, the walk pins every step of both (at 1800, 3598, ... 16184).
     int32_t illegal = 0;
@@ -138,26 +129,23 @@ TEST_F(Time_SMPTETest, DropFramesSkipsTwoLabelsAMinuteButEveryTenth)
 // MakeIntoLegalDropFrameLocation is checked through FromString, which calls it for drop frame.
 TEST_F(Time_SMPTETest, FromStringReadsFixedColumnsNeverFailsAndMakesDropLabelsLegal)
 {
-    for (ETimeCodeFormat format : {eTimeCodeFormat_30Drop, eTimeCodeFormat_2997Drop})
+    for (auto [text, label, format] : {
+             std::tuple{"00:01:00;00", "00:01:00;02", eTimeCodeFormat_30Drop},
+             {"00:01:00;01", "00:01:00;02", eTimeCodeFormat_2997Drop},
+             {"00:10:00;00", "00:10:00;00", eTimeCodeFormat_30Drop},
+             {"00:01:01;00", "00:01:01;00", eTimeCodeFormat_2997Drop},
+             {"00:01:00:00", "00:01:00:00", eTimeCodeFormat_30NonDrop},
+             {"12x34y56z07", "12:34:56:07", eTimeCodeFormat_25},
+             {"02:03", "02:03:00:00", eTimeCodeFormat_25},
+             {"ab:cd:ef:gh.ij", "00:00:00:00", eTimeCodeFormat_25},
+             {"", "00:00:00:00", eTimeCodeFormat_25},
+         })
     {
-        EXPECT_EQ(Label("00:01:00;00", format).ToString(false), "00:01:00;02");
-        EXPECT_EQ(Label("00:01:00;01", format).ToString(false), "00:01:00;02");
-        EXPECT_EQ(Label("00:10:00;00", format).ToString(false), "00:10:00;00");
-        EXPECT_EQ(Label("00:01:01;00", format).ToString(false), "00:01:01;00");
+        Time_SMPTE tc(1, 1, 1, 1, format, 77);
+        tc.FromString(text);
+        EXPECT_EQ(tc.ToString(false), label) << text;
+        EXPECT_EQ(tc.GetSubSamples(), 0) << text;
     }
-    EXPECT_EQ(Label("00:01:00:00", eTimeCodeFormat_30NonDrop).ToString(false), "00:01:00:00");
-    Time_SMPTE tc(1, 1, 1, 1, eTimeCodeFormat_25, 77);
-    tc.FromString("12x34y56z07");
-    EXPECT_EQ(tc.ToString(false), "12:34:56:07");
-    EXPECT_EQ(tc.GetSubSamples(), 0);
-    tc.FromString("02:03");
-    EXPECT_EQ(tc.ToString(false), "02:03:00:00");
-    tc.FromString("ab:cd:ef:gh.ij");
-    EXPECT_EQ(tc.ToString(false), "00:00:00:00");
-    tc.FromString("");
-    EXPECT_EQ(tc.ToString(false), "00:00:00:00");
-    tc.FromString("-1:99:99:99");
-    EXPECT_FALSE(tc.IsValidTimeCode());
 }
 
 TEST_F(Time_SMPTETest, ToStringShowsDropSeparatorAndSubframes)
@@ -220,21 +208,19 @@ TEST_F(Time_SMPTETest, LabelAndTextRoundTripsOverTheDay)
 
 TEST_F(Time_SMPTETest, IsValidTimeCodeAllowsOneFramePastTheLast)
 {
-    const struct
-    {
-        const char* mText;
-        ETimeCodeFormat mFormat;
-        bool mValid;
-    } cases[] = {{"23:59:59:30", eTimeCodeFormat_30NonDrop, true},
-                 {"23:59:59:31", eTimeCodeFormat_30NonDrop, false},
-                 {"23:59:59:24", eTimeCodeFormat_24, true},
-                 {"23:59:59:25", eTimeCodeFormat_24, false},
-                 {"00:00:00:30", eTimeCodeFormat_2997NonDrop, true},
-                 {"24:00:00:00", eTimeCodeFormat_25, false},
-                 {"00:60:00:00", eTimeCodeFormat_25, false},
-                 {"00:00:60:00", eTimeCodeFormat_25, false}};
-    for (const auto& c : cases)
-        EXPECT_EQ(Label(c.mText, c.mFormat).IsValidTimeCode(), c.mValid) << c.mText;
+    const std::tuple<const char*, ETimeCodeFormat, bool> rows[] = {
+        {"23:59:59:30", eTimeCodeFormat_30NonDrop, true},
+        {"23:59:59:31", eTimeCodeFormat_30NonDrop, false},
+        {"23:59:59:24", eTimeCodeFormat_24, true},
+        {"23:59:59:25", eTimeCodeFormat_24, false},
+        {"00:00:00:30", eTimeCodeFormat_2997NonDrop, true},
+        {"24:00:00:00", eTimeCodeFormat_25, false},
+        {"00:60:00:00", eTimeCodeFormat_25, false},
+        {"00:00:60:00", eTimeCodeFormat_25, false},
+        {"-1:99:99:99", eTimeCodeFormat_25, false},
+    };
+    for (auto [text, format, valid] : rows)
+        EXPECT_EQ(Label(text, format).IsValidTimeCode(), valid) << text;
 }
 
 // ---- whole-day positions ---------------------------------------------------------------------
@@ -427,9 +413,8 @@ TEST_F(Time_SMPTETest, EncodedFormsRoundTripButSomeSettersSwapMinutesAndSeconds)
     EXPECT_EQ(back.ToString(false), "12:56:34:07");
 
     Time_SMPTE bcd(23, 45, 9, 10);
-    EXPECT_EQ(bcd.GetHoursBCD(), 0x23);
-    EXPECT_EQ(bcd.GetMinutesBCD(), 0x45);
-    EXPECT_EQ(bcd.GetSecondsBCD(), 0x09);
+    EXPECT_EQ((std::vector<int>{bcd.GetHoursBCD(), bcd.GetMinutesBCD(), bcd.GetSecondsBCD()}),
+              (std::vector<int>{0x23, 0x45, 0x09}));
     bcd.SetFramesBCD(0x29);
     EXPECT_EQ(bcd.GetFrames(), 29);
     EXPECT_EQ(Time_SMPTE::FromBCD(0xFF), 165); // 15 x 10 + 15: no check of the digits
@@ -438,24 +423,20 @@ TEST_F(Time_SMPTETest, EncodedFormsRoundTripButSomeSettersSwapMinutesAndSeconds)
 TEST_F(Time_SMPTETest, MMCFormCarriesRateAndRawSubSamples)
 {
     Time_Globals::SetSampleRate(48000.0);
-    const struct
+    const std::pair<ETimeCodeFormat, uint8_t> rates[] = {
+        {eTimeCodeFormat_24, 0x00},        {eTimeCodeFormat_23976, 0x00},
+        {eTimeCodeFormat_25, 0x20},        {eTimeCodeFormat_2997Drop, 0x40},
+        {eTimeCodeFormat_30Drop, 0x40},    {eTimeCodeFormat_2997NonDrop, 0x60},
+        {eTimeCodeFormat_30NonDrop, 0x60},
+    };
+    for (auto [format, rate] : rates)
     {
-        ETimeCodeFormat mFormat;
-        uint8_t mRate;
-    } rates[] = {{eTimeCodeFormat_24, 0x00},       {eTimeCodeFormat_23976, 0x00},
-                 {eTimeCodeFormat_25, 0x20},       {eTimeCodeFormat_2997Drop, 0x40},
-                 {eTimeCodeFormat_30Drop, 0x40},   {eTimeCodeFormat_2997NonDrop, 0x60},
-                 {eTimeCodeFormat_30NonDrop, 0x60}};
-    for (const auto& r : rates)
-    {
-        Time_SMPTE tc(1, 2, 3, 4, r.mFormat);
+        Time_SMPTE tc(1, 2, 3, 4, format);
         tc.SetSubframes(50);
         const CMMCStandardTimeCode code = tc.GetMMCStandardTimeCode();
-        EXPECT_EQ(code.mBytes[0], 0x01 | r.mRate);
-        EXPECT_EQ(code.mBytes[1], 2);
-        EXPECT_EQ(code.mBytes[2], 3);
-        EXPECT_EQ(code.mBytes[3], 0x24);
-        EXPECT_EQ(code.mBytes[4], 50);
+        EXPECT_EQ(Bytes(code.mBytes, code.mBytes + 5),
+                  (Bytes{uint8_t(0x01 | rate), 2, 3, 0x24, 50}))
+            << format;
     }
     CMMCStandardTimeCode in;
     const uint8_t bytes[5] = {0xE5, 0xC6, 0xC7, 0x28, 50};

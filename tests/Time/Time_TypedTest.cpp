@@ -1,11 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Cmn_Exception.h"
-#include "Time/Time_Typed.h"
 #include "Support/TimeTestSupport.h"
+#include "Time/Time_Typed.h"
 
 namespace
 {
@@ -23,20 +24,19 @@ using Time_TypedTest = Time_StaticsFixture;
 
 TEST_F(Time_SampleTest, PinToValidRangeAndTextUseThirtyTwoBitPositions)
 {
-    EXPECT_EQ(Time_Sample(-5).PinToValidRange().AsInt64(), 0);
-    EXPECT_EQ(Time_Sample(int64_t(1) << 40).PinToValidRange().AsInt64(), 0x7FFFFFFF);
-    EXPECT_EQ(Time_Sample(123).PinToValidRange().AsInt64(), 123);
-    const struct
-    {
-        const char* mText;
-        int64_t mValue;
-    } cases[] = {{"  -42xyz", -42},           {"99999999999", 0x7FFFFFFF},
-                 {"-99999999999", -int64_t(0x80000000)}, {"abc", 0}, {"", 0}};
-    for (const auto& c : cases)
+    for (auto [value, pinned] :
+         {std::pair<int64_t, int64_t>{-5, 0}, {int64_t(1) << 40, 0x7FFFFFFF}, {123, 123}})
+        EXPECT_EQ(Time_Sample(value).PinToValidRange().AsInt64(), pinned) << value;
+    // clang-format off
+    const std::pair<const char*, int64_t> texts[] = {
+        {"  -42xyz", -42}, {"99999999999", 0x7FFFFFFF}, {"-99999999999", -int64_t(0x80000000)},
+        {"abc", 0}, {"", 0}};
+    // clang-format on
+    for (auto [text, value] : texts)
     {
         Time_Sample s(5);
-        s.FromString(c.mText);
-        EXPECT_EQ(s.AsInt64(), c.mValue) << c.mText;
+        s.FromString(text);
+        EXPECT_EQ(s.AsInt64(), value) << text;
     }
     EXPECT_EQ(Time_Sample(int64_t(1) << 33).ToString(), "8589934592");
 }
@@ -85,16 +85,14 @@ TEST_F(Time_TypedTest, OperatorsKeepTypeAndGiveBareQuotient)
 {
     const Time_TypedLocal a(13, Time_eType_Ticks);
     const Time_TypedLocal b(4, Time_eType_Ticks);
-    EXPECT_EQ((a % b).AsInt64(), 1);
-    EXPECT_EQ((a & b).AsInt64(), 4);
-    EXPECT_EQ((a ^ b).AsInt64(), 9);
+    const Time_TypedLocal results[] = {a % b, a & b, a ^ b, a * 3, a / 2, a % 5, -a, ~a};
+    const int64_t expected[] = {1, 4, 9, 39, 6, 3, -13, ~int64_t(13)};
+    for (size_t i = 0; i < std::size(expected); ++i)
+    {
+        EXPECT_EQ(results[i].AsInt64(), expected[i]) << i;
+        EXPECT_EQ(results[i].GetType(), Time_eType_Ticks) << i;
+    }
     EXPECT_EQ(a / b, 3);
-    EXPECT_EQ((a * 3).AsInt64(), 39);
-    EXPECT_EQ((a / 2).AsInt64(), 6);
-    EXPECT_EQ((a % 5).AsInt64(), 3);
-    EXPECT_EQ((a * 3).GetType(), Time_eType_Ticks);
-    EXPECT_EQ((-a).AsInt64(), -13);
-    EXPECT_EQ((~a).AsInt64(), ~int64_t(13));
     EXPECT_FALSE(!a);
     EXPECT_TRUE(!Time_TypedLocal(0, Time_eType_Ticks));
     EXPECT_EQ(Time_Typed(-8, Time_eType_Ticks).AbsoluteValue(), Time_Typed(8, Time_eType_Ticks));
@@ -132,33 +130,26 @@ TEST_F(Time_TypedTest, LimitsAndPinning)
 
 TEST_F(Time_TypedTest, RawSavedFormTagsAndRoundTripsSignAndType)
 {
-    const struct
+    // {value, type, tag of the saved form (-1: not checked)}
+    // clang-format off
+    const std::tuple<int64_t, Time_EType, int> rows[] = {
+        {5, Time_eType_Samples, 0}, {-5, Time_eType_Samples, 3}, {5, Time_eType_Ticks, 4},
+        {-5, Time_eType_Ticks, 7}, {5, Time_eType_Frames, 1}, {-5, Time_eType_Frames, 1},
+        {0, Time_eType_Samples, 0}, {0, Time_eType_Ticks, 4}, {(int64_t(1) << 59) + 3, Time_eType_Ticks, 4},
+        {-(int64_t(1) << 59), Time_eType_Samples, 3}, {Time_cDefaultOriginTick, Time_eType_Ticks, -1}};
+    // clang-format on
+    for (auto [value, type, tag] : rows)
     {
-        Time_Typed mValue;
-        int mTag; // -1: not checked
-    } cases[] = {{Time_Typed(5, Time_eType_Samples), 0},
-                 {Time_Typed(-5, Time_eType_Samples), 3},
-                 {Time_Typed(5, Time_eType_Ticks), 4},
-                 {Time_Typed(-5, Time_eType_Ticks), 7},
-                 {Time_Typed(5, Time_eType_Frames), 1},
-                 {Time_Typed(-5, Time_eType_Frames), 1},
-                 {Time_Typed(0, Time_eType_Samples), 0},
-                 {Time_Typed(0, Time_eType_Ticks), 4},
-                 {Time_Typed((int64_t(1) << 59) + 3, Time_eType_Ticks), 4},
-                 {Time_Typed(-(int64_t(1) << 59), Time_eType_Samples), 3},
-                 {Time_Typed(Time_cDefaultOriginTick, Time_eType_Ticks), -1}};
-    for (const auto& c : cases)
-    {
-        SCOPED_TRACE(c.mValue.AsInt64());
-        const int64_t raw = c.mValue.GetRawDataForSave();
-        if (c.mTag >= 0)
+        SCOPED_TRACE(value);
+        const int64_t raw = Time_Typed(value, type).GetRawDataForSave();
+        if (tag >= 0)
         {
-            EXPECT_EQ((static_cast<uint64_t>(raw) >> 60) & 7, uint64_t(c.mTag));
+            EXPECT_EQ((static_cast<uint64_t>(raw) >> 60) & 7, uint64_t(tag));
         }
         Time_Typed back(77, Time_eType_Frames);
         back.SetFromRawSavedData(raw);
-        EXPECT_EQ(back.AsInt64(), c.mValue.AsInt64());
-        EXPECT_EQ(back.GetType(), c.mValue.GetType());
+        EXPECT_EQ(back, Time_Typed(value, type));
+        EXPECT_EQ(back.GetType(), type);
     }
     Time_Typed t(3, Time_eType_Ticks);
     const int64_t raw = static_cast<int64_t>((uint64_t(2) << 60) | 9); // tag 010
