@@ -416,6 +416,10 @@ void BDM_Relinker::BeginWalk()
         else
             mUnkeyed.push_back(index);
     }
+    // Entries known by their identifier alone, all of them audio: only audio files can pass.
+    bool audioOnly = mByNameIndex.empty() && mUnkeyed.empty();
+    for (const auto& [id, index] : mByIDIndex)
+        audioOnly = audioOnly && mEntries[index].mAsset->GetType() == BDM_eAssetType_Audio;
     if (mByNameIndex.empty() && mByIDIndex.empty() && mUnkeyed.empty())
     {
         mRoot = roots.size();
@@ -428,7 +432,10 @@ void BDM_Relinker::BeginWalk()
         if (!root || !root->ResolveFileSystemAlias(&folder) || !Sys_FileUtils::IsFolder(folder))
             continue;
         mRootPath = folder.GetFullPath();
-        mWalk = std::make_unique<Sys_FileLocIterator>(folder, std::string("*"));
+        mWalk = audioOnly ? std::make_unique<Sys_FileLocIterator>(
+                                folder, BDM_Globals::Instance()->Filter(
+                                            BDM_Globals::eFileSystemFilter_AudioFiles))
+                          : std::make_unique<Sys_FileLocIterator>(folder, std::string("*"));
     }
 }
 

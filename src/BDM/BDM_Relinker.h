@@ -26,7 +26,8 @@
 //            entries still unfound: a file is a candidate of an entry searched by name when
 //            the names agree, of one searched by identifier when the identifiers agree, and
 //            of every other searchable entry; an entry's candidates are tried in the order
-//            of the walk, and the first that passes wins.
+//            of the walk, and the first that passes wins. When every entry left is audio
+//            known by its identifier alone, the walk looks at audio files only.
 //   stage 3: Finalize.
 // LinkIfMatch tries one candidate: its file must exist and lie outside the trash, and the
 // file-system asset of that file must pass the entry's predicate (made by the file-system
