@@ -243,12 +243,20 @@ bool BDM_Relinker::LinkIfMatch(BDM_Asset& iCandidate)
     BDM_AssetHandle found = fileSystem.GetAsset(MakeFileKey(file));
     if (!found || !TestFile(*predicate, *found))
         return false;
-    Link(*entry.mAsset, *found);
+    LinkFound(*found, file);
+    return true;
+}
+
+void BDM_Relinker::LinkFound(BDM_Asset& iFound, const Sys_FileLoc& iFile)
+{
+    CMN_ASSERT(mFileToFind < mEntries.size());
+    Entry& entry = mEntries[mFileToFind];
+    CMN_ASSERT(entry.mAsset && !entry.mFound);
+    Link(*entry.mAsset, iFound);
     entry.mFound = true;
-    entry.mFoundLoc = file;
+    entry.mFoundLoc = iFile;
     ++mNumFound;
     UpdateUnitsCompleted(1);
-    return true;
 }
 
 void BDM_Relinker::Link(BDM_Asset& iAsset, BDM_Asset& iFound)

@@ -111,6 +111,9 @@ public:
     bool LinkIfMatch(BDM_Asset& iCandidate);
     // Links the entry iAsset to iFound (asserts "linkAttribute").
     void Link(BDM_Asset& iAsset, BDM_Asset& iFound);
+    // Links the entry being searched to iFound, the file at iFile, without a test (a copy
+    // known to be it) and counts it found.
+    void LinkFound(BDM_Asset& iFound, const Sys_FileLoc& iFile);
     // Commits the touched bins (not in a dry run), counts what is left and makes the report.
     void Finalize();
 

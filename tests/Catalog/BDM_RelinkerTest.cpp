@@ -8,6 +8,7 @@
 #include <functional>
 
 #include "BDM/BDM_Globals.h"
+#include "BDM/BDM_PostProcess_Relink.h"
 #include "BDM/BDM_RelinkCandidatesFinder.h"
 #include "BDM/BDM_Relinker.h"
 #include "BDM/Adapters/FS/BFSa_Bin.h"
@@ -360,5 +361,58 @@ TEST_F(RelinkerTest, CandidatesComeInSearchOrder)
     BDM_QueryAreaHandle area = Area({"new"});
     EXPECT_THROW(F::GeneratePredicate(*bare, false, false, *area->GetPredicateFactory()),
                  Cmn_AssertException);
+}
+// A copy of a folder, then its relink: the entries of the copied folder follow their copies
+// and keep them; an entry outside the folder, and one whose copy is missing, stay.
+TEST_F(RelinkerTest, CopyThenRelinkFollowsTheCopies)
+{
+    Wave("lib/a.wav", 100, cID);
+    Wave("lib/sub/b.wav", 200);
+    Wave("lib/sub/gone.wav", 300);
+    Wave("other/c.wav", 50);
+    fs::create_directories(P("dst"));
+    BDM_BinHandle catalog = Catalogue("c", "lib");
+    BDM_BinHandle others = Catalogue("d", "other");
+    fs::remove(P("lib/sub/gone.wav")); // not copied
+    const std::vector<BDM_Link> entries = {
+        {catalog, Entry(catalog, "lib/a.wav")->GetKey()},
+        {catalog, Entry(catalog, "lib/sub/gone.wav")->GetKey()},
+        {catalog, Entry(catalog, "lib/sub/b.wav")->GetKey()},
+        {others, Entry(others, "other/c.wav")->GetKey()}};
+
+    BDM_Bin& files =
+        BDM_Globals::Instance()->FileSystemWithFilter(BDM_Globals::eFileSystemFilter_AllFiles);
+    Cmn_PolymorphicHandle<BDM_RecursiveAssetCopier, Sys_ThreadSafeRefCountObject> copier(
+        new BDM_RecursiveAssetCopier(files, BFSa_Bin::MakeKey(Sys_FileLoc(P("lib")), true), files,
+                                     BFSa_Bin::MakeKey(Sys_FileLoc(P("dst")), true)));
+    Cmn_PolymorphicHandle<BDM_PostProcess_Relink, Sys_ThreadSafeRefCountObject> relink(
+        new BDM_PostProcess_Relink(entries));
+    copier->SetPostProcess(BDM_RecursiveAssetCopier::PostProcessHandle(relink.Get()));
+    Drain(*copier);
+    ASSERT_TRUE(relink->IsLoaded());
+
+    std::vector<std::pair<std::string, std::string>> outcomes;
+    for (const BDM_Relinker::Outcome& outcome : relink->GetOutcomes())
+        outcomes.emplace_back(outcome.mFrom.GetFullPath(), outcome.mTo.GetFullPath());
+    const std::vector<std::pair<std::string, std::string>> expected = {
+        {P("lib/a.wav"), P("dst/lib/a.wav")},
+        {P("lib/sub/gone.wav"), ""},
+        {P("lib/sub/b.wav"), P("dst/lib/sub/b.wav")}};
+    EXPECT_EQ(outcomes, expected);
+    EXPECT_EQ(relink->GetReport(), cNotFound1);
+
+    catalog->Close();
+    catalog = Catalog_Open(P("c.mfcatalog"), Cmn_Store::eOpenFlag_OpenForRead);
+    for (const auto& [entry, file] : {std::pair{"lib/a.wav", "dst/lib/a.wav"},
+                                      std::pair{"lib/sub/b.wav", "dst/lib/sub/b.wav"},
+                                      std::pair{"lib/sub/gone.wav", ""}})
+    {
+        Sys_FileLoc loc;
+        EXPECT_EQ(BDM_Relinker::GetStoredLocation(*Entry(catalog, entry), &loc), true);
+        EXPECT_EQ(loc.GetFullPath(), *file ? P(file) : P(entry)) << entry;
+    }
+    Sys_FileLoc loc;
+    ASSERT_TRUE(Entry(others, "other/c.wav")->ResolveFileSystemAlias(&loc));
+    EXPECT_EQ(loc.GetFullPath(), P("other/c.wav"));
 }
 } // namespace
