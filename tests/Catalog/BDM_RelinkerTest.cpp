@@ -277,6 +277,8 @@ TEST_F(RelinkerTest, PredicateNeedsAUsableTerm)
         bool mByName;
         bool mByID;
         bool mPredicate;
+        BDM_EAssetType mType = BDM_eAssetType_Audio;
+        BDM_EFileFormat mFormat = BDM_eFileFormat_Unknown; // the stored one when unknown
     };
     const Case cases[] = {
         {"by identity", 1000, true, false, true, true},
@@ -285,6 +287,14 @@ TEST_F(RelinkerTest, PredicateNeedsAUsableTerm)
         {"by identity, no identity, length -1", -1, false, false, true, false},
         {"by name, length -1", -1, false, true, false, true},
         {"neither switch, length 0", 0, true, false, false, false},
+        {"a movie is searched by identity whatever the switch", 0, true, false, false, true,
+         BDM_eAssetType_Video, BDM_eFileFormat_Movie},
+        {"so is the other movie format", 0, true, false, false, true, BDM_eAssetType_Video,
+         BDM_eFileFormat_AVI},
+        {"another video is not", 0, true, false, false, false, BDM_eAssetType_Video,
+         BDM_EFileFormat(1003)},
+        {"a movie without an identity has no term", 0, false, false, false, false,
+         BDM_eAssetType_Video, BDM_eFileFormat_Movie},
     };
     BDM_PredicateFactory& factory = *BDM_Globals::Instance()
                                          ->FileSystemWithFilter(BDM_Globals::eFileSystemFilter_AllFiles)
@@ -298,6 +308,11 @@ TEST_F(RelinkerTest, PredicateNeedsAUsableTerm)
         BDM_AssetHandle entry = Entry(catalog, "lib/a.wav");
         static_cast<BDM_TypedAttribute<int64_t>*>(entry->GetAttribute(T().cAudioFileNumSamples))
             ->Set(c.mSamples);
+        static_cast<BDM_TypedAttribute<BDM_EAssetType>*>(entry->GetAttribute(T().cAssetType))
+            ->Set(c.mType);
+        if (c.mFormat != BDM_eFileFormat_Unknown)
+            static_cast<BDM_TypedAttribute<BDM_EFileFormat>*>(entry->GetAttribute(T().cFileFormat))
+                ->Set(c.mFormat);
         Handle relinker(new BDM_Relinker({{catalog, entry->GetKey()}}, Area({}), c.mByName, c.mByID));
         relinker->SetFileToFind(0);
         EXPECT_EQ(bool(relinker->GeneratePredicate(factory)), c.mPredicate);
