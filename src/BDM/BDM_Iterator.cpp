@@ -232,6 +232,18 @@ BDM_RecursiveAssetCopier::BDM_RecursiveAssetCopier(BDM_Bin& iSrcBin, const BDM_K
 {
 }
 
+void BDM_RecursiveAssetCopier::SetPostProcess(const PostProcessHandle& iPostProcess)
+{
+    mPostProcess = iPostProcess;
+    if (mPostProcess)
+        mPostProcess->mCopierP = this;
+}
+
+BDM_LazyObjectHandle BDM_RecursiveAssetCopier::GetPostProcess()
+{
+    return BDM_LazyObjectHandle(mPostProcess.Get());
+}
+
 BDM_LazyObjectHandle BDM_RecursiveAssetCopier::CreateOperator(const BDM_KeyHandle& iKey, BDM_Asset*,
                                                               bool* oIsIteratorP)
 {

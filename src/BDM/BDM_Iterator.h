@@ -130,10 +130,28 @@ public:
     // The key of the copy of the root (once the walk has begun).
     const BDM_KeyHandle& GetCopiedAssetKey() const { return mCopiedRoot; }
 
+    // Work that runs once the whole tree is copied, as the walk's post-process; it is told
+    // the copier that runs it (which outlives it while it loads).
+    class PostProcess : public BDM_LazyObject
+    {
+    public:
+        BDM_RecursiveAssetCopier* GetCopier() const { return mCopierP; }
+
+    private:
+        friend class BDM_RecursiveAssetCopier;
+        BDM_RecursiveAssetCopier* mCopierP = nullptr;
+    };
+    using PostProcessHandle = Cmn_PolymorphicHandle<PostProcess, Sys_ThreadSafeRefCountObject>;
+    // Runs iPostProcess after the copy of this copier's tree (set it on the outermost one).
+    void SetPostProcess(const PostProcessHandle& iPostProcess);
+    BDM_LazyObjectHandle GetPostProcess() override;
+    BDM_BinHandle GetDestinationBin() const { return mDstBin; }
+
 private:
     BDM_BinHandle mDstBin;
     BDM_KeyHandle mDstParent;
     BDM_KeyHandle mCopiedRoot;
+    PostProcessHandle mPostProcess;
 };
 
 // The factory of "Calculating overviews": every audio file without an overview.

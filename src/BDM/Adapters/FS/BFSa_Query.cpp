@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "BDM/BDM_Relinker.h"
 #include "BDM/BDM_Utils.h"
 #include "Sys_FileUtils.h"
 
@@ -321,3 +322,20 @@ BDM_QueryResult::EResult BFSa_QueryResult::Next(BDM_KeyHandle* oKeyP, int32_t iM
     }
     return eResult_End;
 }
+
+// ---- the relinker's way to this adapter --------------------------------------------------
+
+namespace
+{
+BDM_KeyHandle MakeRelinkFileKey(const Sys_FileLoc& iFile)
+{
+    return BFSa_Bin::MakeKey(iFile);
+}
+bool TestRelinkFile(const BDM_Predicate& iPredicate, BDM_Asset& iAsset)
+{
+    const auto* fsPredicate = dynamic_cast<const BFSa_PredicateBase*>(&iPredicate);
+    return fsPredicate && fsPredicate->Matches(iAsset);
+}
+[[maybe_unused]] const bool sRelinkerHooksInstalled =
+    (BDM_Relinker::SetFileSystemHooks(&MakeRelinkFileKey, &TestRelinkFile), true);
+} // namespace
