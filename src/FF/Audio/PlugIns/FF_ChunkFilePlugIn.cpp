@@ -284,6 +284,12 @@ void FF_ChunkFilePlugIn::EndRewrite(bool iCommit)
     mFile->Open(cOpenForWrite);
 }
 
+bool FF_ChunkFilePlugIn::IsJournalled()
+{
+    return mAudioFile->GetOpenFlag() == Cmn_Store::eOpenFlag_OpenForWrite &&
+           mAudioFile->GetEmbeddedOffset() == 0 && !mRewriteFile;
+}
+
 void FF_ChunkFilePlugIn::Flush()
 {
     if (mAudioFile->GetOpenFlag() == Cmn_Store::eOpenFlag_OpenForRead)
