@@ -7,10 +7,11 @@
 // seeds in fuzz/seeds/JournalFuzz/ are written by tests/Sys/Sys_FileJournalTest.cpp (run with
 // MIRAFILE_WRITE_FUZZ_SEEDS=fuzz/seeds/JournalFuzz).
 //
-// A whole journal must keep every region inside the old length, which in turn the file's
-// length or the last region must reach, and must lay out again to the same bytes; recovery
-// must then leave the file rolled back exactly (a torn journal: untouched) and the journal
-// gone. Only the library's own exceptions may leave recovery; then the file is untouched.
+// A whole journal must keep every region non-empty, inside the old length and starting inside
+// the file, the old length must be reached by the file or the last region, and the journal
+// must lay out again to the same bytes; recovery must then leave the file rolled back exactly
+// (a torn journal: untouched) and the journal gone. Only the library's own exceptions may
+// leave recovery; then the file is untouched.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -28,21 +29,23 @@ namespace
 {
 using Bytes = std::vector<unsigned char>;
 
+// Made on first use and removed at exit; never destroyed, so that the exit handler finds it.
 const std::string& Folder()
 {
-    static const std::string sFolder = [] {
+    static const std::string* sFolder = [] {
         const std::filesystem::path base = std::filesystem::exists("/dev/shm")
                                                ? std::filesystem::path("/dev/shm")
                                                : std::filesystem::temp_directory_path();
-        const std::filesystem::path folder = base / ("mirafile-journal-fuzz-" + std::to_string(::getpid()));
+        const std::filesystem::path folder =
+            base / ("mirafile-journal-fuzz-" + std::to_string(::getpid()));
         std::filesystem::create_directories(folder);
         std::atexit([] {
             std::error_code error;
             std::filesystem::remove_all(Folder(), error);
         });
-        return folder.string();
+        return new std::string(folder.string());
     }();
-    return sFolder;
+    return *sFolder;
 }
 
 void Write(const std::string& iPath, const Bytes& iBytes)
@@ -82,7 +85,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         int64_t reach = 0;
         for (const Sys_FileJournal::Region& region : contents.mRegions)
         {
-            if (region.mOffset < 0 || region.mLength < 0 ||
+            if (region.mOffset < 0 || region.mLength <= 0 ||
+                region.mOffset > int64_t(file.size()) ||
                 region.mOffset + region.mLength > contents.mOldLength ||
                 int64_t(region.mBytes.size()) != region.mLength)
                 std::abort();

@@ -401,7 +401,8 @@ Sys_FileJournal::EState Sys_FileJournal::Parse(const unsigned char* iDataP, size
         const int64_t offset = Get<int64_t>(iDataP + p);
         const int64_t length = Get<int64_t>(iDataP + p + 8);
         p += cRegionHeaderSize;
-        if (offset < 0 || length < 0 || offset > oldLength - length || uint64_t(length) > end - p)
+        if (offset < 0 || length <= 0 || offset > oldLength - length || offset > iFileLength ||
+            uint64_t(length) > end - p)
             return eState_Torn;
         contents.mRegions.push_back(
             {offset, length, std::vector<unsigned char>(iDataP + p, iDataP + p + length)});

@@ -22,11 +22,12 @@
 //     (of this process or another) is left alone. A whole one (its checksum right) rolls the
 //     file back as Undo does and goes. A torn one (the crash came while it was written, so
 //     the file was not yet touched) just goes.
-//  3. A journal's numbers are trusted no more than any file's: regions must lie inside the
-//     old length and the bytes add up to the journal's size; the old length may not exceed
-//     both the file's length and the end of the last region (a change shrinks the file only
-//     after it saved the cut bytes). A journal that breaks this is torn. So a rollback never
-//     writes outside [0, old length) and never grows the file past what it or the journal held.
+//  3. A journal's numbers are trusted no more than any file's: regions must be non-empty, lie
+//     inside the old length and start inside the file as it is now (a change shrinks the file
+//     only to where the saved cut bytes start), the bytes must add up to the journal's size,
+//     and the old length may not exceed both the file's length and the end of the last region.
+//     A journal that breaks this is torn. So a rollback never writes outside [0, old length)
+//     and grows the file by no more than the journal's size.
 //  4. Reads, writes and syncs of the journal and of the rollback ask the fault hook first.
 //
 // Contract: one change of a file at a time per journal object; not copyable. Failures throw

@@ -137,12 +137,15 @@ TEST(Sys_FileJournal, ATornOrImpossibleJournalGoesAndTheFileStays)
         bad.back()[at] ^= 0x40;
     }
     // Whole checksums over impossible numbers: a region past the old length, an old length
-    // past the file and every region, a count that the bytes do not fill.
+    // past the file and every region, a region that starts past the file, an empty region, a
+    // count that the bytes do not fill.
     const auto rebuilt = [](int64_t iOldLength, std::vector<Sys_FileJournal::Region> iRegions) {
         return Sys_FileJournal::Build({iOldLength, std::move(iRegions)});
     };
     bad.push_back(rebuilt(10, {{8, 4, Bytes(4, 1)}}));
     bad.push_back(rebuilt(100000, {{0, 4, Bytes(4, 1)}}));
+    bad.push_back(rebuilt(1000, {{990, 10, Bytes(10, 1)}}));
+    bad.push_back(rebuilt(300, {{0, 0, {}}}));
     Bytes counted = rebuilt(300, {{0, 4, Bytes(4, 1)}});
     counted[12] = 2;
     const uint64_t sum = Sys_FileJournal::Checksum(counted.data(), counted.size() - 8);

@@ -55,7 +55,8 @@ public:
     Sys_File* BeginRewrite() override;
     void EndRewrite(bool iCommit) override;
     // A plain file open for writing: changes in place go through an undo journal. A new file
-    // has no old state to keep, and a file inside a larger one is changed as it stands.
+    // has no old state to keep, an output under its temporary name (Sys_AtomicOutput) is
+    // swapped in whole, and a file inside a larger one is changed as it stands.
     bool IsJournalled() override;
     void* GetUserData() override { return mAudioFile; }
     FF_Chunk* ReadNextChunk(int64_t iPosition, int64_t* oDataSizeP) override;
