@@ -40,6 +40,12 @@ public:
     // chunks refuse (false).
     virtual bool ResizeFiller(int64_t iTotalSize) { return false; }
     virtual bool IsFiller() const { return false; }
+    // How many bytes from its position Write changes: the whole chunk when it is cached, else
+    // its header (the content stays on disk).
+    virtual int64_t GetWrittenSize(void* iUserDataP, Sys_File* iFileP)
+    {
+        return IsCached() ? GetSize(iUserDataP, iFileP) : GetHeaderSize();
+    }
 
     // Asserts "!mIsCached"; reads the data at mPosition + header size, keeping the file's
     // position, and returns whether the chunk is now cached. Exceptions of ReadImpl go on.

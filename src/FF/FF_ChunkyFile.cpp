@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <exception>
 #include <iterator>
+#include <memory>
 #include <vector>
 
 #include "Sys_File.h"
+#include "Sys_FileJournal.h"
 #include "Sys_OSErrData.h"
 
 void FF_ChunkyFileBase::ParseChunks()
@@ -126,6 +129,11 @@ void FF_ChunkyFileBase::CopyBytes(Sys_File* iSourceP, int64_t iFrom, int64_t iTo
 
 int64_t FF_ChunkyFileBase::PositionChunks(EMoveData iMoveData)
 {
+    return Position(iMoveData, false, nullptr);
+}
+
+int64_t FF_ChunkyFileBase::Position(EMoveData iMoveData, bool iDeferGrowth, bool* oInPlaceP)
+{
     std::vector<int64_t> plan = PlanLayout();
     if (iMoveData == eMoveData_Move)
         for (int32_t round = 0; round < 8 && AbsorbMoves(plan); ++round)
@@ -181,7 +189,10 @@ int64_t FF_ChunkyFileBase::PositionChunks(EMoveData iMoveData)
         ++i;
     }
 
-    if (end > file->GetEOF())
+    const bool inPlace = moves.empty() && !source && !mRewriting;
+    if (oInPlaceP)
+        *oInPlaceP = inPlace;
+    if (end > file->GetEOF() && !(iDeferGrowth && inPlace))
         file->SetEOF(end);
 
     if (source)
@@ -212,9 +223,13 @@ int64_t FF_ChunkyFileBase::PositionChunks(EMoveData iMoveData)
 void FF_ChunkyFileBase::FlushChunks()
 {
     bool committing = false;
+    std::unique_ptr<Sys_FileJournal> journal;
+    std::vector<FF_Chunk*> toWrite;
     try
     {
-        const int64_t end = PositionChunks(eMoveData_Move);
+        const bool journalled = IsJournalled();
+        bool inPlace = false;
+        const int64_t end = Position(eMoveData_Move, journalled, &inPlace);
         void* userData = GetUserData();
         Sys_File* file = GetFile();
         const int64_t alignment = GetAlignment();
@@ -222,7 +237,6 @@ void FF_ChunkyFileBase::FlushChunks()
         // Which chunks to write is decided before any is written: chunks share properties,
         // and the first writer of a property clears its dirty mark.
         int64_t sum = 0;
-        std::vector<FF_Chunk*> toWrite;
         for (auto& chunk : mChunks)
         {
             sum += RoundUp(chunk->GetSize(userData, file), alignment);
@@ -232,6 +246,18 @@ void FF_ChunkyFileBase::FlushChunks()
         // Fillers first: they lie in room the old layout skips.
         std::stable_partition(toWrite.begin(), toWrite.end(),
                               [](const FF_Chunk* iChunkP) { return iChunkP->IsFiller(); });
+        if (journalled && inPlace && (!toWrite.empty() || end != file->GetEOF()))
+        {
+            journal = std::make_unique<Sys_FileJournal>(file->GetFileLoc().GetFullPath());
+            if (!toWrite.empty())
+                journal->Add(0, GetFileHeaderSize());
+            for (FF_Chunk* chunk : toWrite)
+                journal->Add(chunk->GetPosition(),
+                             RoundUp(chunk->GetWrittenSize(userData, file), alignment));
+            // What a shorter file cuts off.
+            journal->Add(end, INT64_MAX);
+            journal->Begin();
+        }
         if (!toWrite.empty() || mRewriting)
         {
             WriteFileHeader(sum);
@@ -239,6 +265,8 @@ void FF_ChunkyFileBase::FlushChunks()
                 chunk->Write(userData, file);
         }
         file->SetEOF(end);
+        if (journal)
+            journal->Commit();
         if (mRewriting)
         {
             committing = true;
@@ -248,6 +276,14 @@ void FF_ChunkyFileBase::FlushChunks()
     }
     catch (...)
     {
+        if (journal && journal->IsBegun())
+        {
+            // The old bytes go back (or stay in the journal for the next open): what was to
+            // be written is written again by the next flush.
+            journal->Undo();
+            for (FF_Chunk* chunk : toWrite)
+                chunk->SetNeedsSync(true);
+        }
         if (mRewriting)
         {
             // The old file stands: so do the old places.

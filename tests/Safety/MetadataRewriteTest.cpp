@@ -1,13 +1,18 @@
-// Metadata changes in front of the samples: a filler takes them up in place, else the file is
-// rewritten beside the old one and swapped in. A failure at any point leaves the old file or
-// the new one, byte for byte, and the AppleDouble sidecar as it was.
+// Metadata changes in front of the samples: a filler takes them up in place (journalled), else
+// the file is rewritten beside the old one and swapped in. A failure or a kill at any point
+// leaves, by the next open, the old file or the new one, byte for byte, and the AppleDouble
+// sidecar as it was.
 #include <cerrno>
+#include <csignal>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "FF/Audio/FF_AudioFile.h"
 #include "Support/FFTestSupport.h"
 #include "Support/SysTestSupport.h"
+#include "Sys_FileJournal.h"
 #include "Sys_FilePosix.h"
 
 namespace
@@ -94,9 +99,17 @@ TEST(MetadataRewrite, GrowthInFrontKeepsTheSamplesInPlaceOrSwapsInANewFile)
     }
 }
 
+// The file as the next open through the library finds it (which undoes a change in place
+// that a failure or a kill left half made).
+Bytes Reopened(const std::string& iPath)
+{
+    OpenFile(iPath, Cmn_Store::eOpenFlag_OpenForRead)->Close();
+    return ReadBytes(iPath);
+}
+
 // For every kind of file operation, the Nth one fails, N = 1, 2, ... until the change goes
-// through: the samples keep their bytes, a swapped file is the old one or the new one byte
-// for byte, and nothing else stands in the folder.
+// through: after the next open the file is the old one or the new one byte for byte (a change
+// in place is undone by its journal), and nothing else stands in the folder.
 TEST(MetadataRewrite, EveryFailedOperationLeavesTheOldFileOrTheNewOne)
 {
     const Sys_FilePosix::EFault kinds[] = {Sys_FilePosix::eFault_Read, Sys_FilePosix::eFault_Write,
@@ -122,19 +135,8 @@ TEST(MetadataRewrite, EveryFailedOperationLeavesTheOldFileOrTheNewOne)
                 Sys_FilePosix::SetFault(kind, n, ENOSPC);
                 const auto [error, text] = ThrownError([&] { Annotate(path); });
                 Sys_FilePosix::SetFault(kind, 0, 0);
-                const Bytes image = ReadBytes(path);
-                // A change in place writes the chunks in front where they are: the samples
-                // stay, the rest may be half written. A swap is all or nothing.
-                const auto [start, size] = FindData(c.mImage);
-                if (c.mInPlace)
-                {
-                    EXPECT_EQ(FindData(image), std::make_pair(start, size));
-                    EXPECT_EQ(Hash(image, start, size), Hash(c.mImage, start, size));
-                }
-                else
-                {
-                    EXPECT_TRUE(image == c.mImage || image == changed);
-                }
+                const Bytes image = Reopened(path);
+                EXPECT_TRUE(image == c.mImage || image == changed);
                 EXPECT_EQ(ReadBytes(dir.Path() + "/._take"), cSidecar);
                 EXPECT_EQ(Test_FolderNames(dir.Path()), cNames);
                 if (error == 0)
@@ -149,12 +151,77 @@ TEST(MetadataRewrite, EveryFailedOperationLeavesTheOldFileOrTheNewOne)
                 }
             }
             EXPECT_LT(n, 300) << "never went through";
-            // Reads open the file and syncs and renames swap it in; a filler changes in place.
-            const bool swaps = !c.mInPlace;
-            if (kind == Sys_FilePosix::eFault_Read || kind == Sys_FilePosix::eFault_Write || swaps)
+            // Every kind but growth and renames touches a change in place (its journal is
+            // read, written and synced); a swap meets them all.
+            if (!c.mInPlace || (kind != Sys_FilePosix::eFault_Grow &&
+                                kind != Sys_FilePosix::eFault_Rename))
             {
                 EXPECT_GT(failures, 0) << c.mName << " " << int(kind);
             }
+        }
+    }
+}
+
+// A change in place killed at its Nth write or sync (in a child process), N = 1, 2, ... until
+// it goes through: the next open finds the old file or the new one byte for byte, and no
+// journal stays.
+TEST(MetadataRewrite, AKillPartWayLeavesTheOldFileOrTheNewOneAtTheNextOpen)
+{
+    for (const RewriteCase& c : Cases())
+    {
+        if (!c.mInPlace)
+            continue;
+        Test_TempDir dir;
+        const std::string path = dir.Path() + "/take";
+        WriteBytes(path, c.mImage);
+        WriteBytes(dir.Path() + "/._take", cSidecar);
+        Annotate(path);
+        const Bytes changed = ReadBytes(path);
+        for (const Sys_FilePosix::EFault kind : {Sys_FilePosix::eFault_Write, Sys_FilePosix::eFault_Sync})
+        {
+            int32_t kills = 0, n = 1;
+            bool undone = false;
+            for (; n < 100; ++n)
+            {
+                SCOPED_TRACE(std::string(c.mName) + ", kill at " + std::to_string(int(kind)) +
+                             " " + std::to_string(n));
+                WriteBytes(path, c.mImage);
+                const pid_t child = ::fork();
+                ASSERT_GE(child, 0);
+                if (child == 0)
+                {
+                    Sys_FilePosix::SetFault(kind, n, -SIGKILL);
+                    try
+                    {
+                        Annotate(path);
+                    }
+                    catch (...)
+                    {
+                        ::_exit(1);
+                    }
+                    ::_exit(0);
+                }
+                int status = 0;
+                ASSERT_EQ(::waitpid(child, &status, 0), child);
+                const bool killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+                EXPECT_TRUE(killed || (WIFEXITED(status) && WEXITSTATUS(status) == 0)) << status;
+                const bool halfMade = Exists(Sys_FileJournal::JournalPath(path)) &&
+                                      ReadBytes(path) != c.mImage;
+                const Bytes image = Reopened(path);
+                EXPECT_TRUE(image == c.mImage || image == changed);
+                undone = undone || (halfMade && image == c.mImage);
+                EXPECT_EQ(Test_FolderNames(dir.Path()), cNames);
+                if (!killed)
+                {
+                    EXPECT_EQ(image, changed);
+                    break;
+                }
+                ++kills;
+            }
+            EXPECT_LT(n, 100) << "never went through";
+            EXPECT_GT(kills, 0);
+            // Killed after the journal stood and the file changed, the change was undone.
+            EXPECT_TRUE(undone);
         }
     }
 }

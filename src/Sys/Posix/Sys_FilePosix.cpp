@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -18,6 +19,7 @@
 #include "Cmn_Assert.h"
 #include "Sys_AsyncFileIOParams.h"
 #include "Sys_AtomicOutput.h"
+#include "Sys_FileJournal.h"
 #include "Sys_OSErrData.h"
 #include "Sys_SyncObjectPosix.h"
 
@@ -43,8 +45,12 @@ int32_t Sys_FilePosix::TakeFault(EFault iKind)
     int32_t count = fault.mCountDown.load();
     while (count > 0)
     {
-        if (fault.mCountDown.compare_exchange_weak(count, count - 1))
-            return count == 1 ? fault.mError.load() : 0;
+        if (!fault.mCountDown.compare_exchange_weak(count, count - 1))
+            continue;
+        const int32_t error = count == 1 ? fault.mError.load() : 0;
+        if (error < 0)
+            ::kill(::getpid(), -error);
+        return error;
     }
     return 0;
 }
@@ -345,6 +351,11 @@ void Sys_FilePosix::SetFault(EFault iKind, int32_t iNth, int32_t iError)
     if (iKind == eFault_Sync || iKind == eFault_Rename)
         Sys_AtomicOutput::SetFaultHook(
             [](bool iRename) { return TakeFault(iRename ? eFault_Rename : eFault_Sync); });
+    Sys_FileJournal::SetFaultHook([](Sys_FileJournal::EOperation iOperation) {
+        return TakeFault(iOperation == Sys_FileJournal::eOperation_Read    ? eFault_Read
+                         : iOperation == Sys_FileJournal::eOperation_Write ? eFault_Write
+                                                                          : eFault_Sync);
+    });
     sFaults[iKind].mError = iError;
     sFaults[iKind].mCountDown = iNth > 0 ? iNth : 0;
 }
@@ -417,6 +428,8 @@ void Sys_FilePosix::Open(int32_t inOpenFlags)
 
     // An output being written atomically is opened at its temporary location.
     const std::string path = Sys_AtomicOutput::Redirect(mLoc).GetFullPath();
+    // A change in place that a failure or a kill left half made is undone first.
+    Sys_FileJournal::Recover(path);
     if (create && !existing && volume.GetFileSystemType() == Sys_Volume::eFileSystemType_NTFS)
     {
         // Replace rather than truncate, so that nothing of the old file stays attached.

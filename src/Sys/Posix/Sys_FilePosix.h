@@ -62,8 +62,10 @@ public:
 
     // Fault injection for tests: the iNth operation of that kind from now (counted over all
     // files, each pread, pwrite, growth, sync or rename the system is asked for) fails with
-    // iError. iNth 0 switches the fault off. Syncs and renames are those of outputs that are
-    // swapped in whole (Sys_AtomicOutput).
+    // iError; a negative iError kills the process with signal -iError there instead (kill
+    // tests run it in a child). iNth 0 switches the fault off. Syncs and renames are those of
+    // outputs that are swapped in whole (Sys_AtomicOutput) and of journals of changes in place
+    // (Sys_FileJournal), whose reads and writes count as reads and writes.
     enum EFault
     {
         eFault_Read = 0,

@@ -62,6 +62,7 @@ public:
     bool ReadImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP) override;
     // Writes the offset and block size: the samples are in place.
     void WriteImpl(FF_AudioFile* iAudioFileP, Sys_File* iFileP) override;
+    int64_t GetWrittenSize(void*, Sys_File*) override { return GetHeaderSize() + 8; }
     int64_t GetSize(FF_AudioFile* iAudioFileP, Sys_File* iFileP) override;
     int64_t GetCachedSize(FF_AudioFile* iAudioFileP) override;
     void SetPositionImpl(FF_AudioFile* iAudioFileP, int64_t iPosition) override;

@@ -284,6 +284,15 @@ void FF_ChunkFilePlugIn::EndRewrite(bool iCommit)
     mFile->Open(cOpenForWrite);
 }
 
+bool FF_ChunkFilePlugIn::IsJournalled()
+{
+    // An output still under its temporary name appears whole or not at all anyway.
+    const Sys_FileLoc& loc = mFile->GetFileLoc();
+    return mAudioFile->GetOpenFlag() == Cmn_Store::eOpenFlag_OpenForWrite &&
+           mAudioFile->GetEmbeddedOffset() == 0 && !mRewriteFile &&
+           Sys_AtomicOutput::Redirect(loc).GetFullPath() == loc.GetFullPath();
+}
+
 void FF_ChunkFilePlugIn::Flush()
 {
     if (mAudioFile->GetOpenFlag() == Cmn_Store::eOpenFlag_OpenForRead)
