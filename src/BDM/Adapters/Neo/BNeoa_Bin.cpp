@@ -367,7 +367,7 @@ bool BNeoa_Asset::ResolveFileSystemAlias(Sys_FileLoc* oLocP)
 BDM_AssetHandle BNeoa_Asset::ResolveAlias()
 {
     if (mAliasID == 0)
-        return BDM_AssetHandle(this);
+        return BDM_Asset::ResolveAlias(); // a link held in memory, if any
     BDM_AssetHandle target = GetBin()->GetAsset(GetNeoBin().MakeKey(mAliasID, BDM_eAssetType_File));
     return target ? target->ResolveAlias() : BDM_AssetHandle(this);
 }
@@ -707,7 +707,8 @@ void BNeoa_Bin::DeleteAssetImpl(const BDM_KeyHandle& iKey)
 void BNeoa_Bin::ListChildren(int64_t iParentID, std::list<BDM_KeyHandle>* oKeysP)
 {
     BNeoa_Statement statement(*mConnection, "SELECT ID, AssetType FROM Asset WHERE ParentID = ?1 "
-                                            "ORDER BY ID");
+                                            "ORDER BY " +
+                                                (mChildOrder.empty() ? "ID" : mChildOrder));
     statement.BindInt(1, iParentID);
     while (statement.Step())
         oKeysP->push_back(MakeKey(statement.Int(0), BDM_EAssetType(statement.Int(1))));
@@ -741,7 +742,8 @@ BDM_KeyHandle BNeoa_Bin::FindChild(const BDM_KeyHandle& iParentKey, const std::s
     return MakeKey(statement.Int(0), BDM_EAssetType(statement.Int(1)));
 }
 
-BDM_KeyHandle BNeoa_Bin::ImportAsset(BDM_Asset& iSource, const BDM_KeyHandle& iParentKey)
+BDM_KeyHandle BNeoa_Bin::ImportAsset(BDM_Asset& iSource, const BDM_KeyHandle& iParentKey,
+                                     bool iReplaceNamesake)
 {
     const auto& entries = BNeoa_AttributeMapper::GetEntries();
     std::vector<BNeoa_Value> record(entries.size());
@@ -753,7 +755,7 @@ BDM_KeyHandle BNeoa_Bin::ImportAsset(BDM_Asset& iSource, const BDM_KeyHandle& iP
     record[size_t(typeIndex)].mValid = true;
     record[size_t(typeIndex)].mInt = type;
 
-    BDM_KeyHandle key = FindChild(iParentKey, iSource.GetName());
+    BDM_KeyHandle key = iReplaceNamesake ? FindChild(iParentKey, iSource.GetName()) : BDM_KeyHandle();
     BeginWrite();
     std::string sql;
     if (key)
