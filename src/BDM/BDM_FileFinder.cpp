@@ -39,6 +39,7 @@ bool BDM_FileFinder::Search(BDM_QueryArea& iArea, int32_t iStatusID)
                                                    {mGenerator->GetDescription()}));
     Cmn_PolymorphicHandle<BDM_QueryResultIterator, Sys_ThreadSafeRefCountObject> iterator(
         new BDM_QueryResultIterator(iArea.Query(predicate), mSkipOffline));
+    iterator->SetTargetBin(mTarget.Get());
     (iStatusID == cSearchingDatabasesFor ? mDatabases : mFileSystem) = iterator;
     AddDependency(iterator.Get());
     return true;

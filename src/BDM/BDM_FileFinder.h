@@ -41,6 +41,9 @@ public:
     BDM_FileFinder(const BDM_QueryAreaHandle& iArea, std::unique_ptr<PredicateGenerator> iGenerator,
                    bool iSkipOffline = false);
 
+    // Where both searches also keep what they find (a BDM_QueryResultContainer, say); set
+    // before the finder first loads.
+    void SetTargetBin(BDM_Bin* iBinP) { mTarget = BDM_BinHandle(iBinP); }
     // What was found so far: the databases' files, then the file system's.
     std::vector<BDM_Link> GetResults() const;
     int32_t GetStage() const { return mStage; }
@@ -55,6 +58,7 @@ private:
     BDM_QueryAreaHandle mFileSystemArea;
     std::unique_ptr<PredicateGenerator> mGenerator;
     bool mSkipOffline;
+    BDM_BinHandle mTarget;
     int32_t mStage = 0;
     Cmn_PolymorphicHandle<BDM_QueryResultIterator, Sys_ThreadSafeRefCountObject> mDatabases;
     Cmn_PolymorphicHandle<BDM_QueryResultIterator, Sys_ThreadSafeRefCountObject> mFileSystem;

@@ -62,9 +62,15 @@ bool BDM_QueryResultIterator::Load()
             continue; // went away since it matched
         if (mSkipOffline && key->GetType() == BDM_Key::eType_FS && !asset->IsOnline(true))
             continue;
+        if (mTarget)
+        {
+            BDM_LazyObjectHandle copy = mTarget->CopyAsset(*binP, key, mTarget->GetRoot());
+            AddDependency(copy.Get());
+        }
         mResults.push_back({BDM_BinHandle(binP), key});
         UpdateUnitsToComplete(1); // the count of what was found
         UpdateUnitsCompleted(1);
     }
-    return mEnded;
+    // Copies made in this step load before the iterator counts as loaded.
+    return mEnded && GetDependencies().empty();
 }

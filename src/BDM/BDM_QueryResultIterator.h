@@ -6,6 +6,9 @@
 // is no error: Load answers false and the queue enters it again. The end of the result ends
 // the iterator for good. A key found twice (overlapping roots) is kept once. With
 // iSkipOffline, a file-system key whose file does not exist is passed over.
+// With a target bin (a BDM_QueryResultContainer), each key found is also copied below the
+// target's root (its CopyAsset): the copies are dependencies, so the iterator has loaded
+// only when every copy has.
 // Threads: the thread that drives the queue.
 #pragma once
 
@@ -32,6 +35,9 @@ public:
                                      bool iSkipOffline = false);
     ~BDM_QueryResultIterator() override;
 
+    // Where the results are also kept; set before the iterator first loads.
+    void SetTargetBin(BDM_Bin* iBinP) { mTarget = BDM_BinHandle(iBinP); }
+    BDM_Bin* GetTargetBin() const { return mTarget.Get(); }
     const std::vector<BDM_Link>& GetResults() const { return mResults; }
     bool HasEnded() const { return mEnded; }
 
@@ -42,6 +48,7 @@ private:
     std::unique_ptr<BDM_QueryResult> mResult;
     BDM_QueryArea_QueryResult* mAreaResultP = nullptr; // mResult, when it is an area's
     BDM_BinHandle mBin;
+    BDM_BinHandle mTarget;
     bool mSkipOffline;
     bool mEnded = false;
     std::vector<BDM_Link> mResults;

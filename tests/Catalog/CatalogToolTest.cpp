@@ -1,7 +1,9 @@
 // mirafile catalog: the commands end to end, and what a kill or a Ctrl-C in the middle of
 // adding leaves behind.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -38,7 +40,65 @@ protected:
     {
         return Catalog_Sqlite(File(iName), "SELECT * FROM Asset WHERE ID > 1 ORDER BY ID");
     }
+    // The tool with iArgs in a process of its own, its output discarded; waitpid ends it.
+    static pid_t Start(const std::vector<std::string>& iArgs)
+    {
+        const pid_t child = ::fork();
+        if (child != 0)
+            return child;
+        std::vector<char*> argv{const_cast<char*>(Test_ToolPath())};
+        for (const std::string& arg : iArgs)
+            argv.push_back(const_cast<char*>(arg.c_str()));
+        argv.push_back(nullptr);
+        const int null = ::open("/dev/null", O_WRONLY);
+        ::dup2(null, 1);
+        ::dup2(null, 2);
+        ::execv(Test_ToolPath(), argv.data());
+        ::_exit(127);
+    }
+    // How many entries `find @iName` finds: every entry below the root (-1 on a failure).
+    int64_t Found(const std::string& iName)
+    {
+        const Test_ToolResult result =
+            Test_RunTool("find @" + iName + " --where 'FileModDate > 2000-01-01' --json", mDir.Path());
+        EXPECT_EQ(result.mStatus, 0) << result.mErr;
+        if (result.mStatus != 0)
+            return -1;
+        return int64_t(nlohmann::json::parse(result.mOut.empty() ? "[]" : result.mOut).size());
+    }
     std::string mCatalogs;
+};
+
+// Makes a folder and a file in it read-only while it lives: modes for everyone, and the
+// immutable flag besides for a superuser, whom modes do not stop.
+class StReadOnlyPlace
+{
+public:
+    StReadOnlyPlace(const std::string& iFolder, const std::string& iFile) : mFolder(iFolder), mFile(iFile)
+    {
+        ::chmod(mFile.c_str(), 0444);
+        ::chmod(mFolder.c_str(), 0555);
+        mImmutable = ::geteuid() == 0 && Shell("chattr +i '" + mFile + "' '" + mFolder + "'");
+    }
+    ~StReadOnlyPlace()
+    {
+        if (mImmutable)
+            Shell("chattr -i '" + mFolder + "' '" + mFile + "'");
+        ::chmod(mFolder.c_str(), 0755);
+        ::chmod(mFile.c_str(), 0644);
+    }
+    StReadOnlyPlace(const StReadOnlyPlace&) = delete;
+    StReadOnlyPlace& operator=(const StReadOnlyPlace&) = delete;
+    // Whether nothing may write there now.
+    bool Holds() const { return ::geteuid() != 0 || mImmutable; }
+
+private:
+    static bool Shell(const std::string& iCommand)
+    {
+        return std::system((iCommand + " 2>/dev/null").c_str()) == 0;
+    }
+    std::string mFolder, mFile;
+    bool mImmutable = false;
 };
 
 TEST_F(CatalogToolTest, CommandsRoundTrip)
@@ -120,14 +180,8 @@ TEST_F(CatalogToolTest, KilledAddLeavesACommittedStateAndARerunCompletesIt)
     {
         const std::string name = "Killed" + std::to_string(round);
         ASSERT_EQ(Run("create " + name).mStatus, 0);
-        const pid_t child = ::fork();
+        const pid_t child = Start({"catalog", "add", name, files});
         ASSERT_GE(child, 0);
-        if (child == 0)
-        {
-            ::execl(Test_ToolPath(), Test_ToolPath(), "catalog", "add", name.c_str(), files.c_str(),
-                    static_cast<char*>(nullptr));
-            ::_exit(127);
-        }
         const int32_t milliseconds = moment(random);
         std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
         ::kill(child, SIGKILL);
@@ -151,14 +205,8 @@ TEST_F(CatalogToolTest, InterruptKeepsWhatWasCommittedAndExits130)
     const std::string files = In("files");
     Catalog_WriteFiles(files, 2000);
     ASSERT_EQ(Run("create Lib").mStatus, 0);
-    const pid_t child = ::fork();
+    const pid_t child = Start({"catalog", "add", "Lib", files});
     ASSERT_GE(child, 0);
-    if (child == 0)
-    {
-        ::execl(Test_ToolPath(), Test_ToolPath(), "catalog", "add", "Lib", files.c_str(),
-                static_cast<char*>(nullptr));
-        ::_exit(127);
-    }
     // Interrupt once the add is writing (its write-ahead log exists), so that the tool has
     // set up its interrupt handling however slowly it starts (as under the sanitizers).
     int status = 0;
@@ -227,4 +275,79 @@ TEST_F(CatalogToolTest, FindInACatalogAgreesWithTheFolder)
         EXPECT_FALSE(fromFolder.empty()) << term;
         EXPECT_EQ(paths("@Lib", term), fromFolder) << term;
     }
+}
+
+// One process adds while another searches in a loop: every search sees a committed state (a
+// whole number of commit intervals, or all), never fewer entries than the search before, and
+// neither process fails. A writer kept waiting past the bounded wait by a write lock that
+// another program holds is turned away with "File is busy", and the catalog is unchanged.
+TEST_F(CatalogToolTest, SearchesWhileAddingSeeOnlyCommittedEntriesAndABlockedWriterIsTurnedAway)
+{
+    const std::string files = In("files");
+    const int32_t count = 2000;
+    Catalog_WriteFiles(files, count);
+    const int64_t entries = count + count / 50 + 1; // files, their folders, the top folder
+    ASSERT_EQ(Run("create Lib").mStatus, 0);
+    const pid_t adder = Start({"catalog", "add", "Lib", files});
+    ASSERT_GE(adder, 0);
+    std::vector<int64_t> counts;
+    int status = 0;
+    while (::waitpid(adder, &status, WNOHANG) == 0)
+        counts.push_back(Found("Lib"));
+    counts.push_back(Found("Lib"));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    EXPECT_LT(counts.front(), entries); // the first search ran while the add did
+    EXPECT_EQ(counts.back(), entries);
+    for (size_t i = 0; i < counts.size(); ++i)
+    {
+        EXPECT_TRUE(counts[i] % BDM_CatalogAdder::cCommitInterval == 0 || counts[i] == entries)
+            << counts[i];
+        EXPECT_GE(counts[i], i > 0 ? counts[i - 1] : 0);
+    }
+
+    // The sqlite3 program holds the write lock until its input ends; it says when it has it.
+    const std::string held = In("held");
+    FILE* locker = ::popen(("sqlite3 '" + File("Lib") + "' >/dev/null 2>&1").c_str(), "w");
+    ASSERT_TRUE(locker);
+    std::fprintf(locker, "BEGIN IMMEDIATE;\nDELETE FROM Named WHERE Name = 'none';\n.shell touch '%s'\n",
+                 held.c_str());
+    std::fflush(locker);
+    for (int32_t i = 0; i < 5000 && !std::filesystem::exists(held); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    ASSERT_TRUE(std::filesystem::exists(held));
+    const std::string rows = Rows("Lib");
+    std::ofstream(In("late.txt")) << "late\n";
+    const Test_ToolResult blocked = Run("add Lib '" + In("late.txt") + "'");
+    EXPECT_EQ(blocked.mStatus, 1);
+    EXPECT_NE(blocked.mErr.find("File is busy"), std::string::npos) << blocked.mErr;
+    EXPECT_EQ(Found("Lib"), entries); // a reader is not held up by the lock
+    ::pclose(locker);
+    EXPECT_EQ(Rows("Lib"), rows);
+    EXPECT_EQ(Run("add Lib '" + In("late.txt") + "'").mStatus, 0);
+    EXPECT_EQ(Found("Lib"), entries + 1);
+}
+
+// A catalog where nothing may be written is searched, and left byte-identical with no log
+// or index file beside it.
+TEST_F(CatalogToolTest, CatalogOnAReadOnlyPlaceIsSearchedAndNeverWritten)
+{
+    Catalog_WriteFiles(In("files"), 100);
+    ASSERT_EQ(Run("create Lib").mStatus, 0);
+    ASSERT_EQ(Run("add Lib '" + In("files") + "'").mStatus, 0);
+    const std::string before = Catalog_Bytes(File("Lib"));
+    const std::set<std::string> namesBefore = Test_FolderNames(mCatalogs);
+    {
+        StReadOnlyPlace readOnly(mCatalogs, File("Lib"));
+        if (!readOnly.Holds())
+        {
+            GTEST_SKIP() << "the immutable flag cannot be set here";
+        }
+        EXPECT_EQ(Found("Lib"), 100 + 100 / 50 + 1);
+        const Test_ToolResult info = Run("info Lib --json");
+        EXPECT_EQ(info.mStatus, 0) << info.mErr;
+        EXPECT_NE(info.mOut.find("\"integrity\": \"ok\""), std::string::npos) << info.mOut;
+        EXPECT_EQ(Run("rm Lib files").mStatus, 1); // a change is refused
+    }
+    EXPECT_EQ(Catalog_Bytes(File("Lib")), before);
+    EXPECT_EQ(Test_FolderNames(mCatalogs), namesBefore);
 }

@@ -263,8 +263,10 @@ BDM_Attribute* BFSa_AudioAsset::Fetch(const BDM_AttributeTag& iTag)
                                 iTag == t.cAudioFileEmbeddedFileOffset;
         if (iTag == t.cFileName)
             return Name(t.cFileName, mLoc.GetName()); // the location's, there or not
-        if (!Sys_FileUtils::Exists(mLoc))
-            return nullptr; // went away: no value, asked again next time
+        // While the file is open (a caller holds it for a pass over its attributes) it is
+        // there; otherwise one that went away has no value, and is asked again next time.
+        if (!mFileP->IsOpen() && !Sys_FileUtils::Exists(mLoc))
+            return nullptr;
         if (fromFormat && mFileP->GetAudioFileType() != eAudioFileType_Unknown &&
             mFileP->mSampleRate.IsCached() && mFileP->mNumSamples.IsCached() &&
             mFileP->mBitDepth.IsCached() && mFileP->mNumChannels.IsCached())

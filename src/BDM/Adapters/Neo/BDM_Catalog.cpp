@@ -189,7 +189,7 @@ BDM_CatalogAdder::BDM_CatalogAdder(BDM_Catalog& iCatalog, const std::vector<Sys_
 {
     const BDM_KeyHandle root = iCatalog.GetRoot();
     for (auto it = iLocations.rbegin(); it != iLocations.rend(); ++it)
-        mStack.push_back({*it, root});
+        mStack.push_back({BFSa_Bin::MakeKey(*it), root});
     UpdateUnitsToComplete(int64_t(iLocations.size()));
     SetProgressUnitsType(BDM_TaskProgress::eUnitsType_Files);
     UpdateStatusMessage("Adding to catalog");
@@ -209,10 +209,12 @@ bool BDM_CatalogAdder::Load()
     {
         Work work = std::move(mStack.back());
         mStack.pop_back();
-        mCurrent = work.mLoc;
-        BDM_AssetHandle source;
-        if (Sys_FileUtils::Exists(work.mLoc))
-            source = files.GetAsset(BFSa_Bin::MakeKey(work.mLoc));
+        mCurrent = static_cast<const BFSa_Key&>(*work.mKey).GetFileLoc();
+        // The asset's one look at the file says whether it is still there.
+        BDM_AssetHandle source = files.GetAsset(work.mKey);
+        if (const auto* fileP = dynamic_cast<const BFSa_Asset*>(source.Get());
+            fileP && !fileP->GetFileProperties().GetExists())
+            source = BDM_AssetHandle();
         if (source)
         {
             const BDM_KeyHandle key = Import(*source, work.mParent);
@@ -220,17 +222,18 @@ bool BDM_CatalogAdder::Load()
             {
                 std::list<BDM_KeyHandle> children;
                 source->GetChildren(&children);
-                std::vector<Sys_FileLoc> locations;
+                std::vector<BDM_KeyHandle> keys;
                 for (const BDM_KeyHandle& child : children)
                     if (child->GetType() == BDM_Key::eType_FS)
-                        locations.push_back(static_cast<const BFSa_Key&>(*child).GetFileLoc());
-                std::sort(locations.begin(), locations.end(),
-                          [](const Sys_FileLoc& a, const Sys_FileLoc& b) {
-                              return a.GetFullPath() < b.GetFullPath();
-                          });
-                for (auto it = locations.rbegin(); it != locations.rend(); ++it)
+                        keys.push_back(child);
+                const auto path = [](const BDM_KeyHandle& iKey) -> const std::string& {
+                    return static_cast<const BFSa_Key&>(*iKey).GetFileLoc().GetFullPath();
+                };
+                std::sort(keys.begin(), keys.end(),
+                          [&](const BDM_KeyHandle& a, const BDM_KeyHandle& b) { return path(a) < path(b); });
+                for (auto it = keys.rbegin(); it != keys.rend(); ++it)
                     mStack.push_back({*it, key});
-                UpdateUnitsToComplete(int64_t(locations.size()));
+                UpdateUnitsToComplete(int64_t(keys.size()));
             }
             ++mAdded;
             if (++mSinceCommit >= cCommitInterval)

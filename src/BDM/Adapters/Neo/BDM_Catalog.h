@@ -46,7 +46,7 @@ protected:
 class BDM_CatalogAdder : public BDM_LazyObject
 {
 public:
-    static constexpr int32_t cCommitInterval = 256;
+    static constexpr int32_t cCommitInterval = 1024;
     // How long one Load step may run.
     static constexpr int32_t cStepMilliseconds = 20;
 
@@ -64,7 +64,7 @@ private:
 
     struct Work
     {
-        Sys_FileLoc mLoc;
+        BDM_KeyHandle mKey; // of the file system
         BDM_KeyHandle mParent;
     };
     BDM_Catalog& mCatalog;

@@ -194,6 +194,31 @@ int64_t IDOf(const BDM_KeyHandle& iKey)
     return static_cast<const BNeoa_Key&>(*iKey).GetID();
 }
 
+// The URI of a file for sqlite3_open_v2, with the characters a URI reserves escaped.
+std::string UriOf(const std::string& iPath)
+{
+    std::string uri = "file:";
+    for (const char c : iPath)
+    {
+        if (c == '%' || c == '?' || c == '#')
+        {
+            char escaped[4];
+            std::snprintf(escaped, sizeof escaped, "%%%02X", unsigned(uint8_t(c)));
+            uri += escaped;
+        }
+        else
+            uri += c;
+    }
+    return uri;
+}
+
+// Whether files can be made beside iLoc (a log and its index).
+bool IsFolderWritable(const Sys_FileLoc& iLoc)
+{
+    const std::string folder = iLoc.GetParentFolder().GetFullPath();
+    return ::access(folder.empty() ? "." : folder.c_str(), W_OK) == 0;
+}
+
 bool IsNameTag(const BDM_AttributeTag& iTag)
 {
     const BDM_AttributeTags& t = *BDM_AttributeTags::Instance();
@@ -367,7 +392,7 @@ bool BNeoa_Asset::ResolveFileSystemAlias(Sys_FileLoc* oLocP)
 BDM_AssetHandle BNeoa_Asset::ResolveAlias()
 {
     if (mAliasID == 0)
-        return BDM_AssetHandle(this);
+        return BDM_Asset::ResolveAlias(); // a link held in memory, if any
     BDM_AssetHandle target = GetBin()->GetAsset(GetNeoBin().MakeKey(mAliasID, BDM_eAssetType_File));
     return target ? target->ResolveAlias() : BDM_AssetHandle(this);
 }
@@ -471,8 +496,7 @@ void BNeoa_Bin::OpenImpl(EOpenFlag iOpenFlag)
     }
     // A file that is not ours is refused before anything could write to it.
     CheckFile();
-    const std::string folder = mURL.GetParentFolder().GetFullPath();
-    const bool folderWritable = ::access(folder.empty() ? "." : folder.c_str(), W_OK) == 0;
+    const bool folderWritable = IsFolderWritable(mURL);
     mReadOnlyFile = iOpenFlag == eOpenFlag_OpenForRead || !folderWritable ||
                     ::access(path.c_str(), W_OK) != 0;
     BNeoa_Environment& environment = BNeoa_Environment::GetEnvironment();
@@ -483,7 +507,7 @@ void BNeoa_Bin::OpenImpl(EOpenFlag iOpenFlag)
         else if (folderWritable)
             mConnection->Open(path, SQLITE_OPEN_READONLY, environment.GetVfsName());
         else // a read-only volume: nothing there changes while we read
-            mConnection->Open("file:" + path + "?immutable=1", SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
+            mConnection->Open(UriOf(path) + "?immutable=1", SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
                               environment.GetVfsName());
         sqlite3_busy_timeout(mConnection->Get(), environment.GetBusyTimeout());
         mConnection->Exec("PRAGMA foreign_keys = ON; PRAGMA cache_size = " +
@@ -506,8 +530,9 @@ void BNeoa_Bin::OpenImpl(EOpenFlag iOpenFlag)
 void BNeoa_Bin::CheckFile()
 {
     BNeoa_Connection checking;
-    const std::string& path = mURL.GetFullPath();
-    checking.Open("file:" + path + "?mode=ro", SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+    // Where the engine could not make its index of the log, nothing there changes meanwhile.
+    checking.Open(UriOf(mURL.GetFullPath()) + (IsFolderWritable(mURL) ? "?mode=ro" : "?immutable=1"),
+                  SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
     int64_t applicationID = 0, schemaVersion = 0;
     try
     {
@@ -707,7 +732,8 @@ void BNeoa_Bin::DeleteAssetImpl(const BDM_KeyHandle& iKey)
 void BNeoa_Bin::ListChildren(int64_t iParentID, std::list<BDM_KeyHandle>* oKeysP)
 {
     BNeoa_Statement statement(*mConnection, "SELECT ID, AssetType FROM Asset WHERE ParentID = ?1 "
-                                            "ORDER BY ID");
+                                            "ORDER BY " +
+                                                (mChildOrder.empty() ? "ID" : mChildOrder));
     statement.BindInt(1, iParentID);
     while (statement.Step())
         oKeysP->push_back(MakeKey(statement.Int(0), BDM_EAssetType(statement.Int(1))));
@@ -741,7 +767,8 @@ BDM_KeyHandle BNeoa_Bin::FindChild(const BDM_KeyHandle& iParentKey, const std::s
     return MakeKey(statement.Int(0), BDM_EAssetType(statement.Int(1)));
 }
 
-BDM_KeyHandle BNeoa_Bin::ImportAsset(BDM_Asset& iSource, const BDM_KeyHandle& iParentKey)
+BDM_KeyHandle BNeoa_Bin::ImportAsset(BDM_Asset& iSource, const BDM_KeyHandle& iParentKey,
+                                     bool iReplaceNamesake)
 {
     const auto& entries = BNeoa_AttributeMapper::GetEntries();
     std::vector<BNeoa_Value> record(entries.size());
@@ -753,7 +780,7 @@ BDM_KeyHandle BNeoa_Bin::ImportAsset(BDM_Asset& iSource, const BDM_KeyHandle& iP
     record[size_t(typeIndex)].mValid = true;
     record[size_t(typeIndex)].mInt = type;
 
-    BDM_KeyHandle key = FindChild(iParentKey, iSource.GetName());
+    BDM_KeyHandle key = iReplaceNamesake ? FindChild(iParentKey, iSource.GetName()) : BDM_KeyHandle();
     BeginWrite();
     std::string sql;
     if (key)

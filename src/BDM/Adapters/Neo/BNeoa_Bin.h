@@ -223,9 +223,11 @@ public:
     // transaction.
     BDM_KeyHandle CreateEntry(const BDM_KeyHandle& iParentKey, BDM_EAssetType iType,
                               const std::string& iName);
-    // Copies every stored attribute that iSource has into a new row under iParentKey, or
-    // into the child of that name when there is one already (so adding twice adds once).
-    BDM_KeyHandle ImportAsset(BDM_Asset& iSource, const BDM_KeyHandle& iParentKey);
+    // Copies every stored attribute that iSource has into a new row under iParentKey, or,
+    // with iReplaceNamesake, into the child of that name when there is one already (so adding
+    // twice adds once).
+    BDM_KeyHandle ImportAsset(BDM_Asset& iSource, const BDM_KeyHandle& iParentKey,
+                              bool iReplaceNamesake = true);
     // The child of iParentKey named iName (file-name comparison), or null.
     BDM_KeyHandle FindChild(const BDM_KeyHandle& iParentKey, const std::string& iName);
     // A row that stands for iTargetKey under iParentKey; its ResolveAlias gives the target.
@@ -271,6 +273,8 @@ protected:
     void DeleteAssetImpl(const BDM_KeyHandle& iKey) override;
     // Makes the tables of a new file, its information row and its root "Global".
     virtual void CreateDatabase();
+    // The ORDER BY terms of ListChildren (row ID when empty).
+    void SetChildOrder(const std::string& iSql) { mChildOrder = iSql; }
 
 private:
     void CheckFile();
@@ -283,4 +287,5 @@ private:
     int64_t mRootID = 0;
     bool mInWrite = false;
     bool mReadOnlyFile = false;
+    std::string mChildOrder;
 };

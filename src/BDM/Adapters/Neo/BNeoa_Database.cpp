@@ -28,6 +28,7 @@ void BNeoa_Connection::Open(const std::string& iPath, int iFlags, const char* iV
 
 void BNeoa_Connection::Close()
 {
+    FinalizeStatements();
     if (mDb)
         sqlite3_close_v2(mDb);
     mDb = nullptr;
@@ -61,18 +62,52 @@ void BNeoa_Connection::Throw(int iCode) const
     }
 }
 
-BNeoa_Statement::BNeoa_Statement(const BNeoa_Connection& iConnection, const std::string& iSql)
-    : mConnection(iConnection)
+sqlite3_stmt* BNeoa_Connection::TakeStatement(const std::string& iSql) const
 {
-    const int code = sqlite3_prepare_v2(iConnection.Get(), iSql.c_str(), int(iSql.size()), &mStmt,
-                                        nullptr);
+    const auto it = mStatements.find(iSql);
+    if (it != mStatements.end())
+    {
+        sqlite3_stmt* statement = it->second;
+        mStatements.erase(it);
+        return statement;
+    }
+    sqlite3_stmt* statement = nullptr;
+    const int code = sqlite3_prepare_v3(mDb, iSql.c_str(), int(iSql.size()), SQLITE_PREPARE_PERSISTENT,
+                                        &statement, nullptr);
     if (code != SQLITE_OK)
-        iConnection.Throw(code);
+        Throw(code);
+    return statement;
+}
+
+void BNeoa_Connection::ReturnStatement(const std::string& iSql, sqlite3_stmt* iStatement) const
+{
+    sqlite3_reset(iStatement);
+    sqlite3_clear_bindings(iStatement);
+    if (mStatements.size() < cMaxCachedStatements && mStatements.emplace(iSql, iStatement).second)
+        return;
+    sqlite3_finalize(iStatement);
+}
+
+void BNeoa_Connection::FinalizeStatements()
+{
+    for (const auto& [sql, statement] : mStatements)
+        sqlite3_finalize(statement);
+    mStatements.clear();
+}
+
+BNeoa_Statement::BNeoa_Statement(const BNeoa_Connection& iConnection, const std::string& iSql)
+    : mConnection(iConnection), mDb(iConnection.Get()), mSql(iSql),
+      mStmt(iConnection.TakeStatement(iSql))
+{
 }
 
 BNeoa_Statement::~BNeoa_Statement()
 {
-    sqlite3_finalize(mStmt);
+    // A statement of a connection closed (or opened again) meanwhile is not kept.
+    if (mConnection.Get() == mDb && mDb)
+        mConnection.ReturnStatement(mSql, mStmt);
+    else
+        sqlite3_finalize(mStmt);
 }
 
 BNeoa_Statement& BNeoa_Statement::BindInt(int iIndex, int64_t iValue)

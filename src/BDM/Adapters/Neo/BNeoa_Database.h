@@ -5,11 +5,15 @@
 // disk "Disk full", anything else the engine's own text after the file's path. A statement
 // lives only as long as one step of work: nothing keeps one open across calls of a query
 // result, so a writer on another connection is never held up by a reader's statement.
+// Prepared statements are kept, reset and unbound, by their connection for the next
+// statement of the same text (up to cMaxCachedStatements texts); a reset statement holds no
+// lock. Close finalises them.
 // Threads: one connection per thread at a time; statements belong to their connection.
 #pragma once
 
 #include <cstdint>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 struct sqlite3;
@@ -39,9 +43,18 @@ public:
     // Throws the family failure for result code iCode.
     [[noreturn]] void Throw(int iCode) const;
 
+    static constexpr size_t cMaxCachedStatements = 32;
+    // A prepared statement of iSql: a kept one, or a new one; throws on failure.
+    sqlite3_stmt* TakeStatement(const std::string& iSql) const;
+    // Keeps iStatement (reset) for the next TakeStatement of iSql, or finalises it.
+    void ReturnStatement(const std::string& iSql, sqlite3_stmt* iStatement) const;
+
 private:
+    void FinalizeStatements();
+
     sqlite3* mDb = nullptr;
     std::string mPath;
+    mutable std::unordered_map<std::string, sqlite3_stmt*> mStatements;
 };
 
 class BNeoa_Statement
@@ -69,5 +82,7 @@ public:
 
 private:
     const BNeoa_Connection& mConnection;
+    sqlite3* mDb; // the connection's handle when the statement was made
+    std::string mSql;
     sqlite3_stmt* mStmt = nullptr;
 };

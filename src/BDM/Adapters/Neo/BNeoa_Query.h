@@ -4,8 +4,9 @@
 // Every term is joined with its column's validity, so a value that was never set (or was
 // made invalid) matches nothing, whatever the relation. Names compare without regard to
 // ASCII case (the name columns collate NOCASE); "contains" is LIKE with % and _ in the
-// text escaped. A result keeps no statement open between calls of Next: each page is
-// prepared, read and finalised at once, and the next page starts after the last ID seen.
+// text escaped. A result keeps no statement open between calls of Next: each page is read
+// at once and its statement reset (the connection keeps it prepared for the next page),
+// and the next page starts after the last ID seen.
 // Threads: the browser's thread.
 #pragma once
 
