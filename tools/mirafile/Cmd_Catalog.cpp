@@ -77,17 +77,6 @@ BDM_Catalog& AsCatalog(const BDM_BinHandle& iBin)
     return static_cast<BDM_Catalog&>(*iBin);
 }
 
-// The entry at iPath (names separated by '/') below the root; throws when there is none.
-BDM_KeyHandle FindEntry(BDM_Catalog& ioCatalog, const std::string& iPath)
-{
-    BDM_KeyHandle key = ioCatalog.GetRoot();
-    std::stringstream names(iPath);
-    for (std::string name; std::getline(names, name, '/');)
-        if (!name.empty() && !(key = ioCatalog.FindChild(key, name)))
-            throw Tool_UsageError(iPath + ": no such entry in the catalog");
-    return key;
-}
-
 // A stored value as text and as JSON.
 std::pair<std::string, Tool_Json> ValueOf(const BDM_AttributeTag& iTag, const BDM_AttributeValue& iValue)
 {
@@ -292,7 +281,7 @@ int Show()
         std::cout << (sOptions.mJson ? Tool_JsonText(list, ",\n ") + "\n" : out.str());
         return 0;
     }
-    BDM_AssetHandle asset = catalog.GetAsset(FindEntry(catalog, sOptions.mArgs[2]));
+    BDM_AssetHandle asset = catalog.GetAsset(Tool_FindCatalogEntry(catalog, sOptions.mArgs[2]));
     Tool_Json json;
     json["path"] = sOptions.mArgs[2];
     for (const auto& entry : BNeoa_AttributeMapper::GetEntries())
@@ -318,7 +307,7 @@ int Set()
         throw Tool_UsageError("catalog set needs one of --name TEXT or --comment TEXT");
     BDM_BinHandle bin = Tool_OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForWrite);
     BDM_Catalog& catalog = AsCatalog(bin);
-    const BDM_KeyHandle key = FindEntry(catalog, sOptions.mArgs[2]);
+    const BDM_KeyHandle key = Tool_FindCatalogEntry(catalog, sOptions.mArgs[2]);
     if (static_cast<const BNeoa_Key&>(*key).GetID() ==
         static_cast<const BNeoa_Key&>(*catalog.GetRoot()).GetID())
         throw Tool_UsageError(sOptions.mArgs[2] + ": the catalog's root cannot be changed");
@@ -346,7 +335,7 @@ int Remove()
     Expect(3, 3);
     BDM_BinHandle bin = Tool_OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForWrite);
     BDM_Catalog& catalog = AsCatalog(bin);
-    const BDM_KeyHandle key = FindEntry(catalog, sOptions.mArgs[2]);
+    const BDM_KeyHandle key = Tool_FindCatalogEntry(catalog, sOptions.mArgs[2]);
     if (static_cast<const BNeoa_Key&>(*key).GetID() ==
         static_cast<const BNeoa_Key&>(*catalog.GetRoot()).GetID())
         throw Tool_UsageError(sOptions.mArgs[2] + ": the catalog's root cannot be removed");

@@ -376,10 +376,7 @@ std::string ShownPath(const BDM_Link& iLink, BDM_Asset& iAsset,
     if (iLink.mKey->GetType() != BDM_Key::eType_FS)
     {
         // A catalog's entry: its names below the catalog's root, after the area that named it.
-        std::string path = iAsset.GetName();
-        for (BDM_AssetHandle parent = iAsset.GetParent(); parent && !parent->IsRoot();
-             parent = parent->GetParent())
-            path = parent->GetName() + "/" + path;
+        const std::string path = Tool_CatalogEntryPath(iAsset);
         for (const auto& [text, entry] : iAreas)
             if (entry.mBin == iLink.mBin)
                 return text + "/" + path;

@@ -93,26 +93,6 @@ BDM_QueryAreaHandle MakeArea()
     return area;
 }
 
-// The names from below the root down to iAsset.
-std::string EntryPath(BDM_Asset& iAsset)
-{
-    std::string path = iAsset.GetName();
-    for (BDM_AssetHandle parent = iAsset.GetParent(); parent && !parent->IsRoot();
-         parent = parent->GetParent())
-        path = parent->GetName() + "/" + path;
-    return path;
-}
-
-BDM_KeyHandle FindEntry(BDM_Catalog& ioCatalog, const std::string& iPath)
-{
-    BDM_KeyHandle key = ioCatalog.GetRoot();
-    std::stringstream names(iPath);
-    for (std::string name; std::getline(names, name, '/');)
-        if (!name.empty() && !(key = ioCatalog.FindChild(key, name)))
-            throw Tool_UsageError(iPath + ": no such entry in the catalog");
-    return key;
-}
-
 // Runs iObject on the browser's queue with a bar; Ctrl-C cancels it, closes iBin (which
 // drops what was not committed) and unwinds.
 void RunToEnd(BDM_LazyObject& ioObject, BDM_Bin& ioBin, const std::string& iName, int64_t iTotal)
@@ -179,7 +159,7 @@ int Relink()
     std::map<const BDM_Key*, std::string> paths;
     for (const BDM_Link& link : missing)
         if (BDM_AssetHandle asset = link.mBin->GetAsset(link.mKey))
-            paths[link.mKey.Get()] = EntryPath(*asset);
+            paths[link.mKey.Get()] = Tool_CatalogEntryPath(*asset);
     for (const auto& [byName, byID] : passes)
     {
         if (toFind.empty())
@@ -245,7 +225,7 @@ int Candidates()
     Tool_StInterruptHandler interruptHandler;
     BDM_BinHandle bin = Tool_OpenCatalog(name, Cmn_Store::eOpenFlag_OpenForRead);
     BDM_AssetHandle asset =
-        bin->GetAsset(FindEntry(static_cast<BDM_Catalog&>(*bin), sOptions.mArgs[2]));
+        bin->GetAsset(Tool_FindCatalogEntry(static_cast<BDM_Catalog&>(*bin), sOptions.mArgs[2]));
     if (!asset || asset->IsContainer())
         throw Tool_UsageError(sOptions.mArgs[2] + ": not a file entry");
     Cmn_PolymorphicHandle<BDM_RelinkCandidatesFinder, Sys_ThreadSafeRefCountObject> finder(
