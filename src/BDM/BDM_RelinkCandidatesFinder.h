@@ -63,7 +63,7 @@ public:
 
     int32_t GetSearchStatus() const { return mSearchStatus; }
     // "Finding relink candidates for %1" with the asset's name.
-    std::string GetLoadName() const;
+    std::string GetLoadName() const override;
     bool ShowInTaskManager() const override { return true; }
     // What was found so far, in the order of the search.
     std::vector<Candidate> GetCandidates() const;

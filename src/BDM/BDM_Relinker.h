@@ -120,7 +120,7 @@ public:
     void SetDryRun(bool iDryRun) { mDryRun = iDryRun; }
     // The status text of the stage at hand.
     std::string GetSearchStatus() const { return GetStatusMessage(); }
-    std::string GetLoadName() const;
+    std::string GetLoadName() const override;
     ErrorHandler GetLoadErrorHandler() const override;
     bool ShowInTaskManager() const override { return true; }
 
