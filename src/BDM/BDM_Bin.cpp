@@ -123,12 +123,12 @@ bool BDM_Bin::IsAssetOnline(BDM_Asset& iAsset)
 
 BDM_KeyHandle BDM_Bin::CreateFolder(const BDM_KeyHandle&, const std::string&)
 {
-    throw std::runtime_error("Not implemented");
+    throw std::runtime_error("Folders cannot be made here");
 }
 
 void BDM_Bin::SetSortOrder(const BDM_SortOrder&)
 {
-    throw std::runtime_error("Not implemented");
+    throw std::runtime_error("This list cannot be sorted here");
 }
 
 BDM_SortOrder BDM_Bin::GetDefaultSortOrder() const

@@ -38,9 +38,10 @@ public:
                                            std::string* oMessageP);
     virtual bool CanModifyAttribute(const BDM_KeyHandle& iKey, const BDM_AttributeTag& iTag);
     virtual bool IsAssetOnline(BDM_Asset& iAsset);
+    // Throws std::runtime_error "Folders cannot be made here"; a bin with folders overrides it.
     virtual BDM_KeyHandle CreateFolder(const BDM_KeyHandle& iParentKey, const std::string& iName);
     virtual bool SupportsSortingNatively() const { return false; }
-    // Throws std::runtime_error "Not implemented"; a bin that sorts overrides it.
+    // Throws std::runtime_error "This list cannot be sorted here"; a bin that sorts overrides it.
     virtual void SetSortOrder(const BDM_SortOrder& iOrder);
     // cFileName, ascending.
     virtual BDM_SortOrder GetDefaultSortOrder() const;

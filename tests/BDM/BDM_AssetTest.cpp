@@ -163,7 +163,7 @@ TEST(BDM_Bin, DefaultsAndRefusals)
     EXPECT_FALSE(f.mBin->CanAdd(BDM_eAssetType_Audio));
     f.mBin->SetReadOnly(false);
     EXPECT_EQ(ThrownText([&] { f.mBin->SetSortOrder(f.mBin->GetDefaultSortOrder()); }),
-              "Not implemented");
+              "This list cannot be sorted here");
     EXPECT_EQ(f.mBin->GetDefaultSortOrder(), BDM_SortOrder({&t.cFileName}, true));
 
     struct Modify
