@@ -15,6 +15,7 @@
 #include "BDM/BDM_Volume_AssetCopier.h"
 #include "BDM/BDM_Volume_DeleteAssetRecursive.h"
 #include "BDM/BDM_Volume_QueryResult.h"
+#include "BDM/BDM_Workspace.h"
 #include "Catalog/CatalogDiskFixture.h"
 #include "L10N_ExceptionData.h"
 
@@ -122,235 +123,179 @@ const BDM_AttributeTags& Tags()
     return *BDM_AttributeTags::Instance();
 }
 
-TEST_F(VolumeCopyTest, CopyLandsOnDiskAndInTheDatabaseWithTheKeptAttributes)
+using Do = std::function<void(VolumeCopyTest&)>;
+using Stop = std::function<bool(BDM_Volume_AssetCopier&)>;
+
+// Copies iSource (below the disk, or with a leading "/" in the scratch folder) into iFolder;
+// with iStop, runs the queue until it holds and cancels. A copy that went through carries the
+// comment of its source's entry.
+Do Copy(std::string iSource, std::string iFolder, Stop iStop = {})
 {
-    struct Case
+    return [=](VolumeCopyTest& t)
     {
-        const char* mWhat;
-        std::string mSource; // below the disk, or (starting with "/") in the scratch folder
-        std::string mFolder;
-        Paths mNew;
-    };
-    const Case cases[] = {
-        {"a file with a comment", "sub/c.wav", "sub2", {"sub2/c.wav"}},
-        {"a folder", "sub", "sub2", {"sub2/sub", "sub2/sub/c.wav", "sub2/sub/d.wav"}},
-        {"a name taken", "a.wav", "", {"a.1.wav"}},
-        {"a file from another volume", "/outside.wav", "sub", {"sub/outside.wav"}},
-    };
-    for (const Case& c : cases)
-    {
-        SCOPED_TRACE(c.mWhat);
-        BDM_Volume& volume = Open();
-        BDM_Bin* sourceBinP = &volume;
+        BDM_Volume& volume = t.Volume();
+        BDM_Bin* binP = &volume;
         BDM_KeyHandle source;
-        if (c.mSource[0] == '/')
+        if (iSource[0] == '/')
         {
-            MakeWave(In(c.mSource.substr(1)), 1, 16, Bytes(20, 1));
-            sourceBinP = &volume.GetFileSystemBin();
+            MakeWave(t.In(iSource.substr(1)), 1, 16, Bytes(20, 1));
+            binP = &volume.GetFileSystemBin();
             source =
-                BDM_Volume::GetFileSystemHooks().mMakeKey(Sys_FileLoc(In(c.mSource.substr(1))));
+                BDM_Volume::GetFileSystemHooks().mMakeKey(Sys_FileLoc(t.In(iSource.substr(1))));
         }
         else
         {
-            source = Entry(c.mSource);
+            source = t.Entry(iSource);
             Catalog_Set(Catalog_Neo(BDM_BinHandle(volume.GetDatabase())), source,
                         Tags().cAssetComment, std::string("take 3"));
         }
-        const Paths disk = OnDiskPaths(), rows = RowPaths();
-        BDM_LazyObjectHandle copier = volume.CopyAsset(*sourceBinP, source, Entry(c.mFolder));
+        BDM_LazyObjectHandle work = volume.CopyAsset(*binP, source, t.Entry(iFolder));
+        auto& copier = static_cast<BDM_Volume_AssetCopier&>(*work);
+        copier.QueueObjectLoader(std::string());
+        t.RunUntil([&] { return iStop ? iStop(copier) : copier.IsLoaded(); });
+        if (iStop)
         {
-            Sys_LazyObject::StSetLoadSynchronously synchronously;
-            copier->QueueObjectLoader(std::string());
+            EXPECT_TRUE(iStop(copier));
+            copier.CancelLoading();
+            t.RunUntil([] { return false; });
         }
-        Paths wantDisk = disk, wantRows = rows;
-        wantDisk.insert(c.mNew.begin(), c.mNew.end());
-        wantRows.insert(c.mNew.begin(), c.mNew.end());
-        EXPECT_EQ(OnDiskPaths(), wantDisk);
-        EXPECT_EQ(RowPaths(), wantRows);
-        ExpectEntries(c.mNew);
+        ASSERT_EQ(copier.IsLoaded(), !iStop);
         std::string comment;
-        Volume()
-            .GetAsset(Entry(*c.mNew.begin()))
-            ->GetAttributeValue(Tags().cAssetComment, &comment);
-        EXPECT_EQ(comment, c.mSource[0] == '/' ? "" : "take 3");
-    }
+        if (!iStop)
+            volume.GetAsset(copier.GetCopiedKey())
+                ->GetAttributeValue(Tags().cAssetComment, &comment);
+        EXPECT_EQ(comment, iStop || iSource[0] == '/' ? "" : "take 3");
+    };
 }
 
-// Refused before anything is written, or cancelled on the way: disk and database stay.
-TEST_F(VolumeCopyTest, RefusalsAndCancelsLeaveDiskAndDatabaseAsTheyWere)
+// Deletes iPath (with iStuck a file that cannot go); with iCancel, cancels once the files
+// went, which throws.
+Do Delete(std::string iPath, std::string iStuck = "", bool iCancel = false)
 {
-    using Stop = std::function<bool(BDM_Volume_AssetCopier&)>;
-    struct Case
+    return [=](VolumeCopyTest& t)
     {
-        const char* mWhat;
-        bool mReadOnly;
-        int64_t mFreeSpace;
-        bool mDelete;
-        std::string mSource;
-        int32_t mMessage; // thrown at once; 0: the work starts and is cancelled at mStop
-        Stop mStop;
+        if (!iStuck.empty())
+            t.Stick(t.OnDisk(iStuck));
+        BDM_LazyObjectHandle work = t.Volume().DeleteAssetRecursive(t.Entry(iPath));
+        auto& deleter = static_cast<BDM_Volume_DeleteAssetRecursive&>(*work);
+        deleter.QueueObjectLoader(std::string());
+        t.RunUntil([&] { return deleter.FilesDeleted(); });
+        if (iCancel)
+            deleter.CancelLoading();
+        t.RunUntil([&] { return deleter.IsLoaded(); });
     };
+}
+
+Do Rename(std::string iPath, std::string iName)
+{
+    return [=](VolumeCopyTest& t) { t.Volume().RenameAsset(t.Entry(iPath), iName); };
+}
+
+// The same through the name attribute of the volume's asset.
+Do SetName(std::string iPath, std::string iName)
+{
+    return [=](VolumeCopyTest& t)
+    {
+        BDM_AssetHandle asset = t.Volume().GetAsset(t.Entry(iPath));
+        static_cast<BDM_TypedAttribute<std::string>*>(asset->GetAttribute(Tags().cFileName))
+            ->Set(iName);
+    };
+}
+
+Do Move(std::string iPath, std::string iFolder)
+{
+    return [=](VolumeCopyTest& t) { t.Volume().MoveAsset(t.Entry(iPath), t.Entry(iFolder)); };
+}
+
+// Each operation changes disk and database alike, or (refused, cancelled) neither.
+TEST_F(VolumeCopyTest, OperationsChangeDiskAndDatabaseAlike)
+{
     const Stop filesCopied = [](BDM_Volume_AssetCopier& c)
     { return !c.GetDependencies().empty() && c.GetDependencies().front()->IsLoaded(); };
-    const Case cases[] = {
-        {"copy to a locked volume", true, -1, false, "a.wav", 71, {}},
-        {"copy larger than the free space", false, 100, false, "a.wav", 88, {}},
-        {"folder larger than the free space", false, 300, false, "sub", 88, {}},
-        {"delete on a locked volume", true, -1, true, "sub", 72, {}},
-        {"copy cancelled before it starts", false, -1, false, "a.wav", 0,
-         [](BDM_Volume_AssetCopier&) { return true; }},
-        {"copy cancelled after the file", false, -1, false, "a.wav", 0, filesCopied},
-        {"folder copy cancelled after the files", false, -1, false, "sub", 0, filesCopied},
-        {"folder copy cancelled while it is entered", false, -1, false, "sub", 0,
-         [](BDM_Volume_AssetCopier& c) { return bool(c.GetCopiedKey()); }},
-    };
-    for (const Case& c : cases)
+    const Do toAnotherVolume = [](VolumeCopyTest& t)
     {
-        SCOPED_TRACE(c.mWhat);
-        BDM_Volume& volume = Open(c.mReadOnly, c.mFreeSpace);
-        volume.Commit();
-        const Paths disk = OnDiskPaths(), rows = RowPaths();
-        const BDM_KeyHandle source = Entry(c.mSource);
-        try
-        {
-            BDM_LazyObjectHandle work = c.mDelete ? volume.DeleteAssetRecursive(source)
-                                                  : volume.CopyAsset(volume, source, Entry("sub2"));
-            ASSERT_EQ(c.mMessage, 0) << "no refusal";
-            auto& copier = static_cast<BDM_Volume_AssetCopier&>(*work);
-            copier.QueueObjectLoader(std::string());
-            RunUntil([&] { return c.mStop(copier); });
-            EXPECT_TRUE(c.mStop(copier));
-            copier.CancelLoading();
-            RunUntil([] { return false; });
-            EXPECT_FALSE(copier.IsLoaded());
-        }
-        catch (const std::exception& e)
-        {
-            EXPECT_TRUE(c.mMessage && L10N_IsException(e, 12, c.mMessage)) << e.what();
-        }
-        volume.Commit();
-        EXPECT_EQ(OnDiskPaths(), disk);
-        EXPECT_EQ(RowPaths(), rows);
-    }
-}
-
-TEST_F(VolumeCopyTest, DeleteRemovesFilesThenTheirEntries)
-{
+        fs::create_directories(t.In("elsewhere"));
+        t.Volume().MoveAsset(t.Entry("a.wav"), BDM_Volume::GetFileSystemHooks().mMakeKey(
+                                                   Sys_FileLoc(t.In("elsewhere"))));
+    };
     struct Case
     {
         const char* mWhat;
-        std::string mPath;
-        std::string mStuck; // a file that cannot be deleted
-        bool mCancelAfterFiles;
-        Paths mGone;
+        Do mDo;
+        Paths mGone, mNew;
+        std::string mError; // "12NN" for that message, else a part of the text; "" for none
+        bool mReadOnly = false;
+        int64_t mFreeSpace = -1;
     };
+    const Paths sub = {"sub", "sub/c.wav", "sub/d.wav"};
+    const Paths subInSub2 = {"sub2/sub", "sub2/sub/c.wav", "sub2/sub/d.wav"};
     const Case cases[] = {
-        {"a file", "a.wav", "", false, {"a.wav"}},
-        {"a folder", "sub", "", false, {"sub", "sub/c.wav", "sub/d.wav"}},
-        {"a folder, cancelled once its files went",
-         "sub",
-         "",
-         true,
-         {"sub", "sub/c.wav", "sub/d.wav"}},
-        {"a folder with a file that stays", "sub", "sub/c.wav", false, {"sub/d.wav"}},
+        {"a file copied", Copy("sub/c.wav", "sub2"), {}, {"sub2/c.wav"}, ""},
+        {"a folder copied", Copy("sub", "sub2"), {}, subInSub2, ""},
+        {"a copy whose name is taken", Copy("a.wav", ""), {}, {"a.1.wav"}, ""},
+        {"a file of another volume copied", Copy("/x.wav", "sub"), {}, {"sub/x.wav"}, ""},
+        {"a copy to a locked volume", Copy("a.wav", "sub2"), {}, {}, "1271", true},
+        {"a copy larger than the free space", Copy("a.wav", "sub2"), {}, {}, "1288", false, 100},
+        {"a folder larger than the free space", Copy("sub", "sub2"), {}, {}, "1288", false, 300},
+        {"a copy cancelled before it starts",
+         Copy("a.wav", "sub2", [](BDM_Volume_AssetCopier&) { return true; }),
+         {},
+         {},
+         ""},
+        {"a copy cancelled after the file", Copy("a.wav", "sub2", filesCopied), {}, {}, ""},
+        {"a folder copy cancelled after the files", Copy("sub", "sub2", filesCopied), {}, {}, ""},
+        {"a folder copy cancelled while it is entered",
+         Copy("sub", "sub2", [](BDM_Volume_AssetCopier& c) { return bool(c.GetCopiedKey()); }),
+         {},
+         {},
+         ""},
+        {"a file deleted", Delete("a.wav"), {"a.wav"}, {}, ""},
+        {"a folder deleted", Delete("sub"), sub, {}, ""},
+        {"a delete cancelled once the files went", Delete("sub", "", true), sub, {}, "1291"},
+        {"a folder deleted but a file that stays",
+         Delete("sub", "sub/c.wav"),
+         {"sub/d.wav"},
+         {},
+         ""},
+        {"a delete on a locked volume", Delete("sub"), {}, {}, "1272", true},
+        {"a file renamed", Rename("a.wav", "z.wav"), {"a.wav"}, {"z.wav"}, ""},
+        {"a folder renamed by its name",
+         SetName("sub", "sub9"),
+         sub,
+         {"sub9", "sub9/c.wav", "sub9/d.wav"},
+         ""},
+        {"a file moved", Move("sub/c.wav", "sub2"), {"sub/c.wav"}, {"sub2/c.wav"}, ""},
+        {"a folder moved", Move("sub", "sub2"), sub, subInSub2, ""},
+        {"an illegal name", Rename("a.wav", "a:b.wav"), {}, {}, "contain the character(s) ':'"},
+        {"an illegal name set",
+         SetName("a.wav", "a/b.wav"),
+         {},
+         {},
+         "contain the character(s) '/'"},
+        {"a name taken", Rename("a.wav", "b.wav"), {}, {}, "1268"},
+        {"a move to another volume", toAnotherVolume, {}, {}, "another volume"},
     };
     for (const Case& c : cases)
     {
         SCOPED_TRACE(c.mWhat);
-        BDM_Volume& volume = Open();
-        volume.Commit();
+        Open(c.mReadOnly, c.mFreeSpace);
         Paths want = OnDiskPaths();
         for (const std::string& path : c.mGone)
             want.erase(path);
-        if (!c.mStuck.empty())
-            Stick(OnDisk(c.mStuck));
-        BDM_LazyObjectHandle work = volume.DeleteAssetRecursive(Entry(c.mPath));
-        auto& deleter = static_cast<BDM_Volume_DeleteAssetRecursive&>(*work);
-        deleter.QueueObjectLoader(std::string());
-        RunUntil([&] { return deleter.FilesDeleted() || deleter.IsLoaded(); });
-        if (c.mCancelAfterFiles)
-        {
-            try
-            {
-                deleter.CancelLoading();
-                ADD_FAILURE() << "the cancel went through";
-            }
-            catch (const std::exception& e)
-            {
-                EXPECT_TRUE(L10N_IsException(e, 12, 91)) << e.what();
-            }
-        }
-        RunUntil([&] { return deleter.IsLoaded(); });
-        EXPECT_EQ(deleter.GetNumKept(), c.mStuck.empty() ? 0 : 2); // the file and its folder
-        EXPECT_EQ(OnDiskPaths(), want);
-        EXPECT_EQ(RowPaths(), want);
-        ExpectEntries(want);
-    }
-}
-
-TEST_F(VolumeCopyTest, MoveAndRenameOnDiskAndInTheDatabase)
-{
-    struct Case
-    {
-        const char* mWhat;
-        std::function<void(VolumeCopyTest&)> mDo;
-        std::map<std::string, std::string> mRenamed; // old path -> new path
-        const char* mError;                          // a part of the message, or null
-    };
-    const auto rename = [](const char* iPath, const char* iName)
-    { return [=](VolumeCopyTest& t) { t.Volume().RenameAsset(t.Entry(iPath), iName); }; };
-    const auto setName = [](const char* iPath, const char* iName)
-    {
-        return [=](VolumeCopyTest& t)
-        {
-            BDM_AssetHandle asset = t.Volume().GetAsset(t.Entry(iPath));
-            static_cast<BDM_TypedAttribute<std::string>*>(asset->GetAttribute(Tags().cFileName))
-                ->Set(iName);
-        };
-    };
-    const auto move = [](const char* iPath, const char* iFolder)
-    { return [=](VolumeCopyTest& t) { t.Volume().MoveAsset(t.Entry(iPath), t.Entry(iFolder)); }; };
-    const Case cases[] = {
-        {"a file renamed", rename("a.wav", "z.wav"), {{"a.wav", "z.wav"}}, nullptr},
-        {"a folder renamed by its name",
-         setName("sub", "sub9"),
-         {{"sub", "sub9"}, {"sub/c.wav", "sub9/c.wav"}, {"sub/d.wav", "sub9/d.wav"}},
-         nullptr},
-        {"a file moved", move("sub/c.wav", "sub2"), {{"sub/c.wav", "sub2/c.wav"}}, nullptr},
-        {"a folder moved",
-         move("sub", "sub2"),
-         {{"sub", "sub2/sub"}, {"sub/c.wav", "sub2/sub/c.wav"}, {"sub/d.wav", "sub2/sub/d.wav"}},
-         nullptr},
-        {"an illegal name", rename("a.wav", "a:b.wav"), {}, "contain the character(s) ':'"},
-        {"an illegal name set", setName("a.wav", "a/b.wav"), {}, "contain the character(s) '/'"},
-        {"a name taken", rename("a.wav", "b.wav"), {}, "already exists"},
-        {"a move to another volume",
-         [](VolumeCopyTest& t)
-         {
-             fs::create_directories(t.In("elsewhere"));
-             t.Volume().MoveAsset(t.Entry("a.wav"), BDM_Volume::GetFileSystemHooks().mMakeKey(
-                                                        Sys_FileLoc(t.In("elsewhere"))));
-         },
-         {},
-         "another volume"},
-    };
-    for (const Case& c : cases)
-    {
-        SCOPED_TRACE(c.mWhat);
-        Open();
-        Paths want = OnDiskPaths();
-        for (const auto& [from, to] : c.mRenamed)
-            want.erase(from), want.insert(to);
+        want.insert(c.mNew.begin(), c.mNew.end());
+        std::string error;
         try
         {
             c.mDo(*this);
-            EXPECT_FALSE(c.mError);
         }
         catch (const std::exception& e)
         {
-            EXPECT_TRUE(c.mError && std::string(e.what()).find(c.mError) != std::string::npos)
-                << e.what();
+            const bool numbered = c.mError.size() == 4 && c.mError.rfind("12", 0) == 0;
+            error = numbered && L10N_IsException(e, 12, std::stoi(c.mError) - 1200) ? c.mError
+                                                                                    : e.what();
         }
+        EXPECT_TRUE(c.mError.empty() ? error.empty() : error.find(c.mError) != std::string::npos)
+            << error;
         Volume().Commit();
         EXPECT_EQ(OnDiskPaths(), want);
         EXPECT_EQ(RowPaths(), want);
@@ -387,5 +332,13 @@ TEST_F(VolumeCopyTest, QueriesAnswerVolumeAssetsAndUseIsCounted)
     EXPECT_TRUE(volume.IsInUse()) << "a task is at work";
     deleter.Reset();
     EXPECT_FALSE(volume.IsInUse());
+    BDM_BinHandle hold(new BDM_Workspace(&BDM_Globals::Instance()->Cache()));
+    auto& workspace = static_cast<BDM_Workspace&>(*hold);
+    workspace.RefreshVolumes();
+    BDM_Volume* listedP = workspace.GetVolume(Disk());
+    ASSERT_TRUE(listedP);
+    listedP->Open(Cmn_Store::eOpenFlag_OpenForRead);
+    EXPECT_FALSE(listedP->IsInUse()) << "the workspace's list is the owner";
+    listedP->Close();
 }
 } // namespace
