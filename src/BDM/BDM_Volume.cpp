@@ -487,8 +487,7 @@ BDM_Asset* BDM_Volume::GenerateAsset(const BDM_KeyHandle& iKey)
 void BDM_Volume::DeleteAssetImpl(const BDM_KeyHandle& iKey)
 {
     BDM_LazyObjectHandle deleter = DeleteAssetRecursive(iKey);
-    Sys_LazyObject::StSetLoadSynchronously synchronously;
-    deleter->QueueObjectLoader(std::string());
+    static_cast<BDM_Volume_DeleteAssetRecursive&>(*deleter).DeleteNow();
 }
 
 // ---- BDM_VolumeAsset ---------------------------------------------------------------------

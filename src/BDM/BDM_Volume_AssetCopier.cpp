@@ -6,7 +6,6 @@
 #include "BDM/BDM_Utils.h"
 #include "BDM/BDM_Volume.h"
 #include "Cmn_Assert.h"
-#include "Sys_FileUtils.h"
 
 BDM_Volume_AssetCopier::BDM_Volume_AssetCopier(BDM_Volume& iVolume, const BDM_AssetHandle& iSource,
                                                const BDM_KeyHandle& iParentKey,
@@ -67,13 +66,9 @@ void BDM_Volume_AssetCopier::CancelLoadingPrivate(bool iAlsoGroups)
     const auto getCopied = BDM_Volume::GetFileSystemHooks().mGetCopiedLocation;
     if (mCopiedLoc.IsEmpty() && getCopied)
         getCopied(*mFSAssetCopier, &mCopiedLoc);
-    if (!mCopiedLoc.IsEmpty())
-    {
-        if (Sys_FileUtils::IsFolder(mCopiedLoc))
-            Sys_FileUtils::DeleteFolder(mCopiedLoc, true);
-        else
-            Sys_FileUtils::DeleteFile(mCopiedLoc);
-    }
+    if (const BDM_AssetHandle copy =
+            mCopiedLoc.IsEmpty() ? BDM_AssetHandle() : mVolume.GetFileSystemAsset(mCopiedLoc))
+        mVolume.GetFileSystemBin().DeleteAsset(copy->GetKey());
     if (mCopiedKey)
     {
         mVolume.GetDatabase()->DeleteAsset(mCopiedKey);

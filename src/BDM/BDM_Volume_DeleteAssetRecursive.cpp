@@ -74,6 +74,13 @@ void BDM_Volume_DeleteAssetRecursive::DeleteEntries()
     mStage = 2;
 }
 
+void BDM_Volume_DeleteAssetRecursive::DeleteNow()
+{
+    CMN_ASSERT(mStage == 0);
+    DeleteFiles(mKey);
+    DeleteEntries();
+}
+
 bool BDM_Volume_DeleteAssetRecursive::Load()
 {
     if (mStage == 0)

@@ -29,6 +29,8 @@ public:
     ~BDM_Volume_DeleteAssetRecursive() override;
 
     bool ShowInTaskManager() const override { return true; }
+    // Both stages at once, in the caller's step (a delete that is not queued).
+    void DeleteNow();
     // After stage 0: whether the files are gone, and how many items could not be deleted.
     bool FilesDeleted() const { return mStage > 0; }
     int32_t GetNumKept() const { return mNumKept; }
