@@ -5,6 +5,8 @@
 #include <map>
 #include <typeindex>
 
+#include "BDM/BDM_Bin.h"
+#include "Cmn_Assert.h"
 #include "FF/Audio/FF_AudioFile.h"
 #include "L10N_Utils.h"
 #include "Sys_CompatibilityUtils.h"
@@ -304,4 +306,30 @@ void BDM_Utils::ExtractSearchTerms(const std::string& iText, std::list<std::stri
             term.push_back(c);
     }
     end();
+}
+
+std::vector<const BDM_AttributeTag*> BDM_Utils::GetAliasAttributeTags()
+{
+    const BDM_AttributeTags& t = *BDM_AttributeTags::Instance();
+    return {&t.cAssetName, &t.cAssetComment, &t.cAudioFileUserTimestamp};
+}
+
+int32_t BDM_Utils::TransferAliasAttributes(BDM_Bin& iBin, BDM_Asset& iSource,
+                                           const BDM_KeyHandle& iDestinationKey)
+{
+    const BDM_AssetHandle destination = iBin.GetAsset(iDestinationKey);
+    CMN_ASSERT(destination);
+    int32_t written = 0;
+    for (const BDM_AttributeTag* tagP : GetAliasAttributeTags())
+    {
+        const BDM_Attribute* srcAttributeP = iSource.GetAttribute(*tagP);
+        if (!srcAttributeP || srcAttributeP->GetValue()->IsEmpty())
+            continue;
+        if (BDM_Attribute* dstAttributeP = destination->GetAttribute(*tagP))
+        {
+            dstAttributeP->Assign(*srcAttributeP);
+            ++written;
+        }
+    }
+    return written;
 }

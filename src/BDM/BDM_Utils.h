@@ -9,6 +9,9 @@
 #include "BDM/BDM_Types.h"
 #include "Sys_FileType.h"
 
+class BDM_Asset;
+class BDM_Bin;
+
 class BDM_Utils
 {
 public:
@@ -45,4 +48,13 @@ public:
     // (may be null) gets the user's text: "" for an empty name, resource 1274 with the
     // characters found for an illegal one.
     static bool IsValidName(const std::string& iName, std::string* oMessageP);
+
+    // The tags that an entry keeps for itself, whatever its file says: the asset name, the
+    // comment and the user timestamp.
+    static std::vector<const BDM_AttributeTag*> GetAliasAttributeTags();
+    // Copies those of iSource's attributes that are set onto the entry iDestinationKey of
+    // iBin (each source attribute read, the destination's written where the entry has one);
+    // how many were written.
+    static int32_t TransferAliasAttributes(BDM_Bin& iBin, BDM_Asset& iSource,
+                                           const BDM_KeyHandle& iDestinationKey);
 };

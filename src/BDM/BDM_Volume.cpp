@@ -6,7 +6,13 @@
 
 #include "BDM/BDM_AttributeTag.h"
 #include "BDM/BDM_Globals.h"
+#include "BDM/BDM_Synchronizer.h"
+#include "BDM/BDM_Utils.h"
+#include "BDM/BDM_Volume_AssetCopier.h"
+#include "BDM/BDM_Volume_DeleteAssetRecursive.h"
+#include "BDM/BDM_Volume_QueryResult.h"
 #include "Cmn_Assert.h"
+#include "L10N_ExceptionData.h"
 #include "Sys_FileUtils.h"
 #include "Sys_Paths.h"
 
@@ -206,14 +212,173 @@ BDM_KeyHandle BDM_Volume::GetRoot()
     return mNeoBin->GetRoot();
 }
 
-BDM_LazyObjectHandle BDM_Volume::CopyAsset(BDM_Bin&, const BDM_KeyHandle&, const BDM_KeyHandle&)
+BDM_LazyObjectHandle BDM_Volume::CopyAsset(BDM_Bin& iSrcBin, const BDM_KeyHandle& iSrcKey,
+                                           const BDM_KeyHandle& iParentKey)
 {
-    throw std::runtime_error("Not implemented");
+    CMN_ASSERT(mNeoBin && sFileSystemHooks.mMakeKey);
+    Sys_FileLoc source, folder;
+    const BDM_AssetHandle sourceAsset = iSrcBin.GetAsset(iSrcKey);
+    if (!sourceAsset || !sourceAsset->ResolveFileSystemAlias(&source))
+        throw std::runtime_error("Cannot copy: the source file is offline.");
+    const BDM_AssetHandle parent = GetAsset(iParentKey);
+    if (!parent || !parent->ResolveFileSystemAlias(&folder) || !Sys_FileUtils::IsFolder(folder))
+        throw std::runtime_error("Cannot copy: the destination folder is offline.");
+    if (mVolume.IsLocked())
+        L10N_Throw(12, 71); // "Cannot copy because the volume is locked."
+    const int64_t bytes = Sys_FileUtils::IsFolder(source)
+                              ? Sys_FileUtils::GetSpaceRequiredToCopyFolder(source, 1)
+                              : Sys_FileUtils::GetSpaceRequiredToCopyFile(source, 1);
+    Sys_VolumeAttr attributes;
+    if (mVolume.GetAttr(&attributes) && bytes > attributes.GetFreeSpace())
+        L10N_Throw(12, 88); // "Not enough space on disk to complete copy"
+    BDM_LazyObjectHandle fileCopier =
+        GetFileSystemBin().CopyAsset(iSrcBin, iSrcKey, sFileSystemHooks.mMakeKey(folder));
+    return BDM_LazyObjectHandle(
+        new BDM_Volume_AssetCopier(*this, sourceAsset, iParentKey, fileCopier));
 }
 
-BDM_LazyObjectHandle BDM_Volume::MoveAsset(const BDM_KeyHandle&, const BDM_KeyHandle&)
+BDM_LazyObjectHandle BDM_Volume::MoveAsset(const BDM_KeyHandle& iKey,
+                                           const BDM_KeyHandle& iParentKey)
 {
-    throw std::runtime_error("Not implemented");
+    CMN_ASSERT(mNeoBin && iKey && iParentKey && sFileSystemHooks.mMakeKey);
+    Sys_FileLoc source, folder;
+    const BDM_AssetHandle entry = GetAsset(iKey);
+    if (!entry || !entry->ResolveFileSystemAlias(&source))
+        throw std::runtime_error("Cannot move: the file is offline.");
+    BDM_KeyHandle parentKey = iParentKey;
+    if (sFileSystemHooks.mGetLocation && sFileSystemHooks.mGetLocation(*iParentKey, &folder))
+    {
+        if (!(folder.GetVolume() == mVolume))
+            throw std::runtime_error("Cannot move to another volume; copy the item there instead.");
+        parentKey = BDM_KeyHandle();
+    }
+    else
+    {
+        const BDM_AssetHandle parent = GetAsset(iParentKey);
+        if (!parent || !parent->ResolveFileSystemAlias(&folder))
+            throw std::runtime_error("Cannot move: the destination folder is offline.");
+    }
+    if (!Sys_FileUtils::IsFolder(folder))
+        throw std::runtime_error("Cannot move: " + folder.GetFullPath() + " is not a folder.");
+    const Sys_FileLoc destination(folder, source.GetName());
+    if (destination == source)
+        return BDM_LazyObjectHandle(new BDM_DoNothingObject);
+    if (Sys_FileUtils::Exists(destination))
+        L10N_Throw(12, 68); // "An item with this name already exists in that location."
+    GetFileSystemBin().MoveAsset(sFileSystemHooks.mMakeKey(source),
+                                 sFileSystemHooks.mMakeKey(folder));
+    if (!parentKey)
+        parentKey = FindOrCreateEntryForLocation(folder);
+    mNeoBin->MoveAsset(iKey, parentKey);
+    SetPlaceOfEntries(iKey, GetRelativeComponents(destination));
+    if (GetCache()) // the wrapper holds the database's asset of the old parent
+        GetCache()->Remove(BDM_CacheKey(this, iKey));
+    return BDM_LazyObjectHandle(new BDM_DoNothingObject);
+}
+
+void BDM_Volume::ThrowIfNameRefused(const BDM_KeyHandle& iKey, const std::string& iName)
+{
+    std::string message;
+    const BDM_TypedAttributeValue<std::string> value(&Tags().cFileName, iName);
+    if (!IsAttributeValueValidVoid(iKey, Tags().cFileName, value, &message))
+        throw std::runtime_error(message.empty() ? "A name cannot be empty." : message);
+}
+
+void BDM_Volume::RenameAsset(const BDM_KeyHandle& iKey, const std::string& iName)
+{
+    ThrowIfNameRefused(iKey, iName);
+    const BDM_AssetHandle entry = GetAsset(iKey);
+    CMN_ASSERT(entry);
+    RenameEntry(*entry, iName);
+}
+
+void BDM_Volume::RenameEntry(BDM_Asset& iEntry, const std::string& iName)
+{
+    CMN_ASSERT(mNeoBin);
+    Sys_FileLoc oldLoc;
+    if (!iEntry.ResolveFileSystemAlias(&oldLoc) || oldLoc.IsVolumeRoot())
+        throw std::runtime_error("Cannot rename: the file is offline.");
+    const Sys_FileLoc newLoc(oldLoc.GetParentFolder(), iName);
+    if (iName != oldLoc.GetName())
+    {
+        if (Sys_FileUtils::Exists(newLoc) && !BDM_Utils::NamesEqual(iName, oldLoc.GetName()))
+            L10N_Throw(12, 68); // "An item with this name already exists in that location."
+        // The file-system asset renames its file when its name changes.
+        const BDM_AssetHandle file = GetFileSystemAsset(oldLoc);
+        auto* nameP = file ? dynamic_cast<BDM_TypedAttribute<std::string>*>(
+                                 file->GetAttribute(Tags().cFileName))
+                           : nullptr;
+        if (!nameP)
+            throw std::runtime_error("Cannot rename " + oldLoc.GetFullPath() + ".");
+        nameP->Set(iName);
+    }
+    const bool wasRenaming = mRenaming;
+    mRenaming = true;
+    try
+    {
+        SetValue(iEntry, Tags().cFileName, iName);
+        SetPlaceOfEntries(iEntry.GetKey(), GetRelativeComponents(newLoc));
+    }
+    catch (...)
+    {
+        mRenaming = wasRenaming;
+        throw;
+    }
+    mRenaming = wasRenaming;
+}
+
+void BDM_Volume::SetPlaceOfEntries(const BDM_KeyHandle& iKey, const BDM_StringList& iComponents)
+{
+    CMN_ASSERT(mNeoBin);
+    const BDM_AssetHandle entry = mNeoBin->GetAsset(iKey);
+    if (!entry)
+        return;
+    SetValue(*entry, Tags().cFilePathComponents, iComponents);
+    std::vector<ChildRecord> children;
+    ListChildren(iKey, &children);
+    for (const ChildRecord& child : children)
+    {
+        BDM_StringList place = iComponents;
+        place.push_back(child.mName);
+        SetPlaceOfEntries(child.mKey, place);
+    }
+}
+
+BDM_AssetHandle BDM_Volume::GetFileSystemAsset(const Sys_FileLoc& iLoc)
+{
+    CMN_ASSERT(sFileSystemHooks.mMakeKey);
+    if (!Sys_FileUtils::Exists(iLoc))
+        return BDM_AssetHandle();
+    return GetFileSystemBin().GetAsset(sFileSystemHooks.mMakeKey(iLoc));
+}
+
+BDM_LazyObjectHandle BDM_Volume::DeleteAssetRecursive(const BDM_KeyHandle& iKey)
+{
+    CMN_ASSERT(mNeoBin && iKey);
+    if (mVolume.IsLocked())
+        L10N_Throw(12, 72); // "Cannot delete because the volume is locked."
+    return BDM_LazyObjectHandle(new BDM_Volume_DeleteAssetRecursive(*this, iKey));
+}
+
+BDM_PredicateFactory* BDM_Volume::GetPredicateFactory()
+{
+    return mNeoBin ? mNeoBin->GetPredicateFactory() : nullptr;
+}
+
+std::unique_ptr<BDM_QueryResult> BDM_Volume::Query(const BDM_PredicateHandle& iPredicate,
+                                                   const BDM_KeyHandle& iRoot)
+{
+    if (!mNeoBin)
+        return nullptr;
+    return std::make_unique<BDM_Volume_QueryResult>(
+        *this, mNeoBin->Query(iPredicate, iRoot ? iRoot : mNeoBin->GetRoot()));
+}
+
+bool BDM_Volume::IsInUse() const
+{
+    // One reference is the owner's; the database's one is the volume's.
+    return BDM_FileBasedBin::IsInUse() || GetRefCount() > 1 ||
+           (mNeoBin && mNeoBin->GetRefCount() > 1);
 }
 
 void BDM_Volume::Commit()
@@ -321,8 +486,8 @@ BDM_Asset* BDM_Volume::GenerateAsset(const BDM_KeyHandle& iKey)
 
 void BDM_Volume::DeleteAssetImpl(const BDM_KeyHandle& iKey)
 {
-    CMN_ASSERT(mNeoBin);
-    mNeoBin->DeleteAsset(iKey);
+    BDM_LazyObjectHandle deleter = DeleteAssetRecursive(iKey);
+    static_cast<BDM_Volume_DeleteAssetRecursive&>(*deleter).DeleteNow();
 }
 
 // ---- BDM_VolumeAsset ---------------------------------------------------------------------
@@ -359,6 +524,35 @@ bool BDM_VolumeAsset::ResolveFileSystemAlias(Sys_FileLoc* oLocP)
     if (!mInner->GetAttributeValue(Tags().cFileVolumeID, &volumeID))
         volumeID = int32_t(static_cast<BDM_Volume*>(GetBin())->GetVolume().GetID());
     return BDM_Volume::ResolveLocation(uint32_t(volumeID), components, oLocP);
+}
+
+void BDM_VolumeAsset::Update(BDM_Attribute& ioAttribute)
+{
+    auto& volume = static_cast<BDM_Volume&>(*GetBin());
+    std::string name;
+    if (ioAttribute.GetTag() == Tags().cFileName && !volume.mRenaming &&
+        !BDM_AssetSynchronizer::IsInSynchronizingContext() &&
+        BDM_GetAttributeValue(Tags().cFileName, &ioAttribute, &name))
+    {
+        Sys_FileLoc oldLoc;
+        try
+        {
+            volume.ThrowIfNameRefused(GetKey(), name);
+            volume.RenameEntry(*this, name);
+        }
+        catch (...)
+        {
+            // The entry keeps the name of its file.
+            if (ResolveFileSystemAlias(&oldLoc))
+            {
+                volume.mRenaming = true;
+                SetValue(*this, Tags().cFileName, oldLoc.GetName());
+                volume.mRenaming = false;
+            }
+            throw;
+        }
+    }
+    BDM_Asset::Update(ioAttribute);
 }
 
 BDM_Attribute* BDM_VolumeAsset::Fetch(const BDM_AttributeTag&)

@@ -50,6 +50,9 @@ public:
     {
         BDM_KeyHandle (*mMakeKey)(const Sys_FileLoc& iLoc) = nullptr;
         bool (*mGetLocation)(const BDM_Key& iKey, Sys_FileLoc* oLocP) = nullptr;
+        // Where a copier that the file-system bin's CopyAsset made put its copy, once it has
+        // loaded; false before, or for another object.
+        bool (*mGetCopiedLocation)(BDM_LazyObject& iCopier, Sys_FileLoc* oLocP) = nullptr;
     };
     static void SetFileSystemHooks(const FileSystemHooks& iHooks);
     static const FileSystemHooks& GetFileSystemHooks();
@@ -110,11 +113,40 @@ public:
 
     // Forwarded to the database; the volume must be open.
     BDM_KeyHandle GetRoot() override;
+    void Commit() override;
+
+    // A BDM_Volume_AssetCopier that copies the file or folder of iSrcKey (any bin whose asset
+    // resolves to a file) into the folder of the entry iParentKey, then enters the copy.
+    // Refused before anything is written: a locked volume throws message 1271, a copy whose
+    // bytes (a folder's whole tree) exceed the volume's free space message 1288. The volume
+    // must be open for writing; the entry of iParentKey must resolve to a folder.
     BDM_LazyObjectHandle CopyAsset(BDM_Bin& iSrcBin, const BDM_KeyHandle& iSrcKey,
                                    const BDM_KeyHandle& iParentKey) override;
+    // Moves the file or folder of the entry iKey into the folder iParentKey, on disk through
+    // the file-system bin and then in the database; done when it returns (the answer is a
+    // loaded placeholder). iParentKey is an entry of this volume or a file-system key of a
+    // folder on it; a folder on another volume is refused (that is a copy). A name taken in
+    // the destination throws message 1268; a source that does not resolve throws.
     BDM_LazyObjectHandle MoveAsset(const BDM_KeyHandle& iKey,
                                    const BDM_KeyHandle& iParentKey) override;
-    void Commit() override;
+    // Gives the entry iKey's file or folder the name iName: the same as setting its
+    // cFileName. A refused name throws the text of IsAttributeValueValidVoid; a name taken in
+    // the folder throws message 1268.
+    void RenameAsset(const BDM_KeyHandle& iKey, const std::string& iName);
+    // A BDM_Volume_DeleteAssetRecursive for the entry iKey: its file or folder tree goes from
+    // disk, then the entries of what went. A locked volume throws message 1272.
+    BDM_LazyObjectHandle DeleteAssetRecursive(const BDM_KeyHandle& iKey);
+    // The database's search terms, and a search of the database below iRoot (null: the root)
+    // whose keys are this volume's (BDM_Volume_QueryResult). Null while the volume is not open.
+    BDM_PredicateFactory* GetPredicateFactory() override;
+    std::unique_ptr<BDM_QueryResult> Query(const BDM_PredicateHandle& iPredicate,
+                                           const BDM_KeyHandle& iRoot) override;
+    // True while anyone but the volume's owner keeps the volume or its database: a client
+    // counted in (IncrementUseCount), a live asset of either (an open browser), a copy,
+    // delete or indexing pass in the background (they hold the volume until they end), or a
+    // second holder of the database. The owner is the one reference the workspace's list
+    // (or whoever made the volume) keeps, plus the volume's own hold on its database.
+    bool IsInUse() const override;
 
     // The entry of a location of this volume (asserts "iFileLoc.GetVolume() == mVolume"): the
     // volume root answers the root; entries missing on the way are made from the file
@@ -134,6 +166,11 @@ public:
     // date; the new entry's key.
     BDM_KeyHandle ImportEntry(BDM_Asset& iSource, const Sys_FileLoc& iLoc,
                               const BDM_KeyHandle& iParentKey);
+    // The file-system asset of a location of this volume (null when nothing is there).
+    BDM_AssetHandle GetFileSystemAsset(const Sys_FileLoc& iLoc);
+    // Stores iComponents as the place of the entry iKey, and the matching places of every
+    // entry below it (each keeps its own path below iKey).
+    void SetPlaceOfEntries(const BDM_KeyHandle& iKey, const BDM_StringList& iComponents);
 
 protected:
     // Makes the database through the factory (a run-time error when none is installed),
@@ -147,8 +184,15 @@ protected:
     void DeleteAssetImpl(const BDM_KeyHandle& iKey) override;
 
 private:
+    friend class BDM_VolumeAsset;
+    // Throws the text of IsAttributeValueValidVoid for a refused name.
+    void ThrowIfNameRefused(const BDM_KeyHandle& iKey, const std::string& iName);
+    // Renames on disk and in the database; iEntry's cFileName may already hold iName.
+    void RenameEntry(BDM_Asset& iEntry, const std::string& iName);
+
     Sys_Volume mVolume;
     BDM_BinHandle mNeoBin;
+    bool mRenaming = false; // RenameEntry at work: a cFileName change is its own
     Sys_FileLoc mRootLoc;
     static DatabaseFactory sDatabaseFactory;
 };
@@ -182,6 +226,9 @@ public:
     bool ResolveFileSystemAlias(Sys_FileLoc* oLocP) override;
     BDM_AssetHandle ResolveFileSystemAlias() override { return mInner->ResolveFileSystemAlias(); }
     void Flush() override { mInner->Flush(); }
+    // A change of cFileName (outside an indexing pass) renames the file or folder on disk
+    // and moves the places of the entries below; a refused name is put back and throws.
+    void Update(BDM_Attribute& ioAttribute) override;
 
 protected:
     BDM_Attribute* Fetch(const BDM_AttributeTag& iTag) override;

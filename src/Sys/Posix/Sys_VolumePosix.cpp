@@ -199,8 +199,10 @@ public:
         if (!entryP || ::statvfs(entryP->mMountPoint.c_str(), &info) != 0)
             return false;
         const int64_t unit = info.f_frsize ? int64_t(info.f_frsize) : int64_t(info.f_bsize);
-        *oAttr = Sys_VolumeAttr(entryP->mMountPoint, int64_t(info.f_blocks) * unit,
-                                int64_t(info.f_bavail) * unit, entryP->mMountPoint == "/");
+        const int64_t freeSpace = entryP->mFreeSpaceOverride >= 0 ? entryP->mFreeSpaceOverride
+                                                                  : int64_t(info.f_bavail) * unit;
+        *oAttr = Sys_VolumeAttr(entryP->mMountPoint, int64_t(info.f_blocks) * unit, freeSpace,
+                                entryP->mMountPoint == "/");
         return true;
     }
     bool IsLocked() const override

@@ -35,6 +35,9 @@ public:
         uint32_t mDevMajor = 0;
         uint32_t mDevMinor = 0;
         bool mReadOnly = false;
+        // When 0 or more, the free space that Sys_Volume::GetAttr answers instead of the
+        // file system's (an installed table's way to stand for a nearly full disk).
+        int64_t mFreeSpaceOverride = -1;
     };
     using MountTable = std::vector<MountEntry>;
 

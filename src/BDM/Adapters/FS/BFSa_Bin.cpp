@@ -416,9 +416,17 @@ bool GetKeyLocation(const BDM_Key& iKey, Sys_FileLoc* oLocP)
     *oLocP = static_cast<const BFSa_Key&>(iKey).GetFileLoc();
     return true;
 }
+bool GetCopiedLocation(BDM_LazyObject& iCopier, Sys_FileLoc* oLocP)
+{
+    const auto* copierP = dynamic_cast<const BFSa_AssetCopier*>(&iCopier);
+    if (!copierP || !iCopier.IsLoaded() || copierP->GetCopiedFileLoc().IsEmpty())
+        return false;
+    *oLocP = copierP->GetCopiedFileLoc();
+    return true;
+}
 [[maybe_unused]] const bool sVolumeHooksInstalled =
     (BDM_Volume::SetFileSystemHooks({[](const Sys_FileLoc& iLoc) { return BFSa_Bin::MakeKey(iLoc); },
-                                     &GetKeyLocation}),
+                                     &GetKeyLocation, &GetCopiedLocation}),
      true);
 } // namespace
 
