@@ -448,6 +448,8 @@ bool WorksOn(BDM_LazyObject& iObject, BDM_Volume& iVolume)
     {
         if (IsBinOfVolume(&iteratorP->GetBin(), iVolume))
             return true;
+        if (!iteratorP->GetLocalRoot())
+            return false;
         Sys_FileLoc loc;
         BDM_AssetHandle root = iteratorP->GetBin().GetAsset(iteratorP->GetLocalRoot());
         return root && root->ResolveFileSystemAlias(&loc) && OnVolume(loc, volume);
@@ -597,8 +599,12 @@ BDM_Volume* BDM_Workspace::VolumeOfKey(const BDM_KeyHandle& iKey) const
     for (const auto& entry : mVolumes)
         if (IsBinOfVolume(key.mBin, *entry.mVolume))
             return entry.mVolume.Get();
+    // a file or folder of the file system lies on the volume that holds it; an entry of a
+    // catalog only in its catalog, wherever its file is
     Sys_FileLoc loc;
-    BDM_AssetHandle asset = key.mInner ? key.mBin->GetAsset(key.mInner) : BDM_AssetHandle();
+    if (!key.mInner || key.mInner->GetType() != BDM_Key::eType_FS)
+        return nullptr;
+    BDM_AssetHandle asset = key.mBin->GetAsset(key.mInner);
     if (!asset || !asset->ResolveFileSystemAlias(&loc))
         return nullptr;
     return GetVolume(Sys_Volume(loc.GetFullPath()));
@@ -636,7 +642,8 @@ bool BDM_Workspace::LiesInside(const BDM_KeyHandle& iKey, const BDM_KeyHandle& i
     if (!outerAsset || !asset)
         return false;
     Sys_FileLoc outerLoc, loc;
-    if (outerAsset->ResolveFileSystemAlias(&outerLoc) && asset->ResolveFileSystemAlias(&loc))
+    if (VolumeOfKey(iOuter) && VolumeOfKey(iKey) && outerAsset->ResolveFileSystemAlias(&outerLoc) &&
+        asset->ResolveFileSystemAlias(&loc))
         return IsBelow(loc.GetFullPath(), outerLoc.GetFullPath());
     if (key.mBin != outer.mBin)
         return false;

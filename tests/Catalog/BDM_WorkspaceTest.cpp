@@ -296,6 +296,9 @@ TEST_F(WorkspaceFixture, SelectionsBecomeQueryAreas)
     // the volume's own keys are searched in the volume when it can be, else in its database
     BDM_Bin* aSearchedP = a.GetPredicateFactory() ? static_cast<BDM_Bin*>(&a) : a.GetDatabase();
     const BDM_KeyHandle sub = Wrap(*mCatalog, mSub);
+    const BDM_KeyHandle inCatalog =
+        mCatalog->ImportAsset(*Files().GetAsset(FileKey("diskA/In")), mCatalog->GetRoot());
+    ASSERT_TRUE(inCatalog->IsFolder());
     struct Row
     {
         const char* mWhat;
@@ -313,6 +316,9 @@ TEST_F(WorkspaceFixture, SelectionsBecomeQueryAreas)
         {"what lies inside selected entries goes",
          {File("diskA/In"), sub, inA, mCatalogKey, Entry(cDiskA)},
          {catalogRoot, aRoot}},
+        {"a catalog's folder of a file on a selected volume stays",
+         {Entry(cDiskA), Wrap(*mCatalog, inCatalog)},
+         {aRoot, {mCatalog, inCatalog}}},
         {"the root", {inA, WS().GetRoot()}, {}},
     };
     for (const Row& row : rows)
