@@ -3,6 +3,8 @@
 // designation rules, and the link path that an indexing pass leaves quiet.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "BDM/Adapters/FS/BFSa_Bin.h"
 #include "BDM/BDM_Globals.h"
 #include "BDM/BDM_Iterator.h"
@@ -74,9 +76,9 @@ protected:
             fs::create_directories(Path(folder));
         std::ofstream(Path("diskA/In/take.txt")) << "take";
         BDM_Volume::SetVolumesFolder(Sys_FileLoc(Path("volumes")));
-        Mount({{cRootID, "/", "ext4"},
-               {cDiskA, Path("diskA"), "ext4"},
-               {cDiskB, Path("diskB"), "ext4"}});
+        Mount({{cRootID, "/", "ext4", false},
+               {cDiskA, Path("diskA"), "ext4", false},
+               {cDiskB, Path("diskB"), "ext4", false}});
         BDM_Workspace::SetCatalogFactory([](const BDM_URL& iURL, BDM_Cache* iCacheP) -> BDM_Bin*
                                          { return new BDM_Catalog(iURL, iCacheP); });
         mHold = BDM_BinHandle(new BDM_Workspace(&BDM_Globals::Instance()->Cache()));
@@ -94,18 +96,13 @@ protected:
         BDM_Workspace::SetCatalogFactory(nullptr);
         BDM_Workspace::SetUnmountFunction(nullptr);
     }
-    struct Disk
-    {
-        uint32_t mID;
-        std::string mMountPoint, mFileSystem;
-        bool mReadOnly = false;
-    };
-    static void Mount(const std::vector<Disk>& iDisks)
+    // (identifier, mount point, file system, read-only) rows
+    static void
+    Mount(const std::vector<std::tuple<uint32_t, std::string, const char*, bool>>& iDisks)
     {
         Sys_VolumePosix::MountTable table;
-        for (const Disk& disk : iDisks)
-            table.push_back({disk.mID, disk.mMountPoint, "/", disk.mFileSystem, "/dev/sdz", 0, 0,
-                             disk.mReadOnly});
+        for (const auto& [id, mountPoint, fileSystem, readOnly] : iDisks)
+            table.push_back({id, mountPoint, "/", fileSystem, "/dev/sdz", 0, 0, readOnly});
         Sys_VolumePosix::SetMountTable(table);
     }
     BDM_Workspace& WS() const { return static_cast<BDM_Workspace&>(*mHold); }
@@ -179,17 +176,12 @@ TEST_F(WorkspaceFixture, CopiesAndMovesGoToTheInnerBinAndComeBackWrapped)
     EXPECT_TRUE(Same(volume.mCalls[0].second.first, FileKey("diskA/In/take.txt")));
     EXPECT_TRUE(Same(volume.mCalls[0].second.second, FileKey("diskA/Out")));
 
-    enum EOutcome
-    {
-        eMoves,
-        eError,
-        eAssertion
-    };
+    constexpr int eMoves = 0, eError = 1, eAssertion = 2;
     struct Move
     {
         const char* mWhat;
         BDM_KeyHandle mKey, mParent;
-        EOutcome mOutcome;
+        int mOutcome;
         std::function<bool()> mDone;
     };
     const BDM_KeyHandle inCatalog = mCatalog->FindChild(mCatalog->GetRoot(), "take.txt");
@@ -338,20 +330,13 @@ TEST_F(WorkspaceFixture, SelectionsBecomeQueryAreas)
 
 TEST_F(WorkspaceFixture, DefaultValidatorKeepsDesignationsToFittingVolumes)
 {
-    enum : uint32_t
-    {
-        eLocal = 0x21,
-        eReadOnly,
-        eNetwork,
-        eOptical,
-        eRAM,
-        eGone
-    };
-    Mount({{eLocal, Path("diskA"), "ext4"},
+    constexpr uint32_t eLocal = 0x21, eReadOnly = 0x22, eNetwork = 0x23, eOptical = 0x24,
+                       eRAM = 0x25, eGone = 0x26;
+    Mount({{eLocal, Path("diskA"), "ext4", false},
            {eReadOnly, Path("diskB"), "ext4", true},
-           {eNetwork, Path("catalogs"), "nfs"},
-           {eOptical, Path("diskA/In"), "iso9660"},
-           {eRAM, Path("diskA/Out"), "tmpfs"}});
+           {eNetwork, Path("catalogs"), "nfs", false},
+           {eOptical, Path("diskA/In"), "iso9660", false},
+           {eRAM, Path("diskA/Out"), "tmpfs", false}});
     struct Row
     {
         uint32_t mVolume;
@@ -397,12 +382,12 @@ TEST_F(WorkspaceFixture, LinkPathStaysQuietWhileSynchronisingAndTellsOfARelink)
     } observer;
     observer.mLinkP = &link;
     observer.mTo = {BDM_BinHandle(mCatalog), mSub};
-    asset->GetAttribute(t.cLinkPath)->AddObserver(observer);
-    asset->Cmn_Observable<BDM_Asset>::AddObserver(observer);
     Catalog_Set(*mCatalog, mSub, t.cAssetComment, std::string("indexed"));
     BDM_Attribute* comment = asset->GetAttribute(t.cAssetComment);
     ASSERT_TRUE(comment);
     comment->AddObserver(observer);
+    asset->GetAttribute(t.cLinkPath)->AddObserver(observer);
+    asset->Cmn_Observable<BDM_Asset>::AddObserver(observer);
     {
         // the pass writes the comment, and so the link: no relink
         BDM_LazyObjectHandle sync(new BDM_AssetSynchronizer(source, asset, false));
