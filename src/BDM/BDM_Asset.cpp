@@ -1,6 +1,7 @@
 #include "BDM/BDM_Asset.h"
 
 #include "BDM/BDM_Bin.h"
+#include "BDM/BDM_Synchronizer.h"
 #include "BDM/BDM_Utils.h"
 #include "Sys_FileUtils.h"
 
@@ -177,7 +178,8 @@ BDM_Attribute* BDM_Asset::GetAttribute(const BDM_AttributeTag& iTag)
 void BDM_Asset::Update(BDM_Attribute& ioAttribute)
 {
     const BDM_AttributeTags& t = *BDM_AttributeTags::Instance();
-    if (ioAttribute.GetTag() == t.cLink)
+    // A synchroniser writing the stored link is no relink: the shown path stays quiet.
+    if (ioAttribute.GetTag() == t.cLink && !BDM_AssetSynchronizer::IsInSynchronizingContext())
     {
         if (BDM_Attribute* linkPathP = GetAttribute(t.cLinkPath))
             linkPathP->NotifyObservers(*linkPathP);

@@ -10,7 +10,8 @@
 //     that appears later (a file that comes online) is picked up at the next ask; the
 //     container flags on a non-container and the spare strings are never stored either.
 //  2. The asset observes each attribute it made; a change reaches the asset's observers
-//     (a change of cLink also makes cLinkPath notify).
+//     (a change of cLink also makes cLinkPath notify, except while an asset synchroniser
+//     writes it: an indexing pass is no relink).
 //  3. Assets are made by their bin (GenerateAsset) and held weakly by the one BDM_Cache:
 //     an asset lives while a client holds it and is made again from the store afterwards.
 // Threads: the browser's thread; the count is interlocked (a worker may release one).

@@ -26,10 +26,40 @@ BDM_EVolumeDesignation BDM_Settings::GetVideoVolumeDesignation(const Sys_Volume&
     return found == mVideo.end() ? BDM_eVolumeDesignation_None : found->second;
 }
 
+bool BDM_DefaultVolumeValidator::IsValid(const Sys_Volume& iVolume,
+                                         BDM_EVolumeDesignation iDesignation)
+{
+    if (iDesignation == BDM_eVolumeDesignation_None)
+        return true;
+    if (!iVolume.IsMounted() || iVolume.IsLocked())
+        return false;
+    const Sys_Volume::EVolumeType kind = iVolume.GetVolumeType();
+    if (kind == Sys_Volume::eVolumeType_CDROM ||
+        iVolume.GetFileSystemType() == Sys_Volume::eFileSystemType_CDFS)
+        return false;
+    switch (iDesignation)
+    {
+    case BDM_eVolumeDesignation_Record:
+    case BDM_eVolumeDesignation_Playback:
+        return kind == Sys_Volume::eVolumeType_Fixed || kind == Sys_Volume::eVolumeType_Removable ||
+               kind == Sys_Volume::eVolumeType_RAMDisk;
+    case BDM_eVolumeDesignation_Transfer:
+        return true;
+    default:
+        return false;
+    }
+}
+
+BDM_VolumeValidator& BDM_Settings::GetVolumeValidator() const
+{
+    static BDM_DefaultVolumeValidator sDefault;
+    return mValidatorP ? *mValidatorP : sDefault;
+}
+
 bool BDM_Settings::SetDesignation(Designations& ioMap, const Sys_Volume& iVolume,
                                   BDM_EVolumeDesignation iValue)
 {
-    if (mValidatorP && !mValidatorP->IsValid(iVolume, iValue))
+    if (!GetVolumeValidator().IsValid(iVolume, iValue))
         return false;
     BDM_EVolumeDesignation& slot = ioMap[iVolume.GetID()];
     const bool changed = slot != iValue;

@@ -38,6 +38,22 @@ public:
     virtual bool IsValid(const Sys_Volume& iVolume, BDM_EVolumeDesignation iDesignation) = 0;
 };
 
+// The rules that hold when the application installs no validator of its own:
+//   None      always (taking a designation away is never refused);
+//   Record,
+//   Playback  a mounted, writable, local volume: fixed, removable or RAM disk, never a
+//             network share, since a workstation streams audio from and to these in real
+//             time;
+//   Transfer  any mounted, writable volume, network shares included: files are only copied
+//             to and from it;
+//   never     a volume that is not mounted, a read-only mount, an optical medium (by volume
+//             kind or by file system: ISO 9660, UDF), or a value outside the four above.
+class BDM_DefaultVolumeValidator : public BDM_VolumeValidator
+{
+public:
+    bool IsValid(const Sys_Volume& iVolume, BDM_EVolumeDesignation iDesignation) override;
+};
+
 class BDM_Settings : public Cmn_RefCountObject,
                      public Cmn_Observable<const Sys_Volume>,
                      public Cmn_Observable<const bool>
@@ -55,7 +71,8 @@ public:
 
     BDM_EVolumeDesignation GetAudioVolumeDesignation(const Sys_Volume& iVolume) const;
     BDM_EVolumeDesignation GetVideoVolumeDesignation(const Sys_Volume& iVolume) const;
-    // A designation the validator refuses is not set (false).
+    // A designation the validator refuses is not set (false). Designations read from a
+    // saved stream are taken as they stand.
     bool SetAudioVolumeDesignation(const Sys_Volume& iVolume, BDM_EVolumeDesignation iValue);
     bool SetVideoVolumeDesignation(const Sys_Volume& iVolume, BDM_EVolumeDesignation iValue);
     const RelinkerSettings& GetRelinkerSettings() const { return mRelinker; }
@@ -67,7 +84,9 @@ public:
     {
         mSuspendDuringPlayback = iSuspend;
     }
+    // The application's validator, not owned; null restores BDM_DefaultVolumeValidator.
     void SetVolumeValidator(BDM_VolumeValidator* iValidatorP) { mValidatorP = iValidatorP; }
+    BDM_VolumeValidator& GetVolumeValidator() const;
 
     void StreamOut(Sys_TypedOutStream& ioStream) const;
     void StreamIn(Sys_TypedInStream& ioStream);

@@ -7,7 +7,10 @@
 
 #include "BDM/BDM_AttributeTag.h"
 #include "BDM/BDM_Globals.h"
+#include "BDM/BDM_Iterator.h"
+#include "BDM/BDM_QueryArea.h"
 #include "BDM/BDM_Settings.h"
+#include "BDM/BDM_TaskManager.h"
 #include "Cmn_Assert.h"
 #include "Cmn_Exception.h"
 #include "L10N_ExceptionData.h"
@@ -304,15 +307,431 @@ BDM_FileBasedBin* BDM_Workspace::GetFileBasedBin(const BDM_URL& iURL) const
     return nullptr;
 }
 
-BDM_LazyObjectHandle BDM_Workspace::CopyAsset(BDM_Bin&, const BDM_KeyHandle&,
-                                              const BDM_KeyHandle&)
+namespace
 {
-    throw std::runtime_error("Not implemented");
+// The inner bin and key of a workspace key; an entry without an inner key stands for its
+// bin's root.
+std::pair<BDM_Bin*, BDM_KeyHandle> Unwrap(const BDM_KeyHandle& iKey)
+{
+    const BDM_WorkspaceKey& key = AsWorkspaceKey(iKey);
+    if (!key.mBin)
+        return {nullptr, BDM_KeyHandle()};
+    return {key.mBin, key.mInner ? key.mInner : key.mBin->GetRoot()};
+}
+} // namespace
+
+void BDM_Workspace::OpenCatalogOf(const BDM_KeyHandle& iKey)
+{
+    const BDM_WorkspaceKey& key = AsWorkspaceKey(iKey);
+    for (auto& entry : mCatalogs)
+        if (entry.mBin.Get() == key.mBin && !entry.mBin->IsOpen())
+            entry.mBin->Open(eOpenFlag_OpenForWrite);
 }
 
-BDM_LazyObjectHandle BDM_Workspace::MoveAsset(const BDM_KeyHandle&, const BDM_KeyHandle&)
+BDM_LazyObjectHandle BDM_Workspace::CopyAsset(BDM_Bin& iSrcBin, const BDM_KeyHandle& iSrcKey,
+                                              const BDM_KeyHandle& iParentKey)
 {
-    throw std::runtime_error("Not implemented");
+    OpenCatalogOf(iParentKey);
+    BDM_Bin* srcBinP = &iSrcBin;
+    BDM_KeyHandle srcKey = iSrcKey;
+    if (dynamic_cast<BDM_Workspace*>(&iSrcBin))
+    {
+        OpenCatalogOf(iSrcKey);
+        std::tie(srcBinP, srcKey) = Unwrap(iSrcKey);
+        CMN_ASSERT_TEXT(srcBinP, "the root of the workspace is not copied");
+    }
+    const auto [dstBinP, dstParent] = Unwrap(iParentKey);
+    CMN_ASSERT_TEXT(dstBinP, "the root of the workspace is no destination");
+    std::string sourceName;
+    if (BDM_AssetHandle source = srcBinP->GetAsset(srcKey))
+        sourceName = source->GetName();
+    std::list<BDM_KeyHandle> before;
+    if (BDM_AssetHandle parent = dstBinP->GetAsset(dstParent))
+        parent->GetChildren(&before);
+    BDM_LazyObjectHandle inner = dstBinP->CopyAsset(*srcBinP, srcKey, dstParent);
+    return BDM_LazyObjectHandle(new BDM_WorkspaceAssetCopier(*srcBinP, *dstBinP, dstParent,
+                                                             sourceName, std::move(before), inner));
+}
+
+BDM_LazyObjectHandle BDM_Workspace::MoveAsset(const BDM_KeyHandle& iKey,
+                                              const BDM_KeyHandle& iParentKey)
+{
+    OpenCatalogOf(iKey);
+    const auto [binP, key] = Unwrap(iKey);
+    const auto [parentBinP, parent] = Unwrap(iParentKey);
+    CMN_ASSERT_TEXT(binP && parentBinP, "the root of the workspace does not move");
+    CMN_ASSERT_TEXT(!FindVolumeEntry(iKey) && !FindCatalogEntry(iKey),
+                    "the entries of volumes and catalogs do not move");
+    if (binP != parentBinP)
+        throw std::runtime_error("An item moves only within its own volume or catalog; copy it to "
+                                 "move it elsewhere.");
+    BDM_LazyObjectHandle moved = binP->MoveAsset(key, parent);
+    if (GetCache())
+        GetCache()->Remove(BDM_CacheKey(this, iKey));
+    return moved;
+}
+
+bool BDM_Workspace::CanMoveTo(const BDM_KeyHandle& iKey, const BDM_KeyHandle& iParentKey)
+{
+    const auto [binP, key] = Unwrap(iKey);
+    const auto [parentBinP, parent] = Unwrap(iParentKey);
+    if (!binP || binP != parentBinP || FindVolumeEntry(iKey) || FindCatalogEntry(iKey))
+        return false;
+    return binP->CanMoveTo(key, parent);
+}
+
+bool BDM_Workspace::CanDeleteAsset(const BDM_KeyHandle& iKey)
+{
+    const BDM_WorkspaceKey& key = AsWorkspaceKey(iKey);
+    if (!key.mBin || !key.mInner || FindVolumeEntry(iKey) || FindCatalogEntry(iKey))
+        return false;
+    return key.mBin->CanDeleteAsset(key.mInner);
+}
+
+const BDM_Workspace::VolumeEntry* BDM_Workspace::FindVolumeEntry(const BDM_KeyHandle& iKey) const
+{
+    for (const auto& entry : mVolumes)
+        if (SameKey(entry.mKey, iKey))
+            return &entry;
+    return nullptr;
+}
+
+const BDM_Workspace::CatalogEntry* BDM_Workspace::FindCatalogEntry(const BDM_KeyHandle& iKey) const
+{
+    for (const auto& entry : mCatalogs)
+        if (SameKey(entry.mKey, iKey))
+            return &entry;
+    return nullptr;
+}
+
+// ---- unmounting ------------------------------------------------------------------------------
+
+BDM_Workspace::UnmountFunction BDM_Workspace::sUnmountFunction = nullptr;
+
+void BDM_Workspace::SetUnmountFunction(UnmountFunction iFunction)
+{
+    sUnmountFunction = iFunction;
+}
+
+namespace
+{
+// The refusals: "Can't unmount boot volume.", "Cannot unmount volume. Some files may be in
+// use.", "Can't unmount because the volume is being used by a background task."
+constexpr int32_t cBrowserPackage = 12;
+constexpr int32_t cBootVolume = 69;
+constexpr int32_t cFilesInUse = 73;
+constexpr int32_t cUsedByTask = 81;
+
+bool OnVolume(const Sys_FileLoc& iLoc, const Sys_Volume& iVolume)
+{
+    return !iLoc.IsEmpty() && Sys_Volume(iLoc.GetFullPath()) == iVolume;
+}
+
+bool IsBinOfVolume(const BDM_Bin* iBinP, const BDM_Volume& iVolume)
+{
+    return iBinP && (iBinP == &iVolume || iBinP == iVolume.GetDatabase());
+}
+
+// Whether one lazy object works on the volume, by what it tells of itself.
+bool WorksOn(BDM_LazyObject& iObject, BDM_Volume& iVolume)
+{
+    const Sys_Volume& volume = iVolume.GetVolume();
+    if (auto* userP = dynamic_cast<const BDM_VolumeUser*>(&iObject))
+        return userP->IsUsingVolume(volume);
+    if (auto* copierP = dynamic_cast<BDM_WorkspaceAssetCopier*>(&iObject))
+        return IsBinOfVolume(&copierP->GetSourceBin(), iVolume) ||
+               IsBinOfVolume(&copierP->GetDestinationBin(), iVolume);
+    if (auto* copierP = dynamic_cast<BDM_RecursiveAssetCopier*>(&iObject))
+        if (IsBinOfVolume(copierP->GetDestinationBin().Get(), iVolume))
+            return true;
+    if (auto* iteratorP = dynamic_cast<BDM_Iterator*>(&iObject))
+    {
+        if (IsBinOfVolume(&iteratorP->GetBin(), iVolume))
+            return true;
+        if (!iteratorP->GetLocalRoot())
+            return false;
+        Sys_FileLoc loc;
+        BDM_AssetHandle root = iteratorP->GetBin().GetAsset(iteratorP->GetLocalRoot());
+        return root && root->ResolveFileSystemAlias(&loc) && OnVolume(loc, volume);
+    }
+    return false;
+}
+
+// Whether a task managed by the task manager, or running now, or anything one of them waits
+// for, works on the volume.
+bool IsUsedByTask(BDM_Volume& iVolume)
+{
+    std::vector<BDM_LazyObject*> pending(BDM_LazyObject::GetLoaderStack());
+    const BDM_TaskManager& tasks = BDM_Globals::Instance()->TaskManager();
+    std::vector<int32_t> ids{BDM_TaskManager::cRootID};
+    while (!ids.empty())
+    {
+        const int32_t id = ids.back();
+        ids.pop_back();
+        if (const BDM_TaskManager::Entry* entryP = tasks.FindEntry(id); entryP && entryP->mObject)
+            pending.push_back(entryP->mObject.Get());
+        for (int32_t child : tasks.GetChildIDs(id))
+            ids.push_back(child);
+    }
+    std::set<BDM_LazyObject*> seen;
+    while (!pending.empty())
+    {
+        BDM_LazyObject* objectP = pending.back();
+        pending.pop_back();
+        if (!seen.insert(objectP).second)
+            continue;
+        if (WorksOn(*objectP, iVolume))
+            return true;
+        for (const BDM_LazyObjectHandle& dependency : objectP->GetDependencies())
+            pending.push_back(dependency.Get());
+    }
+    return false;
+}
+
+// The id of the message that refuses to unmount the volume, or 0.
+int32_t UnmountRefusal(BDM_Volume& iVolume)
+{
+    const Sys_Volume& volume = iVolume.GetVolume();
+    if (volume.GetMountPoint() == "/" || volume == Sys_Volume(std::string("/")))
+        return cBootVolume;
+    if (IsUsedByTask(iVolume))
+        return cUsedByTask;
+    if (iVolume.IsInUse())
+        return cFilesInUse;
+    return 0;
+}
+} // namespace
+
+bool BDM_Workspace::CanUnmountVolume(const BDM_KeyHandle& iKey, std::string* oWhyNotP) const
+{
+    const VolumeEntry* entryP = FindVolumeEntry(iKey);
+    CMN_ASSERT_TEXT(entryP, "a volume's entry");
+    const int32_t refusal = UnmountRefusal(*entryP->mVolume);
+    if (refusal && oWhyNotP)
+        *oWhyNotP = L10N_ExceptionData(cBrowserPackage, refusal).GetText();
+    return refusal == 0;
+}
+
+void BDM_Workspace::UnmountVolume(const BDM_KeyHandle& iKey)
+{
+    const VolumeEntry* entryP = FindVolumeEntry(iKey);
+    CMN_ASSERT_TEXT(entryP, "a volume's entry");
+    BDM_VolumeHandle volume = entryP->mVolume;
+    if (const int32_t refusal = UnmountRefusal(*volume))
+        L10N_Throw(cBrowserPackage, refusal);
+    if (volume->IsOpen())
+        volume->Close();
+    if (sUnmountFunction)
+        sUnmountFunction(volume->GetVolume());
+    else
+        volume->GetVolume().Unmount();
+    RemoveVolume(iKey);
+    BDM_Bin* self = this;
+    NotifyObservers(self);
+}
+
+// ---- the workspace's copier ------------------------------------------------------------------
+
+BDM_WorkspaceAssetCopier::BDM_WorkspaceAssetCopier(BDM_Bin& iSrcBin, BDM_Bin& iDstBin,
+                                                   const BDM_KeyHandle& iDstParent,
+                                                   const std::string& iSourceName,
+                                                   std::list<BDM_KeyHandle> iBefore,
+                                                   const BDM_LazyObjectHandle& iInner)
+    : mSrcBin(&iSrcBin), mDstBin(&iDstBin), mDstParent(iDstParent), mSourceName(iSourceName),
+      mBefore(std::move(iBefore)), mInner(iInner)
+{
+    CMN_ASSERT(mInner);
+}
+
+bool BDM_WorkspaceAssetCopier::Load()
+{
+    if (!mInner->IsLoaded())
+    {
+        AddDependency(mInner.Get());
+        return false;
+    }
+    if (BDM_KeyHandle copy = FindCopy())
+        mCopied = BDM_KeyHandle(new BDM_WorkspaceKey(mDstBin.Get(), copy));
+    return true;
+}
+
+BDM_KeyHandle BDM_WorkspaceAssetCopier::FindCopy()
+{
+    if (auto* copierP = dynamic_cast<BDM_RecursiveAssetCopier*>(mInner.Get()))
+        if (copierP->GetCopiedAssetKey())
+            return copierP->GetCopiedAssetKey();
+    BDM_AssetHandle parent = mDstBin->GetAsset(mDstParent);
+    if (!parent)
+        return BDM_KeyHandle();
+    std::list<BDM_KeyHandle> after;
+    parent->GetChildren(&after);
+    std::vector<BDM_KeyHandle> added;
+    for (const BDM_KeyHandle& key : after)
+        if (std::none_of(mBefore.begin(), mBefore.end(),
+                         [&](const BDM_KeyHandle& iOld) { return SameKey(iOld, key); }))
+            added.push_back(key);
+    if (added.size() == 1)
+        return added.front();
+    // Several new children (others copied at the same time), or none (the copy replaced its
+    // namesake): the one named as the source.
+    const auto named = [&](const auto& iKeys)
+    {
+        for (const BDM_KeyHandle& key : iKeys)
+            if (BDM_AssetHandle asset = mDstBin->GetAsset(key);
+                asset && asset->GetName() == mSourceName)
+                return key;
+        return BDM_KeyHandle();
+    };
+    if (BDM_KeyHandle key = named(added))
+        return key;
+    return named(after);
+}
+
+// ---- selections --------------------------------------------------------------------------------
+
+BDM_Volume* BDM_Workspace::VolumeOfKey(const BDM_KeyHandle& iKey) const
+{
+    if (const VolumeEntry* entryP = FindVolumeEntry(iKey))
+        return entryP->mVolume.Get();
+    const BDM_WorkspaceKey& key = AsWorkspaceKey(iKey);
+    if (!key.mBin)
+        return nullptr;
+    for (const auto& entry : mVolumes)
+        if (IsBinOfVolume(key.mBin, *entry.mVolume))
+            return entry.mVolume.Get();
+    // a file or folder of the file system lies on the volume that holds it; an entry of a
+    // catalog only in its catalog, wherever its file is
+    Sys_FileLoc loc;
+    if (!key.mInner || key.mInner->GetType() != BDM_Key::eType_FS)
+        return nullptr;
+    BDM_AssetHandle asset = key.mBin->GetAsset(key.mInner);
+    if (!asset || !asset->ResolveFileSystemAlias(&loc))
+        return nullptr;
+    return GetVolume(Sys_Volume(loc.GetFullPath()));
+}
+
+namespace
+{
+// Whether iPath lies strictly below the folder iFolder.
+bool IsBelow(const std::string& iPath, const std::string& iFolder)
+{
+    if (iFolder.empty() || iPath.size() <= iFolder.size() ||
+        iPath.compare(0, iFolder.size(), iFolder))
+        return false;
+    return iFolder.back() == '/' || iPath[iFolder.size()] == '/';
+}
+} // namespace
+
+bool BDM_Workspace::LiesInside(const BDM_KeyHandle& iKey, const BDM_KeyHandle& iOuter) const
+{
+    const BDM_WorkspaceKey& outer = AsWorkspaceKey(iOuter);
+    const BDM_WorkspaceKey& key = AsWorkspaceKey(iKey);
+    if (!outer.mBin && !outer.mInner)
+        return key.mBin || key.mInner; // everything lies in the root
+    if (!key.mBin)
+        return false;
+    if (FindVolumeEntry(iOuter))
+        return VolumeOfKey(iOuter) == VolumeOfKey(iKey);
+    if (FindCatalogEntry(iOuter))
+        return key.mBin == outer.mBin;
+    if (!iOuter->IsFolder() || !outer.mInner)
+        return false;
+    // a folder: by location on disk, else by the parents in the one inner bin
+    BDM_AssetHandle outerAsset = outer.mBin->GetAsset(outer.mInner);
+    BDM_AssetHandle asset = key.mInner ? key.mBin->GetAsset(key.mInner) : BDM_AssetHandle();
+    if (!outerAsset || !asset)
+        return false;
+    Sys_FileLoc outerLoc, loc;
+    if (VolumeOfKey(iOuter) && VolumeOfKey(iKey) && outerAsset->ResolveFileSystemAlias(&outerLoc) &&
+        asset->ResolveFileSystemAlias(&loc))
+        return IsBelow(loc.GetFullPath(), outerLoc.GetFullPath());
+    if (key.mBin != outer.mBin)
+        return false;
+    for (BDM_AssetHandle parent = asset->GetParent(); parent; parent = parent->GetParent())
+    {
+        if (SameKey(parent->GetKey(), outer.mInner))
+            return true;
+        if (parent->IsRoot())
+            break;
+    }
+    return false;
+}
+
+void BDM_Workspace::CompactSelection(std::list<BDM_KeyHandle>* ioKeysP)
+{
+    std::vector<BDM_KeyHandle> keys(ioKeysP->begin(), ioKeysP->end());
+    ioKeysP->clear();
+    for (size_t i = 0; i < keys.size(); ++i)
+    {
+        bool inside = false;
+        for (size_t j = 0; j < keys.size() && !inside; ++j)
+            if (j != i)
+                inside = SameKey(keys[i], keys[j]) ? j < i : LiesInside(keys[i], keys[j]);
+        if (!inside)
+            ioKeysP->push_back(keys[i]);
+    }
+}
+
+BDM_QueryAreaHandle
+BDM_Workspace::GenerateQueryAreaFromSelection(const std::list<BDM_KeyHandle>& iKeys)
+{
+    std::list<BDM_KeyHandle> keys(iKeys);
+    CompactSelection(&keys);
+    // The root stands for all its entries.
+    for (auto it = keys.begin(); it != keys.end();)
+    {
+        const BDM_WorkspaceKey& key = AsWorkspaceKey(*it);
+        if (key.mBin || key.mInner)
+        {
+            ++it;
+            continue;
+        }
+        it = keys.erase(it);
+        for (const auto& entry : mVolumes)
+            keys.insert(it, entry.mKey);
+        for (const auto& entry : mCatalogs)
+            keys.insert(it, entry.mKey);
+    }
+    const auto open = [](BDM_Bin& ioBin)
+    {
+        if (!ioBin.IsOpen())
+            ioBin.Open(eOpenFlag_OpenForWrite);
+    };
+    BDM_QueryAreaHandle area(new BDM_QueryArea);
+    for (const BDM_KeyHandle& iKey : keys)
+    {
+        const BDM_WorkspaceKey& key = AsWorkspaceKey(iKey);
+        if (const VolumeEntry* entryP = FindVolumeEntry(iKey))
+        {
+            BDM_Volume& volume = *entryP->mVolume;
+            if (volume.HasDatabase())
+            {
+                open(volume);
+                area->AddArea(*volume.GetDatabase(), volume.GetDatabase()->GetRoot());
+            }
+            else
+                area->AddArea(*key.mBin, key.mInner);
+            continue;
+        }
+        if (FindCatalogEntry(iKey))
+        {
+            open(*key.mBin);
+            area->AddArea(*key.mBin, key.mBin->GetRoot());
+            continue;
+        }
+        if (!iKey->IsFolder())
+            continue;
+        BDM_Bin* binP = key.mBin;
+        if (auto* volumeP = dynamic_cast<BDM_Volume*>(binP))
+        {
+            // a volume's own keys are its database's
+            open(*volumeP);
+            if (!volumeP->GetPredicateFactory())
+                binP = volumeP->GetDatabase();
+        }
+        area->AddArea(*binP, key.mInner);
+    }
+    return area;
 }
 
 void BDM_Workspace::Commit()

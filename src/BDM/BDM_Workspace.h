@@ -15,6 +15,16 @@
 //     workspace database is set with SetDatabase and committed after each refresh; catalog
 //     bins come from the factory of SetCatalogFactory. Without a factory the catalog list
 //     stays empty and NewCatalog is a run-time error.
+//  4. Copy, move and delete act on the inner bins: a key is unwrapped to its bin and inner
+//     key (an entry without an inner key stands for its bin's root), the inner bin does the
+//     work, and what comes back is wrapped again. A move stays within one inner bin; the
+//     entries of volumes and catalogs themselves, and the root, are never deleted here.
+//  5. A volume is unmounted only when it is not the system's root, no background task works
+//     on it and nothing keeps it in use (CanUnmountVolume); the unmount itself goes through
+//     the function of SetUnmountFunction (Sys_Volume::Unmount unless a test sets another).
+//  6. A selection of entries becomes a query area of (bin, folder key) pairs: a volume
+//     searches its database when it has one, else its file system; a catalog its own root;
+//     a folder inside either is searched from that folder. Files are no search roots.
 // Threads: the browser's thread.
 #pragma once
 
@@ -26,10 +36,22 @@
 #include <set>
 
 #include "BDM/BDM_FileBasedBin.h"
+#include "BDM/BDM_LazyObject.h"
 #include "BDM/BDM_Volume.h"
 #include "Sys_Volume.h"
 
+class BDM_QueryArea;
 using BDM_VolumeHandle = Cmn_AliasedRefCountPtr<BDM_Volume, BDM_Volume*, BDM_BinRefCountHack>;
+using BDM_QueryAreaHandle = Cmn_PolymorphicHandle<BDM_QueryArea, Sys_ThreadSafeRefCountObject>;
+
+// A background task that works on files of volumes tells which, so that a volume it uses is
+// not unmounted under it. Iterators and workspace copiers are recognised without it.
+class BDM_VolumeUser
+{
+public:
+    virtual ~BDM_VolumeUser() = default;
+    virtual bool IsUsingVolume(const Sys_Volume& iVolume) const = 0;
+};
 
 class BDM_WorkspaceKey : public BDM_Key
 {
@@ -112,11 +134,40 @@ public:
     const std::vector<VolumeEntry>& GetVolumes() const { return mVolumes; }
     const std::vector<CatalogEntry>& GetCatalogs() const { return mCatalogs; }
 
+    // Unmounting. CanUnmountVolume answers false with the reason in *oWhyNotP (when given):
+    // "Can't unmount boot volume." (1269) for the volume of "/"; "Can't unmount because the
+    // volume is being used by a background task." (1281) when a managed or running task
+    // works on the volume's bins or on files on it; "Cannot unmount volume. Some files may be
+    // in use." (1273) while the volume bin is in use. A key that names no volume asserts.
+    bool CanUnmountVolume(const BDM_KeyHandle& iKey, std::string* oWhyNotP = nullptr) const;
+    // Throws the message of CanUnmountVolume when refused; else closes the volume bin,
+    // unmounts (a failure throws and leaves the entry listed) and removes the entry.
+    void UnmountVolume(const BDM_KeyHandle& iKey);
+    using UnmountFunction = void (*)(const Sys_Volume& iVolume);
+    // Null restores Sys_Volume::Unmount.
+    static void SetUnmountFunction(UnmountFunction iFunction);
+
+    // The area that searches a selection of entries (see the design note); the selection is
+    // compacted first. Bins are opened (for writing, as elsewhere) where they are not open.
+    BDM_QueryAreaHandle GenerateQueryAreaFromSelection(const std::list<BDM_KeyHandle>& iKeys);
+
     BDM_KeyHandle GetRoot() override { return mRootKey; }
+    // Copies into the inner bin of iParentKey through that bin's CopyAsset. iSrcBin may be
+    // this workspace (iSrcKey then a workspace key) or any other bin. The answer is a
+    // BDM_WorkspaceAssetCopier. The root is no destination (asserted).
     BDM_LazyObjectHandle CopyAsset(BDM_Bin& iSrcBin, const BDM_KeyHandle& iSrcKey,
                                    const BDM_KeyHandle& iParentKey) override;
+    // Within the one inner bin of both keys; keys of two bins throw std::runtime_error.
     BDM_LazyObjectHandle MoveAsset(const BDM_KeyHandle& iKey,
                                    const BDM_KeyHandle& iParentKey) override;
+    bool CanMoveTo(const BDM_KeyHandle& iKey, const BDM_KeyHandle& iParentKey) override;
+    // Never the root or the entry of a volume or catalog; else the inner bin's answer.
+    bool CanDeleteAsset(const BDM_KeyHandle& iKey) override;
+    // Drops every key that lies inside another key of the list (or repeats one), keeping
+    // the order of the rest. Inside means: below a volume's entry, any key of that volume
+    // (its database, or files on its file system); below a catalog's entry, any key of that
+    // catalog; below a folder, what lies in it by location or by the inner bin's parents.
+    void CompactSelection(std::list<BDM_KeyHandle>* ioKeysP) override;
     void Commit() override;
 
 protected:
@@ -128,6 +179,14 @@ protected:
 private:
     friend class BDM_WorkspaceRootAsset;
     BDM_Bin& FileSystemBin();
+    const VolumeEntry* FindVolumeEntry(const BDM_KeyHandle& iKey) const;
+    const CatalogEntry* FindCatalogEntry(const BDM_KeyHandle& iKey) const;
+    // Opens the catalog bin of an entry (for writing) when it is not open.
+    void OpenCatalogOf(const BDM_KeyHandle& iKey);
+    // The volume that a key lies on (its entry, its database, or a location on it), or null.
+    BDM_Volume* VolumeOfKey(const BDM_KeyHandle& iKey) const;
+    bool LiesInside(const BDM_KeyHandle& iKey, const BDM_KeyHandle& iOuter) const;
+
     BDM_BinHandle mNeoBin;
     std::vector<CatalogEntry> mCatalogs;
     std::vector<VolumeEntry> mVolumes;
@@ -135,6 +194,37 @@ private:
     Sys_FileLoc mCatalogsFolder;
     static CatalogFactory sCatalogFactory;
     static FolderKeyFactory sFolderKeyFactory;
+    static UnmountFunction sUnmountFunction;
+};
+
+// The workspace's copy: waits for the inner bin's copier, then finds the copy in the
+// destination folder (the key the inner copier tells, else the one child that was not there
+// before, else the child named as the source) and wraps it in a workspace key.
+class BDM_WorkspaceAssetCopier : public BDM_LazyObject
+{
+public:
+    BDM_WorkspaceAssetCopier(BDM_Bin& iSrcBin, BDM_Bin& iDstBin, const BDM_KeyHandle& iDstParent,
+                             const std::string& iSourceName, std::list<BDM_KeyHandle> iBefore,
+                             const BDM_LazyObjectHandle& iInner);
+    // The workspace key of the copy once loaded; null before, or when it cannot be told.
+    const BDM_KeyHandle& GetCopiedAssetKey() const { return mCopied; }
+    const BDM_LazyObjectHandle& GetInnerCopier() const { return mInner; }
+    BDM_Bin& GetSourceBin() const { return *mSrcBin; }
+    BDM_Bin& GetDestinationBin() const { return *mDstBin; }
+
+protected:
+    bool Load() override;
+
+private:
+    BDM_KeyHandle FindCopy();
+
+    BDM_BinHandle mSrcBin;
+    BDM_BinHandle mDstBin;
+    BDM_KeyHandle mDstParent;
+    std::string mSourceName;
+    std::list<BDM_KeyHandle> mBefore;
+    BDM_LazyObjectHandle mInner;
+    BDM_KeyHandle mCopied;
 };
 
 // An entry of the workspace: a thin wrapper over the asset of the inner key in its bin.

@@ -26,9 +26,17 @@ void Load(BDM_Settings& ioSettings, const Bytes& iBytes)
     ioSettings.StreamIn(in);
 }
 
+// Volumes that are not mounted: any designation is taken.
+struct AllowAll : BDM_VolumeValidator
+{
+    bool IsValid(const Sys_Volume&, BDM_EVolumeDesignation) override { return true; }
+};
+
 BDM_Settings Sample(int32_t iVolumes)
 {
+    static AllowAll sAllowAll;
     BDM_Settings settings;
+    settings.SetVolumeValidator(&sAllowAll);
     for (int32_t i = 0; i < iVolumes; ++i)
     {
         settings.SetAudioVolumeDesignation(Sys_Volume(uint32_t(0x1000 + i), "v"),
