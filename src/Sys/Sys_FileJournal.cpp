@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -115,10 +116,10 @@ template <class T> T Get(const unsigned char* iDataP)
     return static_cast<T>(value);
 }
 
-// iSize bytes at iFrom of iFromFD to iTo of iToFD, in blocks; *ioHashP (when given) sums
+// iSize bytes at iFrom of iFromFD to iTo of iToFD, in blocks; *ioSumP (when given) sums
 // them.
 int32_t CopyRange(int iFromFD, int64_t iFrom, int iToFD, int64_t iTo, int64_t iSize,
-                  uint64_t* ioHashP)
+                  Sys_FileJournal::Checksummer* ioSumP)
 {
     std::vector<unsigned char> buffer(size_t(std::min<int64_t>(iSize, int64_t(sBlockSize.load()))));
     for (int64_t done = 0; done < iSize;)
@@ -129,8 +130,8 @@ int32_t CopyRange(int iFromFD, int64_t iFrom, int iToFD, int64_t iTo, int64_t iS
             return error;
         if (got != count)
             return EIO;
-        if (ioHashP)
-            *ioHashP = Sys_FileJournal::Checksum(buffer.data(), count, *ioHashP);
+        if (ioSumP)
+            ioSumP->Add(buffer.data(), count);
         if (const int32_t error = WriteAll(iToFD, buffer.data(), count, iTo + done))
             return error;
         done += int64_t(count);
@@ -184,20 +185,20 @@ int32_t Scan(ReadAt&& iRead, int64_t iSize, int64_t iFileLength,
             return error;
 
     // The checksum first: a torn journal is not looked into.
-    uint64_t hash = J::cChecksumStart;
+    J::Checksummer summer(version);
     std::vector<unsigned char> buffer(size_t(std::min<int64_t>(end, int64_t(sBlockSize.load()))));
     for (int64_t p = 0; p < end;)
     {
         const size_t count = size_t(std::min<int64_t>(end - p, int64_t(buffer.size())));
         if (const int32_t error = iRead(p, buffer.data(), count))
             return error;
-        hash = J::Checksum(buffer.data(), count, hash);
+        summer.Add(buffer.data(), count);
         p += int64_t(count);
     }
     unsigned char sum[J::cChecksumSize];
     if (const int32_t error = iRead(end, sum, J::cChecksumSize))
         return error;
-    if (Get<uint64_t>(sum) != hash)
+    if (Get<uint64_t>(sum) != summer.Get())
         return 0;
 
     J::Contents contents;
@@ -422,15 +423,15 @@ void Sys_FileJournal::Begin()
                 error = 0;
         }
         std::vector<unsigned char> bytes = Header(contents);
-        uint64_t hash = cChecksumStart;
+        Checksummer summer(contents.mVersion);
         int64_t p = 0;
         for (size_t i = 0; error == 0 && i <= contents.mRegions.size(); ++i)
         {
             if (i < contents.mRegions.size())
                 RegionHeader(bytes, contents.mRegions[i]);
-            hash = Checksum(bytes.data(), bytes.size(), hash);
+            summer.Add(bytes.data(), bytes.size());
             if (i == contents.mRegions.size())
-                Put<uint64_t>(bytes, hash);
+                Put<uint64_t>(bytes, summer.Get());
             error = WriteAll(mJournalFD, bytes.data(), bytes.size(), p);
             p += int64_t(bytes.size());
             bytes.clear();
@@ -438,7 +439,7 @@ void Sys_FileJournal::Begin()
             {
                 Region& region = contents.mRegions[i];
                 region.mJournalOffset = p;
-                error = CopyRange(mFileFD, region.mOffset, mJournalFD, p, region.mLength, &hash);
+                error = CopyRange(mFileFD, region.mOffset, mJournalFD, p, region.mLength, &summer);
                 p += region.mLength;
             }
         }
@@ -584,12 +585,53 @@ bool Sys_FileJournal::Recover(const std::string& iPath)
     return true;
 }
 
-uint64_t Sys_FileJournal::Checksum(const unsigned char* iDataP, size_t iSize, uint64_t iHash)
+void Sys_FileJournal::Checksummer::Add(const unsigned char* iDataP, size_t iSize)
 {
-    uint64_t hash = iHash;
-    for (size_t i = 0; i < iSize; ++i)
-        hash = (hash ^ iDataP[i]) * 1099511628211ull;
-    return hash;
+    constexpr uint64_t cPrime = 1099511628211ull;
+    if (!mWords)
+    {
+        for (size_t i = 0; i < iSize; ++i)
+            mHash = (mHash ^ iDataP[i]) * cPrime;
+        return;
+    }
+    // A word begun by the last piece first, then whole words, then the start of the next.
+    while (mCarried > 0 && iSize > 0)
+    {
+        mCarry[mCarried++] = *iDataP++;
+        --iSize;
+        if (mCarried == 8)
+        {
+            mHash = (mHash ^ ::Get<uint64_t>(mCarry)) * cPrime;
+            mCarried = 0;
+        }
+    }
+    for (; iSize >= 8; iDataP += 8, iSize -= 8)
+    {
+        uint64_t word = 0;
+        if constexpr (std::endian::native == std::endian::little)
+            std::memcpy(&word, iDataP, 8);
+        else
+            word = ::Get<uint64_t>(iDataP);
+        mHash = (mHash ^ word) * cPrime;
+    }
+    for (; iSize > 0; --iSize)
+        mCarry[mCarried++] = *iDataP++;
+}
+
+uint64_t Sys_FileJournal::Checksummer::Get() const
+{
+    if (mCarried == 0)
+        return mHash;
+    unsigned char last[8] = {};
+    std::memcpy(last, mCarry, mCarried);
+    return (mHash ^ ::Get<uint64_t>(last)) * 1099511628211ull;
+}
+
+uint64_t Sys_FileJournal::Checksum(const unsigned char* iDataP, size_t iSize, uint32_t iVersion)
+{
+    Checksummer summer(iVersion);
+    summer.Add(iDataP, iSize);
+    return summer.Get();
 }
 
 std::vector<unsigned char> Sys_FileJournal::Build(const Contents& iContents)
@@ -601,7 +643,7 @@ std::vector<unsigned char> Sys_FileJournal::Build(const Contents& iContents)
         Put<int64_t>(image, int64_t(region.mBytes.size()));
         image.insert(image.end(), region.mBytes.begin(), region.mBytes.end());
     }
-    Put<uint64_t>(image, Checksum(image.data(), image.size()));
+    Put<uint64_t>(image, Checksum(image.data(), image.size(), iContents.mVersion));
     return image;
 }
 

@@ -9,7 +9,8 @@
 //     the file's old length           int64
 //     the file's device and inode     uint64, uint64 (not in version 1)
 //     per region: offset, length      int64, int64, then the region's old bytes
-//     checksum                        uint64, FNV-1a over every byte before it
+//     checksum                        uint64, FNV-1a over every byte before it (in
+//                                     64-bit words in version 2: Checksummer)
 //
 // Version 1 (without the identity) is still read.
 //
@@ -116,10 +117,25 @@ public:
     // Whole when the image holds a journal by 3 for a file now iFileLength long.
     static EState Parse(const unsigned char* iDataP, size_t iSize, int64_t iFileLength,
                         Contents* oContentsP);
-    static constexpr uint64_t cChecksumStart = 14695981039346656037ull;
-    // iHash: the sum of the bytes before these.
+    // The checksum of a journal of that version, summed over its bytes given in pieces of any
+    // size: FNV-1a over the bytes for version 1, over little-endian 64-bit words for version 2
+    // (eight times fewer steps: it runs over every byte that moves), a last short word taken
+    // with its missing high bytes zero.
+    class Checksummer
+    {
+    public:
+        explicit Checksummer(uint32_t iVersion = cVersion) : mWords(iVersion != 1) {}
+        void Add(const unsigned char* iDataP, size_t iSize);
+        uint64_t Get() const;
+
+    private:
+        bool mWords;
+        uint64_t mHash = 14695981039346656037ull;
+        unsigned char mCarry[8] = {};
+        size_t mCarried = 0;
+    };
     static uint64_t Checksum(const unsigned char* iDataP, size_t iSize,
-                             uint64_t iHash = cChecksumStart);
+                             uint32_t iVersion = cVersion);
 
     // Fault injection for tests: asked before every read, write and sync; a result other than
     // 0 fails the operation with that error.
