@@ -71,9 +71,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if ((data[0] & 1) && journal.size() >= 8)
     {
         // Summed as the journal's version (at byte 8) asks.
-        const uint32_t version = journal.size() >= 12 ? journal[8] | journal[9] << 8 |
-                                                            journal[10] << 16 | uint32_t(journal[11]) << 24
-                                                      : Sys_FileJournal::cVersion;
+        const uint32_t version =
+            journal.size() >= 12
+                ? journal[8] | journal[9] << 8 | journal[10] << 16 | uint32_t(journal[11]) << 24
+                : Sys_FileJournal::cVersion;
         const uint64_t sum = Sys_FileJournal::Checksum(journal.data(), journal.size() - 8, version);
         for (size_t i = 0; i < 8; ++i)
             journal[journal.size() - 8 + i] = static_cast<unsigned char>(sum >> (8 * i));

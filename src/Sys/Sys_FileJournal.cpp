@@ -355,8 +355,8 @@ void Sys_FileJournal::Begin()
         {
             region.mBytes.resize(size_t(region.mLength));
             size_t count = 0;
-            int32_t error =
-                ReadAll(mFileFD, region.mBytes.data(), region.mBytes.size(), region.mOffset, &count);
+            int32_t error = ReadAll(mFileFD, region.mBytes.data(), region.mBytes.size(),
+                                    region.mOffset, &count);
             if (error == 0 && count != region.mBytes.size())
                 error = EIO;
             if (error != 0)
@@ -369,9 +369,8 @@ void Sys_FileJournal::Begin()
     }
 
     // The journal of a file with other names is found through any of them.
-    mJournalPath = info.st_nlink > 1
-                       ? IdentityJournalPath(mPath, contents.mDevice, contents.mInode)
-                       : JournalPath(mPath);
+    mJournalPath = info.st_nlink > 1 ? IdentityJournalPath(mPath, contents.mDevice, contents.mInode)
+                                     : JournalPath(mPath);
     // Created exclusively: a journal left by an earlier change is undone first. One that a
     // recovery removed between our create and our lock is made again.
     for (int32_t attempt = 0; mJournalFD < 0; ++attempt)
@@ -558,7 +557,8 @@ bool Sys_FileJournal::Recover(const std::string& iPath)
     }
     else
     {
-        const auto read = [journalFD](int64_t iOffset, unsigned char* oDataP, size_t iSize) {
+        const auto read = [journalFD](int64_t iOffset, unsigned char* oDataP, size_t iSize)
+        {
             size_t count = 0;
             const int32_t readError = ReadAll(journalFD, oDataP, iSize, iOffset, &count);
             return readError != 0 ? readError : count == iSize ? 0 : EIO;
@@ -650,7 +650,8 @@ std::vector<unsigned char> Sys_FileJournal::Build(const Contents& iContents)
 Sys_FileJournal::EState Sys_FileJournal::Parse(const unsigned char* iDataP, size_t iSize,
                                                int64_t iFileLength, Contents* oContentsP)
 {
-    const auto read = [iDataP, iSize](int64_t iOffset, unsigned char* oDataP, size_t iCount) {
+    const auto read = [iDataP, iSize](int64_t iOffset, unsigned char* oDataP, size_t iCount)
+    {
         if (iOffset < 0 || uint64_t(iOffset) > iSize || iCount > iSize - size_t(iOffset))
             return int32_t(EIO);
         std::memcpy(oDataP, iDataP + iOffset, iCount);

@@ -71,7 +71,7 @@ public:
         int64_t mOffset = 0;
         int64_t mLength = 0;
         std::vector<unsigned char> mBytes; // the old bytes (in a parsed journal)
-        int64_t mJournalOffset = 0;         // where they lie in the journal
+        int64_t mJournalOffset = 0;        // where they lie in the journal
     };
     struct Contents
     {

@@ -50,8 +50,8 @@ std::vector<RewriteCase> Cases()
          Riff({Chunk("JUNK", Bytes(600, 0)), fmt, anno, Chunk("data", samples), list}), false},
         {"WAVE whose JUNK is too small",
          Riff({fmt, anno, Chunk("JUNK", Bytes(40, 0)), Chunk("data", samples)}), false},
-        {"WAVE without room, with a second name",
-         Riff({fmt, anno, Chunk("data", samples), list}), false, true},
+        {"WAVE without room, with a second name", Riff({fmt, anno, Chunk("data", samples), list}),
+         false, true},
         {"WAVE with a JUNK in front of the samples, inside a larger file",
          Cat({Pattern(100, 1),
               Riff({fmt, anno, Chunk("JUNK", Bytes(600, 0)), Chunk("data", samples)}),
@@ -128,9 +128,11 @@ TEST(MetadataRewrite, GrowthInFrontKeepsTheSamplesInPlaceOrSwapsInANewFile)
         Annotate(path, c.mEmbedded);
         const Bytes image = ReadBytes(path);
         const auto [start, size] = FindData(Bytes(c.mImage.begin() + c.mEmbedded, c.mImage.end()));
-        const auto [startAfter, sizeAfter] = FindData(Bytes(image.begin() + c.mEmbedded, image.end()));
+        const auto [startAfter, sizeAfter] =
+            FindData(Bytes(image.begin() + c.mEmbedded, image.end()));
         ASSERT_EQ(sizeAfter, size);
-        EXPECT_EQ(Hash(image, c.mEmbedded + startAfter, size), Hash(c.mImage, c.mEmbedded + start, size));
+        EXPECT_EQ(Hash(image, c.mEmbedded + startAfter, size),
+                  Hash(c.mImage, c.mEmbedded + start, size));
         EXPECT_EQ(startAfter == start, c.mInPlace);
         EXPECT_EQ(Inode(path) == before, c.mInPlace || c.mLinked);
         EXPECT_EQ(image.size() <= c.mImage.size(), c.mInPlace);
@@ -255,8 +257,8 @@ TEST(MetadataRewrite, AKillPartWayLeavesTheOldFileOrTheNewOneAtTheNextOpen)
                 ASSERT_EQ(::waitpid(child, &status, 0), child);
                 const bool killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
                 EXPECT_TRUE(killed || (WIFEXITED(status) && WEXITSTATUS(status) == 0)) << status;
-                const bool halfMade =
-                    Test_FolderNames(dir.Path()).size() > names.size() && ReadBytes(path) != c.mImage;
+                const bool halfMade = Test_FolderNames(dir.Path()).size() > names.size() &&
+                                      ReadBytes(path) != c.mImage;
                 const Bytes image = Reopened(OpenedAs(c, dir.Path()));
                 EXPECT_TRUE(image == c.mImage || image == changed);
                 EXPECT_EQ(ReadBytes(path), image);
@@ -345,9 +347,8 @@ TEST(MetadataRewrite, AMoveFarLargerThanMemoryIsJournalledInBlocks)
             ASSERT_EQ(::waitpid(child, &status, 0), child);
             ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
             for (const auto& entry : std::filesystem::directory_iterator(dir.Path()))
-                journalStood = journalStood ||
-                               (!names.count(entry.path().filename().string()) &&
-                                int64_t(entry.file_size()) > int64_t(size));
+                journalStood = journalStood || (!names.count(entry.path().filename().string()) &&
+                                                int64_t(entry.file_size()) > int64_t(size));
             EXPECT_FALSE(ReadBytes(path) == old);
         }
         else

@@ -220,7 +220,8 @@ TEST(Sys_FileJournal, LinksAndFilesThatCannotBeWritten)
     const std::string other = dir.Path() + "/other";
     std::filesystem::create_hard_link(path, other);
     Change(Cases()[0], path).reset();
-    const std::string identityPath = Sys_FileJournal::IdentityJournalPath(path, Device(path), Inode(path));
+    const std::string identityPath =
+        Sys_FileJournal::IdentityJournalPath(path, Device(path), Inode(path));
     EXPECT_TRUE(Exists(identityPath));
     EXPECT_TRUE(Sys_FileJournal::Recover(other));
     EXPECT_EQ(ReadBytes(path), old);
@@ -229,11 +230,12 @@ TEST(Sys_FileJournal, LinksAndFilesThatCannotBeWritten)
     WriteBytes(other, Bytes(8, 1));
     std::filesystem::create_hard_link(other, dir.Path() + "/third");
     const Bytes stranger = ReadBytes(other);
-    std::filesystem::rename(identityPath,
-                            Sys_FileJournal::IdentityJournalPath(other, Device(other), Inode(other)));
+    std::filesystem::rename(
+        identityPath, Sys_FileJournal::IdentityJournalPath(other, Device(other), Inode(other)));
     EXPECT_TRUE(Sys_FileJournal::Recover(other));
     EXPECT_EQ(ReadBytes(other), stranger);
-    EXPECT_EQ(Test_FolderNames(dir.Path()), (std::set<std::string>{"link", "other", "take", "third"}));
+    EXPECT_EQ(Test_FolderNames(dir.Path()),
+              (std::set<std::string>{"link", "other", "take", "third"}));
     std::filesystem::remove(other);
     std::filesystem::remove(dir.Path() + "/third");
     WriteBytes(path, old);
