@@ -312,7 +312,8 @@ TEST(MetadataRewrite, LinksStayLinks)
 TEST(MetadataRewrite, AMoveFarLargerThanMemoryIsJournalledInBlocks)
 {
     Sys_FileJournal::SetStreaming(Sys_FileJournal::cMemoryBound, Sys_FileJournal::cBlockSize);
-    const size_t size = size_t(64) << 20;
+    // Six times what a journal holds in memory.
+    const size_t size = size_t(24) << 20;
     const Bytes old = Riff({Chunk("fmt ", FmtData(1, 2, 48000, 16)), Chunk("ANNO", Bytes{'a', 'b'}),
                             Chunk("data", Pattern(size, 9))});
     Test_TempDir dir;
@@ -321,13 +322,13 @@ TEST(MetadataRewrite, AMoveFarLargerThanMemoryIsJournalledInBlocks)
     std::filesystem::create_hard_link(path, other);
     const std::set<std::string> names{"take", "other"};
     // The Nth write: the journal's first block; one in the middle of the move (the journal
-    // takes 64 writes and more, the move 2048).
+    // takes 24 writes and more, the move 768).
     const struct
     {
         int32_t mNth;
         bool mKill;
         bool mJournalStood;
-    } rows[] = {{3, false, false}, {1100, false, true}, {1100, true, true}};
+    } rows[] = {{3, false, false}, {400, false, true}, {400, true, true}};
     for (const auto& row : rows)
     {
         SCOPED_TRACE(std::to_string(row.mNth) + (row.mKill ? " kill" : " ENOSPC"));
