@@ -7,11 +7,13 @@
 // seeds in fuzz/seeds/JournalFuzz/ are written by tests/Sys/Sys_FileJournalTest.cpp (run with
 // MIRAFILE_WRITE_FUZZ_SEEDS=fuzz/seeds/JournalFuzz).
 //
-// A whole journal must keep every region non-empty, inside the old length and starting inside
-// the file, the old length must be reached by the file or the last region, and the journal
-// must lay out again to the same bytes; recovery must then leave the file rolled back exactly
-// (a torn journal: untouched) and the journal gone. Only the library's own exceptions may
-// leave recovery; then the file is untouched.
+// Journals of both versions are read (with and without the file's identity). A whole journal
+// must keep at most Sys_FileJournal::cMaxRegions regions, every one non-empty, inside the old
+// length and starting inside the file, the old length must be reached by the file or the last
+// region, and the journal must lay out again to the same bytes; recovery (which streams the
+// journal in blocks, not as one image) must then leave the file rolled back exactly (a torn
+// journal: untouched) and the journal gone. Only the library's own exceptions may leave
+// recovery; then the file is untouched.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -68,7 +70,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     Bytes journal(data + 1, data + size);
     if ((data[0] & 1) && journal.size() >= 8)
     {
-        const uint64_t sum = Sys_FileJournal::Checksum(journal.data(), journal.size() - 8);
+        // Summed as the journal's version (at byte 8) asks.
+        const uint32_t version =
+            journal.size() >= 12
+                ? journal[8] | journal[9] << 8 | journal[10] << 16 | uint32_t(journal[11]) << 24
+                : Sys_FileJournal::cVersion;
+        const uint64_t sum = Sys_FileJournal::Checksum(journal.data(), journal.size() - 8, version);
         for (size_t i = 0; i < 8; ++i)
             journal[journal.size() - 8 + i] = static_cast<unsigned char>(sum >> (8 * i));
     }
@@ -83,6 +90,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (whole)
     {
         int64_t reach = 0;
+        if (contents.mRegions.size() > Sys_FileJournal::cMaxRegions)
+            std::abort();
         for (const Sys_FileJournal::Region& region : contents.mRegions)
         {
             if (region.mOffset < 0 || region.mLength <= 0 ||

@@ -129,10 +129,24 @@ void FF_ChunkyFileBase::CopyBytes(Sys_File* iSourceP, int64_t iFrom, int64_t iTo
 
 int64_t FF_ChunkyFileBase::PositionChunks(EMoveData iMoveData)
 {
-    return Position(iMoveData, false, nullptr);
+    return Position(iMoveData, nullptr, nullptr, nullptr);
 }
 
-int64_t FF_ChunkyFileBase::Position(EMoveData iMoveData, bool iDeferGrowth, bool* oInPlaceP)
+void FF_ChunkyFileBase::MoveOnDisk(const std::vector<Move>& iMoves, int64_t iEnd)
+{
+    Sys_File* file = GetFile();
+    if (iEnd > file->GetEOF())
+        file->SetEOF(iEnd);
+    for (const Move& move : iMoves)
+        if (move.mTo <= move.mFrom)
+            file->MoveBlock(move.mFrom, move.mSize, move.mTo - move.mFrom);
+    for (auto it = iMoves.rbegin(); it != iMoves.rend(); ++it)
+        if (it->mTo > it->mFrom)
+            file->MoveBlock(it->mFrom, it->mSize, it->mTo - it->mFrom);
+}
+
+int64_t FF_ChunkyFileBase::Position(EMoveData iMoveData, bool* oInPlaceP,
+                                    std::vector<Move>* ioMovesP, std::vector<int64_t>* oOldP)
 {
     std::vector<int64_t> plan = PlanLayout();
     if (iMoveData == eMoveData_Move)
@@ -145,12 +159,6 @@ int64_t FF_ChunkyFileBase::Position(EMoveData iMoveData, bool iDeferGrowth, bool
 
     // What has to move on disk; only what the file holds can move (a size that lies is cut
     // at the end).
-    struct Move
-    {
-        int64_t mFrom;
-        int64_t mTo;
-        int64_t mSize;
-    };
     std::vector<Move> moves;
     std::vector<int64_t> old;
     size_t i = 0;
@@ -189,10 +197,17 @@ int64_t FF_ChunkyFileBase::Position(EMoveData iMoveData, bool iDeferGrowth, bool
         ++i;
     }
 
-    const bool inPlace = moves.empty() && !source && !mRewriting;
+    const bool inPlace = !source && !mRewriting;
     if (oInPlaceP)
         *oInPlaceP = inPlace;
-    if (end > file->GetEOF() && !(iDeferGrowth && inPlace))
+    if (ioMovesP && inPlace)
+    {
+        *ioMovesP = std::move(moves);
+        if (oOldP)
+            *oOldP = std::move(old);
+        return end;
+    }
+    if (end > file->GetEOF())
         file->SetEOF(end);
 
     if (source)
@@ -211,62 +226,73 @@ int64_t FF_ChunkyFileBase::Position(EMoveData iMoveData, bool iDeferGrowth, bool
         }
         return end;
     }
-    for (const Move& move : moves)
-        if (move.mTo <= move.mFrom)
-            file->MoveBlock(move.mFrom, move.mSize, move.mTo - move.mFrom);
-    for (auto it = moves.rbegin(); it != moves.rend(); ++it)
-        if (it->mTo > it->mFrom)
-            file->MoveBlock(it->mFrom, it->mSize, it->mTo - it->mFrom);
+    MoveOnDisk(moves, end);
     return end;
 }
 
 void FF_ChunkyFileBase::FlushChunks()
 {
     bool committing = false;
+    bool moved = false;
     std::unique_ptr<Sys_FileJournal> journal;
     std::vector<FF_Chunk*> toWrite;
+    std::vector<Move> moves;
+    std::vector<int64_t> old;
     try
     {
-        const bool journalled = IsJournalled();
         bool inPlace = false;
-        const int64_t end = Position(eMoveData_Move, journalled, &inPlace);
+        const int64_t end = Position(eMoveData_Move, &inPlace, &moves, &old);
         void* userData = GetUserData();
         Sys_File* file = GetFile();
         const int64_t alignment = GetAlignment();
 
         // Which chunks to write is decided before any is written: chunks share properties,
         // and the first writer of a property clears its dirty mark.
-        int64_t sum = 0;
         for (auto& chunk : mChunks)
-        {
-            sum += RoundUp(chunk->GetSize(userData, file), alignment);
             if (chunk->NeedsSync(userData))
                 toWrite.push_back(chunk.get());
-        }
         // Fillers first: they lie in room the old layout skips.
         std::stable_partition(toWrite.begin(), toWrite.end(),
                               [](const FF_Chunk* iChunkP) { return iChunkP->IsFiller(); });
-        if (journalled && inPlace && (!toWrite.empty() || end != file->GetEOF()))
+        const int64_t oldEnd = file->GetEOF();
+        if (inPlace && (!toWrite.empty() || !moves.empty() || end != oldEnd) && IsJournalled())
         {
             journal = std::make_unique<Sys_FileJournal>(file->GetFileLoc().GetFullPath());
-            if (!toWrite.empty())
-                journal->Add(0, GetFileHeaderSize());
+            const int64_t base = GetJournalOffset();
+            if (!toWrite.empty() || !moves.empty())
+                journal->Add(base, GetFileHeaderSize());
             for (FF_Chunk* chunk : toWrite)
-                journal->Add(chunk->GetPosition(),
+                journal->Add(base + chunk->GetPosition(),
                              RoundUp(chunk->GetWrittenSize(userData, file), alignment));
+            // What moves: from the first byte that changes to the old end.
+            for (const Move& move : moves)
+                journal->Add(base + std::min(move.mFrom, move.mTo),
+                             oldEnd - std::min(move.mFrom, move.mTo));
             // What a shorter file cuts off.
-            journal->Add(end, INT64_MAX);
+            if (end < oldEnd)
+                journal->Add(base + end, oldEnd - end);
             journal->Begin();
         }
+        if (inPlace)
+        {
+            moved = !moves.empty();
+            MoveOnDisk(moves, end);
+        }
+
+        int64_t sum = 0;
+        for (auto& chunk : mChunks)
+            sum += RoundUp(chunk->GetSize(userData, file), alignment);
         if (!toWrite.empty() || mRewriting)
         {
             WriteFileHeader(sum);
             for (FF_Chunk* chunk : toWrite)
                 chunk->Write(userData, file);
         }
-        file->SetEOF(end);
+        if (end != file->GetEOF())
+            file->SetEOF(end);
         if (journal)
             journal->Commit();
+        moves.clear();
         if (mRewriting)
         {
             committing = true;
@@ -283,6 +309,15 @@ void FF_ChunkyFileBase::FlushChunks()
             journal->Undo();
             for (FF_Chunk* chunk : toWrite)
                 chunk->SetNeedsSync(true);
+        }
+        // Bytes that were to move in place are back where they were (or never left): so are
+        // the chunks. Unjournalled moves that began stand where they went.
+        if (!moves.empty() && (journal || !moved))
+        {
+            size_t i = 0;
+            for (auto& chunk : mChunks)
+                if (i < old.size())
+                    chunk->SetPosition(GetUserData(), old[i++]);
         }
         if (mRewriting)
         {

@@ -27,14 +27,17 @@
 //     chunk is written into the new file at its new place, the old file is left as it is,
 //     and EndRewrite swaps the new file in or, on failure, drops it; the chunks then take
 //     their old places again. A failure at any point leaves the old file or the new one.
-//  8. A flush where nothing moves on disk changes the file in place: the file header, the
-//     chunks that need writing and the end. Where the subclass asks for it (IsJournalled),
-//     those regions are named to an undo journal (Sys_FileJournal) before the first of them
-//     is written: their old bytes and the old length go to a file beside this one, which goes
-//     again once the new bytes are synced. Growth waits until the journal stands. A failure
-//     part way writes the old bytes back at once (or, failing that, at the next open) and
-//     marks the chunks it was writing to be written again; so the file is the old one or the
-//     new one. Samples are never journalled: only headers and metadata are written here.
+//  8. A flush that is not a rewrite changes the file in place: the file header, the chunks
+//     that need writing, the bytes that move and the end. Where the subclass asks for it
+//     (IsJournalled), those regions are named to an undo journal (Sys_FileJournal) before the
+//     first of them is written: their old bytes and the old length go to a file beside this
+//     one (for a file inside a larger one, beside that one, at GetJournalOffset), which goes
+//     again once the new bytes are synced. Bytes that move are journalled from the first byte
+//     that changes to the old end (the journal streams them, however many). Growth and moves
+//     wait until the journal stands; a journal that cannot be written stops the flush before
+//     the file is touched. A failure part way writes the old bytes back at once (or, failing
+//     that, at the next open), puts the chunks back at their old places and marks the chunks
+//     it was writing to be written again; so the file is the old one or the new one.
 //
 // Contract: the file must be open; read operations need only read access, FlushChunks needs
 // write access. Errors of the file go up as exceptions; a chunk whose read fails stays
@@ -88,6 +91,9 @@ public:
     virtual void EndRewrite(bool iCommit) {}
     // Whether changes in place go through an undo journal beside the file (see 8).
     virtual bool IsJournalled() { return false; }
+    // Where position 0 of GetFile lies in the file that GetFile's location names (the
+    // journal's offsets are in that file).
+    virtual int64_t GetJournalOffset() { return 0; }
 
     void ParseChunks();
     // Returns where the last chunk ends.
@@ -114,9 +120,19 @@ private:
     // The place of every chunk as it would be laid out now, then the end. Chunks that are to
     // be cached are read on the way.
     std::vector<int64_t> PlanLayout();
-    // PositionChunks; with iDeferGrowth a change in place leaves the growth of the file to the
-    // flush. *oInPlaceP (when given) tells whether nothing moved on disk and no rewrite began.
-    int64_t Position(EMoveData iMoveData, bool iDeferGrowth, bool* oInPlaceP);
+    struct Move
+    {
+        int64_t mFrom;
+        int64_t mTo;
+        int64_t mSize;
+    };
+    // PositionChunks. With ioMovesP a change in place leaves the growth of the file and the
+    // moves on disk (then in *ioMovesP) to the caller, and *oOldP gets the old places.
+    // *oInPlaceP (when given) tells whether no rewrite began.
+    int64_t Position(EMoveData iMoveData, bool* oInPlaceP, std::vector<Move>* ioMovesP,
+                     std::vector<int64_t>* oOldP);
+    // Grows the file to iEnd where it is shorter, then makes the moves (overlaps are safe).
+    void MoveOnDisk(const std::vector<Move>& iMoves, int64_t iEnd);
     // Lets a filler in front of the first chunk to move on disk take up the move; true when
     // one did.
     bool AbsorbMoves(const std::vector<int64_t>& iPlan);

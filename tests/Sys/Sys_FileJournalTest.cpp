@@ -2,6 +2,7 @@
 // with the journal whole or torn at any byte) and what the next open makes of it.
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -12,6 +13,17 @@
 
 namespace
 {
+struct stat Stat(const std::string& iPath)
+{
+    struct stat info
+    {
+    };
+    EXPECT_EQ(::stat(iPath.c_str(), &info), 0) << iPath;
+    return info;
+}
+uint64_t Device(const std::string& iPath) { return Stat(iPath).st_dev; }
+uint64_t Inode(const std::string& iPath) { return Stat(iPath).st_ino; }
+
 struct Write
 {
     int64_t mOffset;
@@ -25,6 +37,7 @@ struct JournalCase
     std::vector<Sys_FileJournal::Region> mRegions; // named to the journal
     std::vector<Write> mWrites;                   // then made
     size_t mNewLength;
+    size_t mBlock = 0; // streamed in blocks of this size (0: held in memory)
 };
 
 std::vector<JournalCase> Cases()
@@ -37,12 +50,16 @@ std::vector<JournalCase> Cases()
         {"the file shrinks", 500, {{0, 12, {}}, {200, INT64_MAX, {}}},
          {{0, Bytes(12, 5)}}, 200},
         {"nothing inside the old length", 64, {{64, 100, {}}}, {{64, Bytes(100, 6)}}, 164},
+        {"moved bytes streamed in blocks", 5000, {{0, 12, {}}, {1000, INT64_MAX, {}}},
+         {{0, Bytes(12, 7)}, {1000, Bytes(4500, 8)}}, 5500, 333},
     };
 }
 
 // Makes the change of c on the file at iPath with a journal begun; the journal then stands.
 std::unique_ptr<Sys_FileJournal> Change(const JournalCase& c, const std::string& iPath)
 {
+    Sys_FileJournal::SetStreaming(c.mBlock ? 0 : Sys_FileJournal::cMemoryBound,
+                                  c.mBlock ? c.mBlock : Sys_FileJournal::cBlockSize);
     auto journal = std::make_unique<Sys_FileJournal>(iPath);
     for (const Sys_FileJournal::Region& region : c.mRegions)
         journal->Add(region.mOffset, region.mLength);
@@ -90,8 +107,16 @@ TEST(Sys_FileJournal, EveryEndGivesTheOldFileOrTheNewOne)
             EXPECT_FALSE(Sys_FileJournal::Recover(path));
             if (end == eEnd_Kill)
             {
-                // The fuzz target's first byte: a file of the new length, in 16-byte steps.
+                // The fuzz target's first byte: a file of the new length, in 16-byte steps. The
+                // file's identity is left out, so that the seed is the same on every run.
                 Bytes seed = ReadBytes(journalPath);
+                Sys_FileJournal::Contents contents;
+                ASSERT_EQ(Sys_FileJournal::Parse(seed.data(), seed.size(), int64_t(c.mNewLength),
+                                                 &contents),
+                          Sys_FileJournal::eState_Whole);
+                EXPECT_EQ(contents.mInode, uint64_t(Inode(path)));
+                contents.mDevice = contents.mInode = 0;
+                seed = Sys_FileJournal::Build(contents);
                 seed.insert(seed.begin(), uint8_t((c.mNewLength + 15) / 16 * 2));
                 std::string name = c.mName;
                 std::replace(name.begin(), name.end(), ' ', '_');
@@ -110,6 +135,8 @@ TEST(Sys_FileJournal, EveryEndGivesTheOldFileOrTheNewOne)
             }
             EXPECT_EQ(ReadBytes(path), end == eEnd_Commit ? changed : old);
             EXPECT_EQ(Test_FolderNames(dir.Path()), std::set<std::string>{"take"});
+            Sys_FileJournal::SetStreaming(Sys_FileJournal::cMemoryBound,
+                                          Sys_FileJournal::cBlockSize);
         }
     Test_CheckFuzzSeeds("JournalFuzz", seeds);
 }
@@ -175,7 +202,9 @@ TEST(Sys_FileJournal, ATornOrImpossibleJournalGoesAndTheFileStays)
 }
 
 // The journal of a file named through a symbolic link stands beside the file it names, and
-// an open through the link finds it; a journal whose file cannot be written stays.
+// an open through the link finds it; that of a file with a second name is named after the
+// file, found through either name, and stale once the name is another file's; a journal whose
+// file cannot be written stays.
 TEST(Sys_FileJournal, LinksAndFilesThatCannotBeWritten)
 {
     Test_TempDir dir;
@@ -187,6 +216,29 @@ TEST(Sys_FileJournal, LinksAndFilesThatCannotBeWritten)
     EXPECT_TRUE(Exists(Sys_FileJournal::JournalPath(path)));
     EXPECT_TRUE(Sys_FileJournal::Recover(link));
     EXPECT_EQ(ReadBytes(path), old);
+
+    const std::string other = dir.Path() + "/other";
+    std::filesystem::create_hard_link(path, other);
+    Change(Cases()[0], path).reset();
+    const std::string identityPath =
+        Sys_FileJournal::IdentityJournalPath(path, Device(path), Inode(path));
+    EXPECT_TRUE(Exists(identityPath));
+    EXPECT_TRUE(Sys_FileJournal::Recover(other));
+    EXPECT_EQ(ReadBytes(path), old);
+    Change(Cases()[0], path).reset();
+    std::filesystem::remove(other);
+    WriteBytes(other, Bytes(8, 1));
+    std::filesystem::create_hard_link(other, dir.Path() + "/third");
+    const Bytes stranger = ReadBytes(other);
+    std::filesystem::rename(
+        identityPath, Sys_FileJournal::IdentityJournalPath(other, Device(other), Inode(other)));
+    EXPECT_TRUE(Sys_FileJournal::Recover(other));
+    EXPECT_EQ(ReadBytes(other), stranger);
+    EXPECT_EQ(Test_FolderNames(dir.Path()),
+              (std::set<std::string>{"link", "other", "take", "third"}));
+    std::filesystem::remove(other);
+    std::filesystem::remove(dir.Path() + "/third");
+    WriteBytes(path, old);
 
     Change(Cases()[0], path).reset();
     const Bytes changed = ReadBytes(path);

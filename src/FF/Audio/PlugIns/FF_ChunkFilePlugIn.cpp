@@ -287,10 +287,15 @@ void FF_ChunkFilePlugIn::EndRewrite(bool iCommit)
 bool FF_ChunkFilePlugIn::IsJournalled()
 {
     // An output still under its temporary name appears whole or not at all anyway.
+    // A file inside a larger one names the larger one (GetJournalOffset).
     const Sys_FileLoc& loc = mFile->GetFileLoc();
-    return mAudioFile->GetOpenFlag() == Cmn_Store::eOpenFlag_OpenForWrite &&
-           mAudioFile->GetEmbeddedOffset() == 0 && !mRewriteFile &&
+    return mAudioFile->GetOpenFlag() == Cmn_Store::eOpenFlag_OpenForWrite && !mRewriteFile &&
            Sys_AtomicOutput::Redirect(loc).GetFullPath() == loc.GetFullPath();
+}
+
+int64_t FF_ChunkFilePlugIn::GetJournalOffset()
+{
+    return mAudioFile->GetEmbeddedOffset();
 }
 
 void FF_ChunkFilePlugIn::Flush()

@@ -16,7 +16,8 @@
 // whose AppleDouble sidecar stays with the name; then the file is opened again. A failure at
 // any point leaves the old file as it was. Through a symbolic link the file it names is
 // rewritten. A file inside a larger one, a file with hard links, and a new file are changed in
-// place. A flush in place of a plain file open for writing is journalled (FF_ChunkyFile.h, 8).
+// place. A flush in place of a file open for writing is journalled, moved samples included
+// (FF_ChunkyFile.h, 8); a file inside a larger one on the larger one's journal.
 #pragma once
 
 #include <cstdint>
@@ -54,10 +55,11 @@ public:
     Sys_File* GetFile() override { return mRewriteFile ? mRewriteFile.get() : mFile.get(); }
     Sys_File* BeginRewrite() override;
     void EndRewrite(bool iCommit) override;
-    // A plain file open for writing: changes in place go through an undo journal. A new file
-    // has no old state to keep, an output under its temporary name (Sys_AtomicOutput) is
-    // swapped in whole, and a file inside a larger one is changed as it stands.
+    // A file open for writing: changes in place go through an undo journal, for a file inside
+    // a larger one the journal of the larger one. A new file has no old state to keep, and an
+    // output under its temporary name (Sys_AtomicOutput) is swapped in whole.
     bool IsJournalled() override;
+    int64_t GetJournalOffset() override;
     void* GetUserData() override { return mAudioFile; }
     FF_Chunk* ReadNextChunk(int64_t iPosition, int64_t* oDataSizeP) override;
     int32_t GetAlignment() const override { return 2; }
