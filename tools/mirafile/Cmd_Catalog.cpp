@@ -24,13 +24,13 @@
 #include "BDM/Adapters/Neo/BDM_Catalog.h"
 #include "BDM/BDM_Globals.h"
 #include "BDM/BDM_Schema.h"
-#include "BDM/BDM_TaskManager.h"
 #include "BDM/BDM_Utils.h"
 #include "Cmn_Exception.h"
 #include "Sys_FileUtils.h"
 #include "Tool.h"
 #include "Tool_Catalogs.h"
 #include "Tool_Progress.h"
+#include "Tool_Task.h"
 
 namespace
 {
@@ -198,48 +198,18 @@ int Add()
             throw Tool_UsageError(sOptions.mArgs[i] + ": no such file or folder");
         locations.emplace_back(trimmed);
     }
-    BDM_Globals& globals = *BDM_Globals::Instance();
+    BDM_Globals::Instance(); // the queue
     // Before the catalog opens: an interrupt from then on stops the add at a commit.
     Tool_StInterruptHandler interruptHandler;
     BDM_BinHandle bin = Tool_OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForWrite);
     BDM_LazyObjectHandle adder(new BDM_CatalogAdder(AsCatalog(bin), locations));
     auto* adderP = static_cast<BDM_CatalogAdder*>(adder.Get());
-    std::unique_ptr<Tool_ProgressBar> bar(new Tool_ProgressBar(1));
-    int64_t shownTotal = 1;
-    globals.TaskManager().ManageTask(adderP, adderP->GetStatusMessage());
-    while (!adder->IsLoaded() && !adder->LoadFailed() && adder->IsQueued())
-    {
-        if (Tool_CancelRequested())
-        {
-            adder->CancelLoading();
-            bar.reset();
-            bin->Close(); // what was not committed goes
-            throw Cmn_CancelException();
-        }
-        globals.Queue().ExecuteForSlice();
-        const BDM_TaskProgress progress = adder->GetProgress();
-        if (progress.mUnitsToComplete > shownTotal)
-        {
-            bar.reset();
-            shownTotal = progress.mUnitsToComplete;
-            bar.reset(new Tool_ProgressBar(shownTotal));
-        }
-        bar->Show(progress.mUnitsCompleted, adderP->GetCurrentLocation().GetName());
-    }
-    bar.reset();
-    if (!adder->IsLoaded())
-    {
-        std::string text = "the files could not be added";
-        try
-        {
-            adder->ThrowIfLoadFailed();
-        }
-        catch (const std::exception& e)
-        {
-            text = e.what();
-        }
-        throw Tool_UsageError(sOptions.mArgs[1] + ": " + text);
-    }
+    const std::optional<std::string> failure =
+        Tool_RunTask({adderP, "the files could not be added",
+                      [adderP] { return adderP->GetCurrentLocation().GetName(); }},
+                     [&bin] { bin->Close(); }); // what was not committed goes
+    if (failure)
+        throw Tool_UsageError(sOptions.mArgs[1] + ": " + *failure);
     const int64_t added = adderP->GetNumAdded();
     bin->Close();
     if (sOptions.mJson)
