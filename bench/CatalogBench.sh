@@ -24,17 +24,9 @@ mkdir -p "$WORK"
 trap 'rm -rf "$WORK"' EXIT
 export MIRAFILE_DATA_DIR="$WORK/data" MIRAFILE_CATALOG_DIR="$WORK/catalogs"
 
-sox -n -r 48000 -b 24 -c 2 "$WORK/seed.wav" synth 0.1 sine 440
-for ((i = 0; i < COUNT; i++)); do
-  printf -v dir '%s/files/d%03d' "$WORK" $((i / 500))
-  mkdir -p "$dir"
-  printf -v name 'take%05d.wav' "$i"
-  cp "$WORK/seed.wav" "$dir/$name"
-done
-cat "$WORK"/files/*/*.wav >/dev/null # warm
+. bench/BenchFiles.sh
+bench_write_files "$WORK" "$COUNT"
 
-now() { date +%s.%N; }
-median() { printf '%s\n' "$@" | sort -g | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
 run() {
   case "$1" in
     soxi) find "$WORK/files" -name '*.wav' -print0 | xargs -0 soxi >"$WORK/soxi.txt" ;;

@@ -21,18 +21,10 @@ RUNS=${4:-3}
 mkdir -p "$WORK"
 trap 'rm -rf "$WORK"' EXIT
 
-sox -n -r 48000 -b 24 -c 2 "$WORK/seed.wav" synth 0.1 sine 440
+. bench/BenchFiles.sh
+bench_write_files "$WORK" "$COUNT"
 sox -n -r 48000 -b 24 -c 2 "$WORK/seed2.wav" synth 0.2 sine 440
-for ((i = 0; i < COUNT; i++)); do
-  printf -v dir '%s/files/d%03d' "$WORK" $((i / 500))
-  mkdir -p "$dir"
-  printf -v name 'take%05d.wav' "$i"
-  cp "$WORK/seed.wav" "$dir/$name"
-done
-cat "$WORK"/files/*/*.wav >/dev/null # warm
 
-now() { date +%s.%N; }
-median() { printf '%s\n' "$@" | sort -g | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
 # Rewrites every hundredth file of round $1 (a different one each round).
 rewrite() {
   for ((i = $1; i < COUNT; i += 100)); do

@@ -148,6 +148,51 @@ TEST_F(CatalogToolTest, CommandsRoundTrip)
     EXPECT_TRUE(Test_FolderNames(mCatalogs).empty());
 }
 
+// catalog copy: each file copied into DEST under a free name and its entry relinked to the
+// copy (so a second copy starts from the first); a missing file named, the rest copied.
+TEST_F(CatalogToolTest, CopyRelinksEntriesToTheirCopies)
+{
+    const std::string files = In("files"), f = files + "/d00/", c = In("copies") + "/";
+    Catalog_WriteFiles(files, 3);
+    std::filesystem::create_directories(c);
+    ASSERT_EQ(Run("create Lib").mStatus, 0);
+    ASSERT_EQ(Run("add Lib '" + files + "'").mStatus, 0);
+    std::filesystem::remove(f + "f0002.txt");
+    struct Step
+    {
+        std::string mArgs;
+        int mStatus;
+        std::string mOut, mErr;
+    };
+    const Step steps[] = {
+        {"copy Lib '" + files + "/none'", 1, "", "mirafile: " + files + "/none: no such folder\n"},
+        {"copy Lib '" + c + "' files/no", 1, "",
+         "mirafile: files/no: no such entry in the catalog\n"},
+        {"copy Lib '" + f + "'", 1, "",
+         "mirafile: Lib: " + files + ": a folder cannot be copied into itself\n"},
+        {"copy Lib '" + c + "' files/d00/f0000.txt", 0,
+         "files/d00/f0000.txt: " + f + "f0000.txt -> " + c + "f0000.txt\n", ""},
+        {"copy Lib '" + c + "' files/d00/f0000.txt", 0,
+         "files/d00/f0000.txt: " + c + "f0000.txt -> " + c + "f0000.1.txt\n", ""},
+        {"copy Lib '" + c + "' --json", 1,
+         "[{\"entry\": \"files/d00/f0001.txt\", \"from\": \"" + f + "f0001.txt\", \"to\": \"" + c +
+             "files/d00/f0001.txt\"},\n {\"entry\": \"files/d00/f0000.1.txt\", \"from\": \"" + c +
+             "f0000.1.txt\", "
+             "\"to\": \"" +
+             c + "f0000.1.1.txt\"}]\n",
+         "mirafile: files/d00/f0002.txt: " + f + "f0002.txt: no such file\n"},
+    };
+    for (const Step& step : steps)
+    {
+        const Test_ToolResult result = Run(step.mArgs);
+        EXPECT_EQ(result.mStatus, step.mStatus) << step.mArgs;
+        EXPECT_EQ(result.mOut, step.mOut) << step.mArgs;
+        EXPECT_EQ(result.mErr, step.mErr) << step.mArgs;
+    }
+    EXPECT_EQ(Catalog_Bytes(f + "f0000.txt"), "file 0\n");
+    EXPECT_EQ(Catalog_Bytes(c + "f0000.1.1.txt"), "file 0\n");
+}
+
 TEST_F(CatalogToolTest, RefusedFilesAreNamedAndLeftAlone)
 {
     std::filesystem::create_directories(mCatalogs);

@@ -7,36 +7,44 @@
 //   catalog show NAME [ENTRY]            every entry's path; or one entry's attributes
 //   catalog set NAME ENTRY --name TEXT | --comment TEXT
 //   catalog rm NAME ENTRY                removes an entry (a folder with what it holds)
+//   catalog copy NAME DEST [ENTRY...]    copies the entries' files into the folder DEST
+//                                        (every entry when none is named) and relinks
+//                                        the entries to the copies
 //   catalog delete NAME                  deletes the catalog file
 //
 // Catalogs live in $MIRAFILE_CATALOG_DIR, else in the "Catalogs" folder of the library's data
 // folder. ENTRY is a path of names below the catalog's root ("Drums/kick.wav"). add runs as
 // background work of the browser with a progress bar, commits as it goes and at the end;
 // Ctrl-C keeps what was committed and exits with status 130; adding the same files again
-// updates their entries. --json prints one JSON document where the command prints data.
+// updates their entries. copy prints "ENTRY: FROM -> TO" per file copied (--json: a list of
+// {"entry", "from", "to"}), names a copy after its file with a number added when the name is
+// taken in DEST, reports a file that is missing on standard error and goes on (status 1);
+// Ctrl-C keeps the entries copied so far relinked and exits with status 130. --json prints
+// one JSON document where the command prints data.
 #include <chrono>
 #include <ctime>
 #include <filesystem>
 #include <iomanip>
 #include <iostream>
+#include <map>
 #include <sstream>
 
 #include "BDM/Adapters/Neo/BDM_Catalog.h"
 #include "BDM/BDM_Globals.h"
 #include "BDM/BDM_Schema.h"
-#include "BDM/BDM_TaskManager.h"
 #include "BDM/BDM_Utils.h"
 #include "Cmn_Exception.h"
 #include "Sys_FileUtils.h"
 #include "Tool.h"
 #include "Tool_Catalogs.h"
 #include "Tool_Progress.h"
+#include "Tool_Task.h"
 
 namespace
 {
 const char* const cUsage = "catalog create NAME | list | info NAME | add NAME PATH... | "
                            "show NAME [ENTRY] | set NAME ENTRY --name TEXT | --comment TEXT | "
-                           "rm NAME ENTRY | delete NAME  [--json]";
+                           "rm NAME ENTRY | copy NAME DEST [ENTRY...] | delete NAME  [--json]";
 
 struct Options
 {
@@ -198,48 +206,18 @@ int Add()
             throw Tool_UsageError(sOptions.mArgs[i] + ": no such file or folder");
         locations.emplace_back(trimmed);
     }
-    BDM_Globals& globals = *BDM_Globals::Instance();
+    BDM_Globals::Instance(); // the queue
     // Before the catalog opens: an interrupt from then on stops the add at a commit.
     Tool_StInterruptHandler interruptHandler;
     BDM_BinHandle bin = Tool_OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForWrite);
     BDM_LazyObjectHandle adder(new BDM_CatalogAdder(AsCatalog(bin), locations));
     auto* adderP = static_cast<BDM_CatalogAdder*>(adder.Get());
-    std::unique_ptr<Tool_ProgressBar> bar(new Tool_ProgressBar(1));
-    int64_t shownTotal = 1;
-    globals.TaskManager().ManageTask(adderP, adderP->GetStatusMessage());
-    while (!adder->IsLoaded() && !adder->LoadFailed() && adder->IsQueued())
-    {
-        if (Tool_CancelRequested())
-        {
-            adder->CancelLoading();
-            bar.reset();
-            bin->Close(); // what was not committed goes
-            throw Cmn_CancelException();
-        }
-        globals.Queue().ExecuteForSlice();
-        const BDM_TaskProgress progress = adder->GetProgress();
-        if (progress.mUnitsToComplete > shownTotal)
-        {
-            bar.reset();
-            shownTotal = progress.mUnitsToComplete;
-            bar.reset(new Tool_ProgressBar(shownTotal));
-        }
-        bar->Show(progress.mUnitsCompleted, adderP->GetCurrentLocation().GetName());
-    }
-    bar.reset();
-    if (!adder->IsLoaded())
-    {
-        std::string text = "the files could not be added";
-        try
-        {
-            adder->ThrowIfLoadFailed();
-        }
-        catch (const std::exception& e)
-        {
-            text = e.what();
-        }
-        throw Tool_UsageError(sOptions.mArgs[1] + ": " + text);
-    }
+    const std::optional<std::string> failure =
+        Tool_RunTask({adderP, "the files could not be added",
+                      [adderP] { return adderP->GetCurrentLocation().GetName(); }},
+                     [&bin] { bin->Close(); }); // what was not committed goes
+    if (failure)
+        throw Tool_UsageError(sOptions.mArgs[1] + ": " + *failure);
     const int64_t added = adderP->GetNumAdded();
     bin->Close();
     if (sOptions.mJson)
@@ -344,6 +322,78 @@ int Remove()
     return 0;
 }
 
+// The paths of the file entries at and below iAsset, by their keys' ids.
+void EntryPaths(BDM_Catalog& ioCatalog, BDM_Asset& iAsset, std::map<int64_t, std::string>* ioPathsP)
+{
+    if (!iAsset.IsContainer())
+    {
+        (*ioPathsP)[static_cast<const BNeoa_Key&>(*iAsset.GetKey()).GetID()] =
+            Tool_CatalogEntryPath(iAsset);
+        return;
+    }
+    std::list<BDM_KeyHandle> children;
+    iAsset.GetChildren(&children);
+    for (const BDM_KeyHandle& child : children)
+        if (BDM_AssetHandle asset = ioCatalog.GetAsset(child))
+            EntryPaths(ioCatalog, *asset, ioPathsP);
+}
+
+int Copy()
+{
+    if (sOptions.mArgs.size() < 3)
+        throw Tool_UsageError(std::string("usage: mirafile ") + cUsage);
+    std::error_code error;
+    std::string destination =
+        std::filesystem::absolute(sOptions.mArgs[2], error).lexically_normal();
+    while (destination.size() > 1 && destination.back() == '/')
+        destination.pop_back();
+    if (!Sys_FileUtils::IsFolder(Sys_FileLoc(destination)))
+        throw Tool_UsageError(sOptions.mArgs[2] + ": no such folder");
+    BDM_Globals::Instance(); // the queue
+    Tool_StInterruptHandler interruptHandler;
+    BDM_BinHandle bin = Tool_OpenCatalog(sOptions.mArgs[1], Cmn_Store::eOpenFlag_OpenForWrite);
+    BDM_Catalog& catalog = AsCatalog(bin);
+    std::vector<BDM_KeyHandle> keys;
+    for (size_t i = 3; i < sOptions.mArgs.size(); ++i)
+        keys.push_back(Tool_FindCatalogEntry(catalog, sOptions.mArgs[i]));
+    if (keys.empty())
+        keys.push_back(catalog.GetRoot());
+    // Each entry's path before a relink gives it the copy's name.
+    std::map<int64_t, std::string> paths;
+    for (const BDM_KeyHandle& key : keys)
+        if (BDM_AssetHandle asset = catalog.GetAsset(key))
+            EntryPaths(catalog, *asset, &paths);
+    BDM_CatalogCopierHandle copier = catalog.CopyAndRelink(keys, Sys_FileLoc(destination));
+    // Ctrl-C: what was copied is relinked and committed by the cancel.
+    if (const std::optional<std::string> failure =
+            Tool_RunTask({copier.Get(), "the files could not be copied"}, [&bin] { bin->Close(); }))
+        throw Tool_UsageError(sOptions.mArgs[1] + ": " + *failure);
+    Tool_Json list = Tool_Json::array();
+    std::ostringstream out;
+    int status = 0;
+    for (const BDM_Relinker::Outcome& outcome : copier->GetOutcomes())
+    {
+        const std::string& entry =
+            paths[static_cast<const BNeoa_Key&>(*outcome.mEntry.mKey).GetID()];
+        if (outcome.mTo.IsEmpty())
+        {
+            std::cerr << "mirafile: "
+                      << Tool_OneLine(entry + ": " + outcome.mFrom.GetFullPath() + ": no such file")
+                      << "\n";
+            status = 1;
+            continue;
+        }
+        list.push_back(Tool_Json{{"entry", entry},
+                                 {"from", outcome.mFrom.GetFullPath()},
+                                 {"to", outcome.mTo.GetFullPath()}});
+        out << entry << ": " << outcome.mFrom.GetFullPath() << " -> " << outcome.mTo.GetFullPath()
+            << "\n";
+    }
+    bin->Close();
+    std::cout << (sOptions.mJson ? Tool_JsonText(list, ",\n ") + "\n" : out.str());
+    return status;
+}
+
 int Delete()
 {
     Expect(2, 2);
@@ -380,6 +430,8 @@ int Run()
         return Set();
     if (action == "rm")
         return Remove();
+    if (action == "copy")
+        return Copy();
     if (action == "delete")
         return Delete();
     throw Tool_UsageError("catalog: unknown action \"" + action + "\"");

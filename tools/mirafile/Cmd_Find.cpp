@@ -44,6 +44,7 @@
 #include "Tool_AttributeText.h"
 #include "Tool_Catalogs.h"
 #include "Tool_Progress.h"
+#include "Tool_Task.h"
 
 namespace
 {
@@ -421,7 +422,7 @@ int Run()
 {
     if (sOptions.mAreas.empty())
         throw Tool_UsageError(std::string("usage: mirafile ") + cUsage);
-    BDM_Globals& globals = *BDM_Globals::Instance();
+    BDM_Globals::Instance(); // the queue
     if (!BDM_Schema::IsInitialized())
         BDM_Schema::InitializeSchema();
     const BDM_AttributeTags& t = *BDM_AttributeTags::Instance();
@@ -460,17 +461,7 @@ int Run()
         new BDM_FileFinder(area, std::move(generator)));
 
     Tool_StInterruptHandler interruptHandler;
-    finder->QueueObjectLoader("find");
-    while (!finder->IsLoaded() && !finder->LoadFailed() && finder->IsQueued())
-    {
-        if (Tool_CancelRequested())
-        {
-            finder->CancelLoading();
-            throw Cmn_CancelException();
-        }
-        globals.Queue().ExecuteForSlice();
-    }
-    if (!finder->IsLoaded())
+    if (Tool_RunTask({finder.Get(), "the search failed"}, {}))
         finder->ThrowIfLoadFailed();
 
     std::vector<Row> rows;

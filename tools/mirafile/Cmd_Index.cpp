@@ -18,12 +18,12 @@
 
 #include "BDM/BDM_Globals.h"
 #include "BDM/BDM_Synchronizer.h"
-#include "BDM/BDM_TaskManager.h"
 #include "BDM/BDM_Volume.h"
 #include "Cmn_Exception.h"
 #include "Sys_FileUtils.h"
 #include "Tool.h"
 #include "Tool_Progress.h"
+#include "Tool_Task.h"
 
 namespace
 {
@@ -84,42 +84,14 @@ int Run()
     const BDM_KeyHandle source = BDM_Volume::GetFileSystemHooks().mMakeKey(folder);
     BDM_LazyObjectHandle pass(new BDM_Synchronizer(bin, source, destination, true, true, true));
     auto* passP = static_cast<BDM_Synchronizer*>(pass.Get());
-    std::unique_ptr<Tool_ProgressBar> bar(new Tool_ProgressBar(1));
-    int64_t shownTotal = 1;
-    globals.TaskManager().ManageTask(passP, passP->GetStatusMessage());
-    while (!pass->IsLoaded() && !pass->LoadFailed() && pass->IsQueued())
+    const std::optional<std::string> failure =
+        Tool_RunTask({passP, "the folder could not be indexed",
+                      [passP] { return passP->GetCurrentLocation().GetName(); }},
+                     [&bin] { bin.Close(); }); // what was not committed goes
+    if (failure)
     {
-        if (Tool_CancelRequested())
-        {
-            pass->CancelLoading();
-            bar.reset();
-            bin.Close(); // what was not committed goes
-            throw Cmn_CancelException();
-        }
-        globals.Queue().ExecuteForSlice();
-        const BDM_TaskProgress progress = pass->GetProgress();
-        if (progress.mUnitsToComplete > shownTotal)
-        {
-            bar.reset();
-            shownTotal = progress.mUnitsToComplete;
-            bar.reset(new Tool_ProgressBar(shownTotal));
-        }
-        bar->Show(progress.mUnitsCompleted, passP->GetCurrentLocation().GetName());
-    }
-    bar.reset();
-    if (!pass->IsLoaded())
-    {
-        std::string text = "the folder could not be indexed";
-        try
-        {
-            pass->ThrowIfLoadFailed();
-        }
-        catch (const std::exception& e)
-        {
-            text = e.what();
-        }
         bin.Close();
-        throw Tool_UsageError(sOptions.mPath + ": " + text);
+        throw Tool_UsageError(sOptions.mPath + ": " + *failure);
     }
     const BDM_SyncCounts counts = passP->GetCounts();
     bin.Close();

@@ -31,7 +31,6 @@
 #include "BDM/BDM_AudioOverview.h"
 #include "BDM/BDM_Globals.h"
 #include "BDM/BDM_Schema.h"
-#include "BDM/BDM_TaskManager.h"
 #include "BDM/BDM_Utils.h"
 #include "Cmn_Exception.h"
 #include "FF/Audio/FF_AudioFile.h"
@@ -39,6 +38,7 @@
 #include "Tool.h"
 #include "Tool_AttributeText.h"
 #include "Tool_Progress.h"
+#include "Tool_Task.h"
 
 namespace
 {
@@ -132,7 +132,6 @@ bool ComputeOverviews(const std::vector<Row>& iRows)
     const BDM_AttributeTags& t = *BDM_AttributeTags::Instance();
     BDM_Globals& globals = *BDM_Globals::Instance();
     std::vector<std::pair<std::string, BDM_LazyObjectHandle>> tasks;
-    int64_t total = 0;
     for (const Row& row : iRows)
     {
         if (row.mAsset->GetType() != BDM_eAssetType_Audio)
@@ -141,57 +140,23 @@ bool ComputeOverviews(const std::vector<Row>& iRows)
         if (row.mAsset->GetAttributeValue(t.cAudioOverview, &overview))
             continue;
         BDM_LazyObjectHandle task(new BDM_CalculateAudioOverview(*row.mAsset));
-        total += task->GetProgress().mUnitsToComplete;
         tasks.emplace_back(row.mPath, task);
     }
     if (tasks.empty())
         return true;
     Tool_StInterruptHandler interruptHandler;
-    Tool_ProgressBar bar(std::max<int64_t>(total, 1));
-    for (auto& [path, task] : tasks)
-        globals.TaskManager().ManageTask(task.Get(), task->GetStatusMessage());
     bool ok = true;
-    size_t next = 0; // the first task not yet ended
-    while (next < tasks.size())
-    {
-        if (Tool_CancelRequested())
-        {
-            for (auto& [path, task] : tasks)
-                task->CancelLoading();
-            bar.Clear();
-            globals.FlushOverviewCaches(); // what was computed stays
-            throw Cmn_CancelException();
-        }
-        globals.Queue().ExecuteForSlice();
-        int64_t done = 0;
-        for (auto& [path, task] : tasks)
-            done += task->GetProgress().mUnitsCompleted;
-        while (next < tasks.size() &&
-               (tasks[next].second->IsLoaded() || tasks[next].second->LoadFailed() ||
-                !tasks[next].second->IsQueued()))
-        {
-            BDM_LazyObject& task = *tasks[next].second;
-            if (!task.IsLoaded())
-            {
-                std::string text = "the overview could not be computed";
-                try
-                {
-                    task.ThrowIfLoadFailed();
-                }
-                catch (const std::exception& e)
-                {
-                    text = e.what();
-                }
-                bar.Clear();
-                std::cerr << "mirafile: " << Tool_OneLine(tasks[next].first + ": " + text) << "\n";
-                ok = false;
-            }
-            ++next;
-        }
-        if (next < tasks.size())
-            bar.Show(done, tasks[next].first);
-    }
-    bar.Clear();
+    std::vector<Tool_Task> list;
+    for (const auto& [path, task] : tasks)
+        list.push_back({task.Get(), "the overview could not be computed",
+                        [label = path] { return label; },
+                        [&ok, label = path](const std::string& iWhy)
+                        {
+                            std::cerr << "mirafile: " << Tool_OneLine(label + ": " + iWhy) << "\n";
+                            ok = false;
+                        }});
+    // On Ctrl-C what was computed stays.
+    Tool_RunTasks(list, [&globals] { globals.FlushOverviewCaches(); });
     globals.FlushOverviewCaches();
     return ok;
 }

@@ -33,6 +33,7 @@
 #include "Tool.h"
 #include "Tool_Catalogs.h"
 #include "Tool_Progress.h"
+#include "Tool_Task.h"
 
 namespace
 {
@@ -93,39 +94,12 @@ BDM_QueryAreaHandle MakeArea()
     return area;
 }
 
-// Runs iObject on the browser's queue with a bar; Ctrl-C cancels it, closes iBin (which
-// drops what was not committed) and unwinds.
-void RunToEnd(BDM_LazyObject& ioObject, BDM_Bin& ioBin, const std::string& iName, int64_t iTotal)
+// Runs iObject to its end; Ctrl-C closes iBin (which drops what was not committed).
+void RunToEnd(BDM_LazyObject& ioObject, BDM_Bin& ioBin, const std::string& iName)
 {
-    BDM_Globals& globals = *BDM_Globals::Instance();
-    Tool_ProgressBar bar(std::max<int64_t>(iTotal, 1));
-    ioObject.QueueObjectLoader(iName.c_str());
-    while (!ioObject.IsLoaded() && !ioObject.LoadFailed() && ioObject.IsQueued())
-    {
-        if (Tool_CancelRequested())
-        {
-            ioObject.CancelLoading();
-            bar.Clear();
-            ioBin.Close();
-            throw Cmn_CancelException();
-        }
-        globals.Queue().ExecuteForSlice();
-        bar.Show(ioObject.GetProgress().mUnitsCompleted, ioObject.GetStatusMessage());
-    }
-    bar.Clear();
-    if (!ioObject.IsLoaded())
-    {
-        std::string text = "the search failed";
-        try
-        {
-            ioObject.ThrowIfLoadFailed();
-        }
-        catch (const std::exception& e)
-        {
-            text = e.what();
-        }
-        throw std::runtime_error(iName + ": " + text);
-    }
+    if (const std::optional<std::string> failure =
+            Tool_RunTask({&ioObject, "the search failed"}, [&ioBin] { ioBin.Close(); }))
+        throw std::runtime_error(iName + ": " + *failure);
 }
 
 int Relink()
@@ -167,7 +141,7 @@ int Relink()
         Cmn_PolymorphicHandle<BDM_Relinker, Sys_ThreadSafeRefCountObject> relinker(
             new BDM_Relinker(toFind, MakeArea(), byName, byID));
         relinker->SetDryRun(sOptions.mDryRun);
-        RunToEnd(*relinker, *bin, "relink", int64_t(toFind.size()));
+        RunToEnd(*relinker, *bin, "relink");
         toFind.clear();
         left.clear();
         for (const BDM_Relinker::Outcome& outcome : relinker->GetOutcomes())
@@ -230,7 +204,7 @@ int Candidates()
         throw Tool_UsageError(sOptions.mArgs[2] + ": not a file entry");
     Cmn_PolymorphicHandle<BDM_RelinkCandidatesFinder, Sys_ThreadSafeRefCountObject> finder(
         new BDM_RelinkCandidatesFinder(asset, MakeArea()));
-    RunToEnd(*finder, *bin, "relink candidates", 1);
+    RunToEnd(*finder, *bin, "relink candidates");
     static const char* const cFoundBy[] = {"catalog", "name", "identifier"};
     Tool_Json list = Tool_Json::array();
     std::ostringstream text;

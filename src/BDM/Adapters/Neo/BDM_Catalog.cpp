@@ -4,15 +4,20 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <list>
+#include <set>
 
 #include "BDM/Adapters/FS/BFSa_Bin.h"
 #include "BDM/Adapters/Neo/BNeoa_Database.h"
 #include "BDM/BDM_Globals.h"
+#include "BDM/BDM_Iterator.h"
+#include "BDM/BDM_PostProcess_Relink.h"
 #include "BDM/BDM_Schema.h"
 #include "BDM/BDM_Utils.h"
 #include "BDM/BDM_Volume.h"
 #include "Cmn_Assert.h"
 #include "L10N_ExceptionData.h"
+#include "L10N_Utils.h"
 #include "Sys_FileLocUtils.h"
 #include "Sys_FileUtils.h"
 
@@ -182,6 +187,12 @@ void BDM_Catalog::SetName(const std::string& iName)
         ->Set(iName);
 }
 
+BDM_CatalogCopierHandle BDM_Catalog::CopyAndRelink(const std::vector<BDM_KeyHandle>& iKeys,
+                                                   const Sys_FileLoc& iDestination)
+{
+    return BDM_CatalogCopierHandle(new BDM_CatalogCopier(*this, iKeys, iDestination));
+}
+
 // ---- adding ------------------------------------------------------------------------------
 
 BDM_CatalogAdder::BDM_CatalogAdder(BDM_Catalog& iCatalog, const std::vector<Sys_FileLoc>& iLocations)
@@ -248,4 +259,267 @@ bool BDM_CatalogAdder::Load()
     }
     mCatalog.Commit();
     return true;
+}
+
+// ---- copying and relinking ---------------------------------------------------------------
+
+namespace
+{
+BDM_Bin& FileSystem()
+{
+    return BDM_Globals::Instance()->FileSystemWithFilter(BDM_Globals::eFileSystemFilter_AllFiles);
+}
+
+int64_t IDOf(const BDM_KeyHandle& iKey)
+{
+    return static_cast<const BNeoa_Key&>(*iKey).GetID();
+}
+
+// The file system as the destination of one copy-and-relink: a folder made directly in the
+// destination gets a name of its own (a number added when taken), so that the copy of a
+// folder never merges into one that is there and each copy lies at its entry's place below
+// the new folder; the last file copied directly into the destination is kept for its name.
+class CopyDestination : public BFSa_Bin
+{
+public:
+    explicit CopyDestination(const Sys_FileLoc& iDestination)
+        : BFSa_Bin(eFileSystemFilter_AllFiles, nullptr), mDestination(iDestination)
+    {
+    }
+
+    BDM_KeyHandle CreateFolder(const BDM_KeyHandle& iParentKey, const std::string& iName) override
+    {
+        if (!IsDestination(iParentKey))
+            return BFSa_Bin::CreateFolder(iParentKey, iName);
+        const Sys_FileLoc folder = Sys_FileUtils::HandleDuplicateName(
+            Sys_FileLoc(mDestination, iName, Sys_FileType::cFolder));
+        Sys_FileUtils::CreateFolder(folder);
+        return MakeKey(folder, true, 0);
+    }
+    BDM_LazyObjectHandle CopyAsset(BDM_Bin& iSrcBin, const BDM_KeyHandle& iSrcKey,
+                                   const BDM_KeyHandle& iParentKey) override
+    {
+        BDM_LazyObjectHandle copier = BFSa_Bin::CopyAsset(iSrcBin, iSrcKey, iParentKey);
+        if (IsDestination(iParentKey))
+            mLastFileCopier = copier;
+        return copier;
+    }
+    void ForgetLastFileCopier() { mLastFileCopier = BDM_LazyObjectHandle(); }
+    const BFSa_AssetCopier* GetLastFileCopier() const
+    {
+        return static_cast<const BFSa_AssetCopier*>(mLastFileCopier.Get());
+    }
+
+private:
+    bool IsDestination(const BDM_KeyHandle& iKey) const
+    {
+        return static_cast<const BFSa_Key&>(*iKey).GetFileLoc().GetFullPath() ==
+               mDestination.GetFullPath();
+    }
+
+    Sys_FileLoc mDestination;
+    BDM_LazyObjectHandle mLastFileCopier;
+};
+
+// The relink after a folder's copy, which a cancel may also run on what was copied so far.
+class FolderRelink : public BDM_PostProcess_Relink
+{
+public:
+    using BDM_PostProcess_Relink::BDM_PostProcess_Relink;
+    void RelinkCopied() { Load(); }
+};
+
+std::string StatusText(int32_t iResource, const std::string& iInsert)
+{
+    std::string text = L10N_Utils::GetResourceString(iResource);
+    if (const size_t at = text.find("%1"); at != std::string::npos)
+        text.replace(at, 2, iInsert);
+    return text;
+}
+} // namespace
+
+struct BDM_CatalogCopier::Job
+{
+    BDM_AssetHandle mEntry;
+    std::vector<BDM_Link> mFiles; // the file entries: the entry itself, or those below it
+    Sys_FileLoc mFrom;
+    Cmn_PolymorphicHandle<BDM_RecursiveAssetCopier, Sys_ThreadSafeRefCountObject> mCopier;
+    Cmn_PolymorphicHandle<FolderRelink, Sys_ThreadSafeRefCountObject> mRelink;
+};
+
+BDM_CatalogCopier::BDM_CatalogCopier(BDM_Catalog& iCatalog, const std::vector<BDM_KeyHandle>& iKeys,
+                                     const Sys_FileLoc& iDestination)
+    : mCatalog(iCatalog), mCatalogHold(&iCatalog),
+      mDestinationBin(new CopyDestination(iDestination)), mDestination(iDestination)
+{
+    SetProgressUnitsType(BDM_TaskProgress::eUnitsType_Files);
+    // The chosen entries, the root's children for the root, without those inside another.
+    std::vector<BDM_AssetHandle> chosen;
+    for (const BDM_KeyHandle& key : iKeys)
+    {
+        BDM_AssetHandle asset = key ? iCatalog.GetAsset(key) : BDM_AssetHandle();
+        if (asset && asset->IsRoot())
+        {
+            std::list<BDM_KeyHandle> children;
+            asset->GetChildren(&children);
+            for (const BDM_KeyHandle& child : children)
+                if (BDM_AssetHandle childAsset = iCatalog.GetAsset(child))
+                    chosen.push_back(childAsset);
+        }
+        else if (asset)
+            chosen.push_back(asset);
+    }
+    std::set<int64_t> ids;
+    for (const BDM_AssetHandle& asset : chosen)
+        ids.insert(IDOf(asset->GetKey()));
+    std::set<int64_t> taken;
+    for (const BDM_AssetHandle& asset : chosen)
+    {
+        bool inside = !taken.insert(IDOf(asset->GetKey())).second;
+        for (BDM_AssetHandle parent = asset->GetParent(); parent && !inside && !parent->IsRoot();
+             parent = parent->GetParent())
+            inside = ids.count(IDOf(parent->GetKey())) > 0;
+        if (inside)
+            continue;
+        Job job;
+        job.mEntry = asset;
+        // The file entries, in the order of the catalog's walk.
+        std::vector<BDM_AssetHandle> stack{asset};
+        while (!stack.empty())
+        {
+            BDM_AssetHandle next = stack.back();
+            stack.pop_back();
+            if (!next->IsContainer())
+            {
+                job.mFiles.push_back({mCatalogHold, next->GetKey()});
+                continue;
+            }
+            std::list<BDM_KeyHandle> children;
+            next->GetChildren(&children);
+            for (auto it = children.rbegin(); it != children.rend(); ++it)
+                if (BDM_AssetHandle child = iCatalog.GetAsset(*it))
+                    stack.push_back(child);
+        }
+        // A file entry below a folder entry whose file lies elsewhere is a job of its own.
+        std::vector<Job> elsewhere;
+        Sys_FileLoc folder;
+        if (asset->IsContainer() && BDM_Relinker::GetStoredLocation(*asset, &folder))
+        {
+            const std::string prefix = folder.GetFullPath() + "/";
+            std::vector<BDM_Link> inside;
+            for (const BDM_Link& link : job.mFiles)
+            {
+                BDM_AssetHandle file = iCatalog.GetAsset(link.mKey);
+                Sys_FileLoc loc;
+                if (BDM_Relinker::GetStoredLocation(*file, &loc) &&
+                    loc.GetFullPath().compare(0, prefix.size(), prefix) != 0)
+                    elsewhere.push_back(Job{file, {link}, {}, {}, {}});
+                else
+                    inside.push_back(link);
+            }
+            job.mFiles = std::move(inside);
+        }
+        mJobs.push_back(std::move(job));
+        for (Job& other : elsewhere)
+            mJobs.push_back(std::move(other));
+    }
+}
+
+BDM_CatalogCopier::~BDM_CatalogCopier() = default;
+
+bool BDM_CatalogCopier::Start(Job& ioJob)
+{
+    const bool isFolder = ioJob.mEntry->IsContainer();
+    UpdateStatusMessage(StatusText(1242, ioJob.mEntry->GetName()));
+    if (!BDM_Relinker::GetStoredLocation(*ioJob.mEntry, &ioJob.mFrom) ||
+        !Sys_FileUtils::Exists(ioJob.mFrom) || Sys_FileUtils::IsFolder(ioJob.mFrom) != isFolder)
+    {
+        // Nothing to copy: every file entry of the job is missing.
+        for (const BDM_Link& link : ioJob.mFiles)
+        {
+            Sys_FileLoc from;
+            BDM_Relinker::GetStoredLocation(*mCatalog.GetAsset(link.mKey), &from);
+            mOutcomes.push_back({link, from, Sys_FileLoc()});
+        }
+        return false;
+    }
+    if (isFolder &&
+        (mDestination.GetFullPath() + "/").rfind(ioJob.mFrom.GetFullPath() + "/", 0) == 0)
+        throw std::runtime_error(ioJob.mFrom.GetFullPath() +
+                                 ": a folder cannot be copied into itself");
+    ioJob.mCopier.Reset(
+        new BDM_RecursiveAssetCopier(FileSystem(), BFSa_Bin::MakeKey(ioJob.mFrom, isFolder),
+                                     *mDestinationBin, BFSa_Bin::MakeKey(mDestination, true)));
+    static_cast<CopyDestination&>(*mDestinationBin).ForgetLastFileCopier();
+    if (isFolder)
+    {
+        ioJob.mRelink.Reset(new FolderRelink(ioJob.mFiles));
+        ioJob.mCopier->SetPostProcess(
+            BDM_RecursiveAssetCopier::PostProcessHandle(ioJob.mRelink.Get()));
+    }
+    AddDependency(ioJob.mCopier.Get());
+    return true;
+}
+
+void BDM_CatalogCopier::Finish(Job& ioJob, bool iCancelled)
+{
+    if (ioJob.mRelink)
+    {
+        if (!ioJob.mRelink->IsLoaded())
+        {
+            if (!iCancelled || !ioJob.mCopier->GetCopiedAssetKey())
+                return;
+            ioJob.mRelink->RelinkCopied();
+        }
+        for (const BDM_Relinker::Outcome& outcome : ioJob.mRelink->GetOutcomes())
+            if (!iCancelled || !outcome.mTo.IsEmpty())
+                mOutcomes.push_back(outcome);
+    }
+    else
+    {
+        const BFSa_AssetCopier* copierP =
+            static_cast<CopyDestination&>(*mDestinationBin).GetLastFileCopier();
+        if (!copierP || !copierP->IsLoaded() || copierP->GetCopiedFileLoc().IsEmpty())
+            return;
+        const Sys_FileLoc& to = copierP->GetCopiedFileLoc();
+        BDM_AssetHandle found = FileSystem().GetAsset(BDM_Relinker::MakeFileKey(to));
+        if (!found)
+            return;
+        Cmn_PolymorphicHandle<BDM_Relinker, Sys_ThreadSafeRefCountObject> relinker(
+            new BDM_Relinker(ioJob.mFiles, BDM_QueryAreaHandle(new BDM_QueryArea), false, false));
+        relinker->SetFileToFind(0);
+        relinker->LinkFound(*found, to);
+        mOutcomes.push_back({ioJob.mFiles.front(), ioJob.mFrom, to});
+    }
+    mCatalog.Commit();
+}
+
+bool BDM_CatalogCopier::Load()
+{
+    if (mRunning)
+    {
+        mRunning = false;
+        Finish(mJobs[mNext++], false);
+    }
+    while (mNext < mJobs.size())
+    {
+        if (Start(mJobs[mNext]))
+        {
+            mRunning = true;
+            return false;
+        }
+        ++mNext;
+    }
+    mCatalog.Commit();
+    return true;
+}
+
+void BDM_CatalogCopier::CancelLoadingPrivate(bool iAlsoGroups)
+{
+    if (mRunning)
+    {
+        mRunning = false;
+        Finish(mJobs[mNext++], true);
+    }
+    BDM_LazyObject::CancelLoadingPrivate(iAlsoGroups);
 }

@@ -7,6 +7,8 @@
 // Adding (BDM_CatalogAdder) mirrors files and folders below the root, folder by folder,
 // commits every cCommitInterval entries and at the end, and adds an entry that is there
 // already by updating it: a rerun after a kill gives what a clean run gives.
+// Copying and relinking (BDM_CatalogCopier) copies the files of chosen entries elsewhere
+// and links each entry to its copy, leaving the originals as they were.
 // Threads: the browser's thread.
 #pragma once
 
@@ -15,6 +17,11 @@
 
 #include "BDM/Adapters/Neo/BNeoa_Bin.h"
 #include "BDM/BDM_LazyObject.h"
+#include "BDM/BDM_Relinker.h"
+
+class BDM_CatalogCopier;
+using BDM_CatalogCopierHandle =
+    Cmn_PolymorphicHandle<BDM_CatalogCopier, Sys_ThreadSafeRefCountObject>;
 
 class BDM_Catalog : public BNeoa_Bin
 {
@@ -37,6 +44,11 @@ public:
     bool CanModifyAttribute(const BDM_KeyHandle& iKey, const BDM_AttributeTag& iTag) override;
     // The name the root shows.
     void SetName(const std::string& iName);
+    // The work that copies the files of the entries iKeys (a folder entry with everything
+    // below it; the root: every entry) into the folder iDestination and links each entry to
+    // its copy. It does nothing until it is queued; see BDM_CatalogCopier.
+    BDM_CatalogCopierHandle CopyAndRelink(const std::vector<BDM_KeyHandle>& iKeys,
+                                          const Sys_FileLoc& iDestination);
 
 protected:
     void OpenImpl(EOpenFlag iOpenFlag) override;
@@ -73,4 +85,50 @@ private:
     Sys_FileLoc mCurrent;
     int64_t mAdded = 0;
     int64_t mSinceCommit = 0;
+};
+
+// Copies the files of catalog entries into a destination folder and relinks the entries,
+// one chosen entry (a job) at a time:
+//  1. An entry inside another chosen one is dropped; the root stands for its children.
+//  2. A file entry's file is copied by a BDM_RecursiveAssetCopier into the destination,
+//     named after the file, a number added when the name is taken; the entry is then linked
+//     to the copy (BDM_Relinker::LinkFound: the copy is the file).
+//  3. A folder entry's folder is copied the same way, with everything in it, under a name of
+//     its own in the destination (a number added when taken, never merged into a folder
+//     there); BDM_PostProcess_Relink then links the file entries below it to their copies.
+//  4. A file (or folder) that is missing is skipped: its file entries count as not copied.
+//     A folder is not copied into itself: a destination inside it fails the work.
+//  5. The catalog is committed after each job and at the end. Cancelled part way, the job at
+//     hand links what it has copied, the catalog is committed, and the rest stays as it was;
+//     a file is copied under a temporary name and renamed when complete, so no partial copy
+//     lies under a final name. The originals are never touched.
+class BDM_CatalogCopier : public BDM_LazyObject
+{
+public:
+    BDM_CatalogCopier(BDM_Catalog& iCatalog, const std::vector<BDM_KeyHandle>& iKeys,
+                      const Sys_FileLoc& iDestination);
+    ~BDM_CatalogCopier() override;
+    bool ShowInTaskManager() const override { return true; }
+    // Per file entry dealt with so far, in the order of the jobs and of the entries below a
+    // folder: its stored location and its copy (empty when the file was missing).
+    const std::vector<BDM_Relinker::Outcome>& GetOutcomes() const { return mOutcomes; }
+
+protected:
+    bool Load() override;
+    // Links what the job at hand has copied and commits, then cancels.
+    void CancelLoadingPrivate(bool iAlsoGroups) override;
+
+private:
+    struct Job;
+    bool Start(Job& ioJob);
+    void Finish(Job& ioJob, bool iCancelled);
+
+    BDM_Catalog& mCatalog;
+    BDM_BinHandle mCatalogHold;
+    BDM_BinHandle mDestinationBin;
+    Sys_FileLoc mDestination;
+    std::vector<Job> mJobs;
+    size_t mNext = 0;
+    bool mRunning = false;
+    std::vector<BDM_Relinker::Outcome> mOutcomes;
 };
