@@ -516,9 +516,10 @@ void BDM_Workspace::UnmountVolume(const BDM_KeyHandle& iKey)
 {
     const VolumeEntry* entryP = FindVolumeEntry(iKey);
     CMN_ASSERT_TEXT(entryP, "a volume's entry");
-    BDM_VolumeHandle volume = entryP->mVolume;
-    if (const int32_t refusal = UnmountRefusal(*volume))
+    // Asked before this function holds the volume too (a holder makes it in use).
+    if (const int32_t refusal = UnmountRefusal(*entryP->mVolume))
         L10N_Throw(cBrowserPackage, refusal);
+    BDM_VolumeHandle volume = entryP->mVolume;
     if (volume->IsOpen())
         volume->Close();
     if (sUnmountFunction)

@@ -235,7 +235,7 @@ TEST_F(WorkspaceFixture, UnmountRefusesWhatIsInUseAndUnmountsTheRest)
         BDM_LazyObjectHandle mTask; // managed during the row
         int32_t mRefusal;           // message id; 0: unmounted
     };
-    const Row rows[] = {
+    Row rows[] = {
         {"the boot volume", cRootID, false, {}, 69},
         {"a bin kept in use", cDiskB, true, {}, 73},
         {"a task walking a folder on it", cDiskA, false,
@@ -249,7 +249,7 @@ TEST_F(WorkspaceFixture, UnmountRefusesWhatIsInUseAndUnmountsTheRest)
         {"a task on another volume", cDiskB, false, BDM_LazyObjectHandle(new VolumeWork(cDiskA)),
          0},
     };
-    for (const Row& row : rows)
+    for (Row& row : rows)
     {
         SCOPED_TRACE(row.mWhat);
         const BDM_KeyHandle key = Entry(row.mVolume);
@@ -275,6 +275,7 @@ TEST_F(WorkspaceFixture, UnmountRefusesWhatIsInUseAndUnmountsTheRest)
             volume.DecrementUseCount();
         if (row.mTask)
             row.mTask->CancelLoading();
+        row.mTask = {}; // a task holds its volume in use until it goes
     }
 }
 

@@ -21,6 +21,13 @@ constexpr int32_t cBrowserPackage = 12;
 constexpr int32_t cNameInUse = 63;      // "Name already in use"
 constexpr int32_t cInvalidVersion = 66; // "Invalid Version"
 constexpr int32_t cNoInfo = 82;         // "Can't find database information"
+constexpr int32_t cFilePackage = 5, cFileBusy = 46; // "File is busy"
+
+// A database that another process holds is busy, not foreign.
+bool IsBusy(const std::exception& iException)
+{
+    return L10N_IsException(iException, cFilePackage, cFileBusy);
+}
 constexpr int32_t cTooOld = 83;         // "Database version too old"
 constexpr int32_t cNotUnicode = 84;     // "Database is not Unicode"
 constexpr const char* cRootName = "Global";
@@ -533,14 +540,19 @@ void BNeoa_Bin::CheckFile()
     // Where the engine could not make its index of the log, nothing there changes meanwhile.
     checking.Open(UriOf(mURL.GetFullPath()) + (IsFolderWritable(mURL) ? "?mode=ro" : "?immutable=1"),
                   SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+    // A writer in another process may hold the log's index for a moment (a checkpoint, the
+    // first reader's recovery): wait as any connection does.
+    sqlite3_busy_timeout(checking.Get(), BNeoa_Environment::GetEnvironment().GetBusyTimeout());
     int64_t applicationID = 0, schemaVersion = 0;
     try
     {
         applicationID = checking.QueryInt("PRAGMA application_id");
         schemaVersion = checking.QueryInt("PRAGMA user_version");
     }
-    catch (const std::exception&)
+    catch (const std::exception& e)
     {
+        if (IsBusy(e))
+            throw;
         L10N_Throw(cBrowserPackage, cNoInfo); // not a database at all
     }
     if (applicationID != BNeoa_Environment::cApplicationID || schemaVersion < 1)
@@ -571,8 +583,10 @@ void BNeoa_Bin::ReadInfo(BNeoa_Connection& iConnection, BNeoa_DatabaseInfo* oInf
             oInfoP->mIsUnicode = statement.Int(6) != 0;
         }
     }
-    catch (const std::exception&)
+    catch (const std::exception& e)
     {
+        if (IsBusy(e))
+            throw;
         found = false;
     }
     if (!found)
