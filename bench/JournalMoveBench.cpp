@@ -17,6 +17,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "BenchScratch.h"
 #include "FF/Audio/FF_AudioFile.h"
 #include "Sys_File.h"
 #include "Sys_FileLoc.h"
@@ -28,31 +29,21 @@ using Bytes = std::vector<unsigned char>;
 constexpr uint32_t cSampleBytes = 100u << 20;
 constexpr int64_t cDelta = 2000;
 
-void PutLE(Bytes& ioBytes, uint32_t iValue, int iWidth)
-{
-    for (int i = 0; i < iWidth; ++i)
-        ioBytes.push_back(static_cast<unsigned char>(iValue >> (8 * i)));
-}
-
 // "take.wav" and its second name "other.wav" in a folder of their own.
 class LinkedFile
 {
 public:
     LinkedFile()
     {
-        const char* base = std::getenv("MIRAFILE_BENCH_DIR");
-        mDir = (base ? std::filesystem::path(base) : std::filesystem::temp_directory_path()) /
-               ("mirafile-journal-bench-" + std::to_string(::getpid()));
-        std::filesystem::create_directories(mDir);
-        mPath = (mDir / "take.wav").string();
+        mPath = (mScratch.Dir() / "take.wav").string();
         Bytes head = {'R', 'I', 'F', 'F'};
-        PutLE(head, 4 + 8 + 16 + 8 + 2 + 8 + cSampleBytes, 4);
+        Bench_PutLE(head, 4 + 8 + 16 + 8 + 2 + 8 + cSampleBytes, 4);
         head.insert(head.end(), {'W', 'A', 'V', 'E', 'f', 'm', 't', ' '});
         for (const uint32_t value : {16u, 0x00020001u, 44100u, 44100u * 4, 0x00100004u})
-            PutLE(head, value, 4);
+            Bench_PutLE(head, value, 4);
         head.insert(head.end(), {'A', 'N', 'N', 'O', 2, 0, 0, 0, 'a', 'b'});
         head.insert(head.end(), {'d', 'a', 't', 'a'});
-        PutLE(head, cSampleBytes, 4);
+        Bench_PutLE(head, cSampleBytes, 4);
         std::ofstream out(mPath, std::ios::binary);
         out.write(reinterpret_cast<const char*>(head.data()), std::streamsize(head.size()));
         Bytes block(1 << 20);
@@ -63,17 +54,12 @@ public:
             out.write(reinterpret_cast<const char*>(block.data()), std::streamsize(block.size()));
         }
         out.close();
-        std::filesystem::create_hard_link(mPath, mDir / "other.wav");
-    }
-    ~LinkedFile()
-    {
-        std::error_code error;
-        std::filesystem::remove_all(mDir, error);
+        std::filesystem::create_hard_link(mPath, mScratch.Dir() / "other.wav");
     }
     const std::string& Path() const { return mPath; }
 
 private:
-    std::filesystem::path mDir;
+    Bench_ScratchFolder mScratch{"mirafile-journal-bench"};
     std::string mPath;
 };
 

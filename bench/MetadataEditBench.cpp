@@ -15,6 +15,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "BenchScratch.h"
 #include "FF/Audio/FF_AudioFile.h"
 #include "Sys_FileLoc.h"
 
@@ -22,16 +23,10 @@ namespace
 {
 using Bytes = std::vector<unsigned char>;
 
-void PutLE(Bytes& ioBytes, uint32_t iValue, int iWidth)
-{
-    for (int i = 0; i < iWidth; ++i)
-        ioBytes.push_back(static_cast<unsigned char>(iValue >> (8 * i)));
-}
-
 void AppendChunk(Bytes& ioBytes, const char* iID, const Bytes& iData)
 {
     ioBytes.insert(ioBytes.end(), iID, iID + 4);
-    PutLE(ioBytes, uint32_t(iData.size()), 4);
+    Bench_PutLE(ioBytes, uint32_t(iData.size()), 4);
     ioBytes.insert(ioBytes.end(), iData.begin(), iData.end());
 }
 
@@ -40,18 +35,14 @@ class EditFile
 public:
     EditFile()
     {
-        const char* base = std::getenv("MIRAFILE_BENCH_DIR");
-        mDir = (base ? std::filesystem::path(base) : std::filesystem::temp_directory_path()) /
-               ("mirafile-edit-bench-" + std::to_string(::getpid()));
-        std::filesystem::create_directories(mDir);
-        mPath = (mDir / "take.wav").string();
+        mPath = (mScratch.Dir() / "take.wav").string();
         Bytes fmt;
-        PutLE(fmt, 1, 2);
-        PutLE(fmt, 2, 2);
-        PutLE(fmt, 44100, 4);
-        PutLE(fmt, 44100 * 4, 4);
-        PutLE(fmt, 4, 2);
-        PutLE(fmt, 16, 2);
+        Bench_PutLE(fmt, 1, 2);
+        Bench_PutLE(fmt, 2, 2);
+        Bench_PutLE(fmt, 44100, 4);
+        Bench_PutLE(fmt, 44100 * 4, 4);
+        Bench_PutLE(fmt, 4, 2);
+        Bench_PutLE(fmt, 16, 2);
         Bytes body = {'W', 'A', 'V', 'E'};
         AppendChunk(body, "fmt ", fmt);
         AppendChunk(body, "JUNK", Bytes(1000, 0));
@@ -60,20 +51,15 @@ public:
             samples[i] = static_cast<unsigned char>(i * 7);
         AppendChunk(body, "data", samples);
         Bytes image = {'R', 'I', 'F', 'F'};
-        PutLE(image, uint32_t(body.size()), 4);
+        Bench_PutLE(image, uint32_t(body.size()), 4);
         image.insert(image.end(), body.begin(), body.end());
         std::ofstream(mPath, std::ios::binary)
             .write(reinterpret_cast<const char*>(image.data()), std::streamsize(image.size()));
     }
-    ~EditFile()
-    {
-        std::error_code error;
-        std::filesystem::remove_all(mDir, error);
-    }
     const std::string& Path() const { return mPath; }
 
 private:
-    std::filesystem::path mDir;
+    Bench_ScratchFolder mScratch{"mirafile-edit-bench"};
     std::string mPath;
 };
 
